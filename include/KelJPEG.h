@@ -1,0 +1,247 @@
+/*
+ * KelJPEG: JPEG still-image codec, C interface.
+ *
+ * One decode or encode is framed by a prolog, which returns a handle, and an
+ * epilog, which releases it. The calls in between work in strips of rows.
+ * Every failure is reported once through the report handler (see
+ * jpegSetReportHandler) and returned as the documented failure value.
+ *
+ * The caller records below are a binary interface: on 32-bit targets each has
+ * exactly the documented size and field offsets; on 64-bit targets pointer
+ * fields widen and nothing else moves.
+ */
+#ifndef KELJPEG_H
+#define KELJPEG_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Exported functions use the platform C calling convention (cdecl on 32-bit
+ * x86 Windows, the AAPCS on ARM). */
+#if defined(_WIN32)
+#define KELJPEG_CALL __cdecl
+#if defined(KELJPEG_BUILDING)
+#define KELJPEG_API __declspec(dllexport)
+#elif defined(KELJPEG_STATIC)
+#define KELJPEG_API
+#else
+#define KELJPEG_API __declspec(dllimport)
+#endif
+#else
+#define KELJPEG_CALL
+#if defined(KELJPEG_BUILDING)
+#define KELJPEG_API __attribute__((visibility("default")))
+#else
+#define KELJPEG_API
+#endif
+#endif
+
+/* File names and report texts are UTF-16. */
+#if defined(_WIN32)
+typedef wchar_t KelChar16;
+#elif defined(__cplusplus)
+typedef char16_t KelChar16;
+#else
+typedef uint_least16_t KelChar16;
+#endif
+
+/* Opaque codec context, owned by the library from prolog to epilog. */
+typedef struct JpegContext* JpegHandle;
+
+/* ---- Option bits (16-bit option word of both parameter blocks) ---------- */
+#define JPEG_OPT_ENCODE            0x0001u /* set by jpegEncodeProlog */
+#define JPEG_OPT_DECODE            0x0002u /* set by jpegDecodeProlog */
+#define JPEG_OPT_START_OFFSET      0x0004u /* decoder: data starts at startOffset in the file */
+#define JPEG_OPT_MEMORY            0x0008u /* decode from / encode to memory */
+#define JPEG_OPT_RAW_COMPONENTS    0x0010u /* decoder: no colour conversion; encoder: no JFIF, no RGB->YCbCr */
+#define JPEG_OPT_JFIF              0x0020u /* decoder: copy JFIF info out; encoder: write JFIF APP0 */
+#define JPEG_OPT_PROGRESSIVE       0x0040u /* output only: the frame is progressive (SOF2) */
+#define JPEG_OPT_FINE_TABLES       0x0080u /* encoder: fixed fine quantisation tables */
+#define JPEG_OPT_PARTIAL_BITSTREAM 0x0100u /* skip the final-EOI check; memory mode only */
+
+/* Scales of the scaled-output calls. */
+#define JPEG_SCALE_1_8  0
+#define JPEG_SCALE_1_4  1
+#define JPEG_SCALE_1_2  2
+#define JPEG_SCALE_FULL 3
+
+/* Report severities and the icon styles a report carries. */
+#define JPEG_SEVERITY_TRACE   0
+#define JPEG_SEVERITY_WARNING 1
+#define JPEG_SEVERITY_ERROR   2
+#define JPEG_SEVERITY_FATAL   3
+#define JPEG_ICON_ERROR       16u
+#define JPEG_ICON_INFORMATION 64u
+
+#pragma pack(push, 1)
+
+/* A picture in memory: rows of packed pixels, top row first when stride > 0.
+ * 24-bit pixels are blue, green, red. 32 bytes on 32-bit targets. */
+typedef struct ImageRect {
+    int32_t width;
+    int32_t height;
+    int32_t stride;
+    int32_t bitsPerPixel;
+    uint32_t reserved1;
+    uint32_t reserved2;
+    uint8_t* bits;
+    uint32_t size;
+} ImageRect;
+
+/* JFIF information: densities, units and an inline RGB thumbnail of
+ * 3 * thumbnailWidth * thumbnailHeight bytes. */
+typedef struct JfifInfo {
+    uint16_t xDensity;
+    uint16_t yDensity;
+    uint8_t units;
+    uint8_t thumbnailWidth;
+    uint8_t thumbnailHeight;
+    uint8_t thumbnail[1];
+} JfifInfo;
+
+/* Decoder parameter block; 32 bytes on 32-bit targets. Must stay valid from
+ * the prolog to the epilog. */
+typedef struct JpegDecodeParams {
+    uint32_t samplingSignature; /* out: H*16+V of each component, first one most significant */
+    uint16_t width;             /* out */
+    uint16_t height;            /* out */
+    uint16_t restartInterval;   /* out */
+    uint16_t componentCount;    /* out */
+    uint16_t reserved;
+    uint16_t options;           /* in/out: JPEG_OPT_*; JPEG_OPT_PROGRESSIVE is set on return */
+    uint32_t startOffset;       /* in: with JPEG_OPT_START_OFFSET */
+    JfifInfo* jfifInfo;         /* in: with JPEG_OPT_JFIF, or null */
+    const uint8_t* data;        /* in: with JPEG_OPT_MEMORY */
+    uint32_t dataLength;        /* in: with JPEG_OPT_MEMORY */
+} JpegDecodeParams;
+
+typedef struct FrameHeaderComponent {
+    uint8_t identifier;
+    uint8_t horizontalSampling;
+    uint8_t verticalSampling;
+    uint8_t quantTable;
+} FrameHeaderComponent;
+
+/* Frame header as parsed from the SOF segment; 26 bytes. */
+typedef struct FrameHeader {
+    FrameHeaderComponent components[4];
+    uint16_t sofMarker; /* 0xFFC0 .. 0xFFC3 */
+    uint8_t reserved[2];
+    uint16_t lines;
+    uint16_t samplesPerLine;
+    uint8_t precision;
+    uint8_t componentCount;
+} FrameHeader;
+
+/* Encoder parameter block; 32 bytes on 32-bit targets. Must stay valid from
+ * the prolog to the epilog. */
+typedef struct JpegEncodeParams {
+    uint32_t samplingFactors;   /* one (H<<4)|V byte per component, component 1 most significant */
+    uint16_t width;
+    uint16_t height;            /* 0: not known yet; a DNL segment carries it */
+    uint16_t restartInterval;
+    uint16_t componentCount;
+    uint16_t quality;           /* 1..100 */
+    uint16_t options;           /* JPEG_OPT_* */
+    uint32_t reserved;
+    const JfifInfo* jfif;       /* read when the JFIF segment is written */
+    uint8_t* outputBuffer;      /* out, memory mode: release with jpegFreeMemory */
+    uint32_t outputSize;        /* out, memory mode */
+} JpegEncodeParams;
+
+#if !defined(_WIN32)
+/* The platform's device-independent bitmap header and palette entry, with the
+ * layouts Windows publishes. */
+typedef struct BITMAPINFOHEADER {
+    uint32_t biSize;
+    int32_t biWidth;
+    int32_t biHeight;
+    uint16_t biPlanes;
+    uint16_t biBitCount;
+    uint32_t biCompression;
+    uint32_t biSizeImage;
+    int32_t biXPelsPerMeter;
+    int32_t biYPelsPerMeter;
+    uint32_t biClrUsed;
+    uint32_t biClrImportant;
+} BITMAPINFOHEADER;
+
+typedef struct RGBQUAD {
+    uint8_t rgbBlue;
+    uint8_t rgbGreen;
+    uint8_t rgbRed;
+    uint8_t rgbReserved;
+} RGBQUAD;
+
+#define BI_RGB 0u
+#endif
+
+#pragma pack(pop)
+
+/* ---- Reports ------------------------------------------------------------ */
+
+/* Receives every report: source tag, severity, message text, the composed
+ * line (severity word, source, text and the system's message for the last
+ * error, run together) and the icon style (JPEG_ICON_*). */
+typedef void (KELJPEG_CALL *JpegReportHandler)(void* user, const KelChar16* source, int32_t severity,
+                                               const KelChar16* text, const KelChar16* line,
+                                               uint32_t iconStyle);
+
+/* Installs a process-wide report handler; null restores the default (a
+ * message box on Windows, one line on standard error elsewhere). */
+KELJPEG_API void KELJPEG_CALL jpegSetReportHandler(JpegReportHandler handler, void* user);
+
+/* ---- Decoding ----------------------------------------------------------- */
+
+KELJPEG_API JpegHandle KELJPEG_CALL jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeEpilog(JpegHandle context);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeGetImageSize(JpegHandle context, uint32_t* width, uint32_t* height,
+                                                        int32_t scale);
+KELJPEG_API int32_t KELJPEG_CALL jpegGetFrameHeader(JpegHandle context, FrameHeader* frameHeader);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetPartialBitstream(JpegHandle context, const uint8_t* data,
+                                                               uint32_t length);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHandle context, ImageRect* rect, uint32_t rows,
+                                                             int32_t scale);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetProgressiveMode(JpegHandle context, uint32_t mode);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryProgressiveComplete(JpegHandle context);
+
+/* ---- Encoding ----------------------------------------------------------- */
+
+KELJPEG_API JpegHandle KELJPEG_CALL jpegEncodeProlog(const KelChar16* fileName, JpegEncodeParams* params);
+KELJPEG_API int32_t KELJPEG_CALL jpegEncodeEpilog(JpegHandle context);
+KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromRect(JpegHandle context, const ImageRect* rect, uint32_t lines);
+KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromYUV411(JpegHandle context, const uint8_t* planes, uint32_t width,
+                                                      uint32_t height);
+KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromYVU411(JpegHandle context, const uint8_t* planes, uint32_t width,
+                                                      uint32_t height);
+/* Releases a memory-mode output block handed back by jpegEncodeEpilog. */
+KELJPEG_API int32_t KELJPEG_CALL jpegFreeMemory(void* block);
+
+/* ---- Bitmaps and TWAIN -------------------------------------------------- */
+
+KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromWinDIBits(JpegHandle context, uint32_t lines, const void* bits,
+                                                         const BITMAPINFOHEADER* header);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToWinDIBits(JpegHandle context, uint32_t lines, void* bits,
+                                                                  BITMAPINFOHEADER* header, int32_t scale);
+KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromWinTWAIN(JpegHandle context, const void* data, uint32_t width,
+                                                        uint32_t lines);
+KELJPEG_API int32_t KELJPEG_CALL jpegEncodeFromWinDIB(void);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToWinDIB(void);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToWinBitmap(void);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToWinDIB(void);
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToWinBitmap(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KELJPEG_H */

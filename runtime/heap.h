@@ -1,0 +1,14 @@
+// Heap wrappers: every buffer of the library except the context block.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr uint32_t kComplibFailure = 0x80000000u;
+
+// Returns the block or null; never reports (callers report in their own words).
+void* complibAllocMemory(size_t size);
+// 0, or kComplibFailure after reporting "HeapFree () failed." (a block the heap does not own).
+uint32_t complibFreeMemory(void* block);
+// Null block: allocates. On failure returns null and the old block stays valid.
+void* complibReallocMemory(void* block, size_t size);

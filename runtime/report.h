@@ -1,0 +1,22 @@
+// Report composition and the host-installable report handler.
+#pragma once
+
+#include <cstdint>
+
+#include "KelJPEG.h"
+
+// Composes "<SEVERITY><source><text><system message>" (no separators), bounded
+// at kReportLineUnits code units, and hands it to the installed handler.
+void complibReportError(const KelChar16* source, int32_t severity, const KelChar16* text);
+
+constexpr int kReportLineUnits = 384;
+
+// UTF-16 literal helper for report texts: KJ_TEXT("Prolog failed.").
+#if defined(_WIN32)
+#define KJ_TEXT(s) L##s
+#else
+#define KJ_TEXT(s) u##s
+#endif
+
+// Shorthand for the codec-level reports, which all use source "JPEG", severity 2.
+inline void reportJpegError(const KelChar16* text) { complibReportError(KJ_TEXT("JPEG"), JPEG_SEVERITY_ERROR, text); }

@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Installs what building and testing need, when it is missing (Debian).
+set -euo pipefail
+need=()
+command -v cmake >/dev/null || need+=(cmake)
+command -v g++ >/dev/null || need+=(g++)
+command -v make >/dev/null || need+=(make)
+[ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
+if [ "${KELJPEG_PEERS:-1}" = 1 ]; then
+  command -v cjpeg >/dev/null || need+=(libjpeg-turbo-progs)
+  [ -f /usr/include/turbojpeg.h ] || need+=(libturbojpeg0-dev)
+  [ -f /usr/include/jpeglib.h ] || need+=(libjpeg62-turbo-dev)
+fi
+if [ ${#need[@]} -gt 0 ]; then
+  SUDO=""; [ "$(id -u)" = 0 ] || SUDO=sudo
+  $SUDO apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${need[@]}" >/dev/null
+fi

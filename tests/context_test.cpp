@@ -1,0 +1,86 @@
+// Codec context construction and the Huffman code-list builder.
+#include <gtest/gtest.h>
+
+#include "context/jpeg_context.h"
+#include "runtime/report.h"
+#include "test_support.h"
+
+using namespace testing_support;
+
+namespace {
+
+TEST(Context, DirectionBitsAreChecked) {
+    ReportCapture capture;
+    EXPECT_EQ(complibCreateJpegContext(nullptr, 0), nullptr);
+    EXPECT_EQ(complibCreateJpegContext(nullptr, 3), nullptr);
+    EXPECT_EQ(complibCreateJpegContext(nullptr, 0x0103), nullptr);
+    ASSERT_EQ(capture.reports().size(), 3u);
+    for (const auto& r : capture.reports()) {
+        EXPECT_EQ(r.source, "JPEG");
+        EXPECT_EQ(r.text, "Illegal options parameter");
+    }
+    JpegContext* ctx = complibCreateJpegContext(KJ_TEXT("name.jpg"), 0x0012);
+    ASSERT_NE(ctx, nullptr);
+    EXPECT_EQ(ctx->magic, kContextMagic);
+    EXPECT_EQ(ctx->options, 0x0012);
+    EXPECT_EQ(ctx->bitstreamFile.nameMarker, 4u);
+    EXPECT_EQ(narrow(ctx->bitstreamFile.fileName), "name.jpg");
+    EXPECT_EQ(ctx->stateTag, 0u);
+    EXPECT_EQ(complibDestroyJpegContext(ctx), 0);
+
+    ctx = complibCreateJpegContext(nullptr, 0x0001);
+    ASSERT_NE(ctx, nullptr);
+    EXPECT_EQ(ctx->bitstreamFile.nameMarker, 0u);
+    EXPECT_EQ(ctx->bitstreamFile.fileName[0], 0);
+    complibDestroyJpegContext(ctx);
+}
+
+HuffmanDefinition definition(const std::vector<uint8_t>& bits, uint8_t tableByte) {
+    HuffmanDefinition d{};
+    for (size_t i = 0; i < bits.size(); ++i) d.bits[i] = bits[i];
+    for (int i = 0; i < 256; ++i) d.huffval[i] = static_cast<uint8_t>(i);
+    d.tableByte = tableByte;
+    return d;
+}
+
+TEST(HuffmanCodeList, StandardLuminanceDcCodes) {
+    JpegContext* ctx = complibCreateJpegContext(nullptr, 1);
+    HuffmanDefinition d = definition({0, 1, 5, 1, 1, 1, 1, 1, 1}, 0x00);
+    ASSERT_EQ(complibBuildHuffmanCodeTable(ctx, &d, 12), 0);
+    const HuffmanSlot& slot = ctx->huffman[kDcSlot];
+    EXPECT_EQ(slot.maxCodeLength, 9u);
+    EXPECT_EQ(slot.symbolCount, 12u);
+    const uint32_t codes[] = {0b00, 0b010, 0b011, 0b100, 0b101, 0b110, 0b1110, 0b11110, 0b111110, 0b1111110,
+                              0b11111110, 0b111111110};
+    const uint16_t lengths[] = {2, 3, 3, 3, 3, 3, 4, 5, 6, 7, 8, 9};
+    for (int i = 0; i < 12; ++i) {
+        EXPECT_EQ(slot.codeTable[i].code, codes[i]) << i;
+        EXPECT_EQ(slot.codeTable[i].length, lengths[i]) << i;
+        EXPECT_EQ(slot.codeTable[i].symbol, i);
+    }
+    EXPECT_EQ(slot.codeTable[12].length, 0);
+
+    // AC table byte picks the AC slot; a single length-1 code is code 0.
+    HuffmanDefinition single = definition({1}, 0x13);
+    ASSERT_EQ(complibBuildHuffmanCodeTable(ctx, &single, 1), 0);
+    EXPECT_EQ(ctx->huffman[kAcSlot + 3].maxCodeLength, 1u);
+    EXPECT_EQ(ctx->huffman[kAcSlot + 3].codeTable[0].code, 0u);
+    // Redefinition replaces the list (the old one is released: the leak check would see it).
+    ASSERT_EQ(complibBuildHuffmanCodeTable(ctx, &d, 12), 0);
+    HuffmanDefinition none = definition({}, 0x01);
+    ASSERT_EQ(complibBuildHuffmanCodeTable(ctx, &none, 0), 0);
+    EXPECT_EQ(ctx->huffman[kDcSlot + 1].maxCodeLength, 0u);
+    complibDestroyJpegContext(ctx);
+}
+
+TEST(HuffmanCodeList, CodesSkipLengthsWithoutEntries) {
+    JpegContext* ctx = complibCreateJpegContext(nullptr, 1);
+    HuffmanDefinition d = definition({1, 0, 2}, 0x00);  // "0", then "100", "101"
+    ASSERT_EQ(complibBuildHuffmanCodeTable(ctx, &d, 3), 0);
+    EXPECT_EQ(ctx->huffman[0].codeTable[1].code, 0b100u);
+    EXPECT_EQ(ctx->huffman[0].codeTable[2].code, 0b101u);
+    EXPECT_EQ(ctx->huffman[0].maxCodeLength, 3u);
+    complibDestroyJpegContext(ctx);
+}
+
+}  // namespace

@@ -1,0 +1,16 @@
+// Subcommands of the keljpeg program. Each lives in its own cmd_*.cpp file
+// and takes the arguments that follow its name.
+#pragma once
+
+#include <string>
+#include <vector>
+
+using Args = std::vector<std::string>;
+
+int runDemo(const Args& args);
+
+struct Command {
+    const char* name;
+    const char* summary;
+    int (*run)(const Args& args);
+};

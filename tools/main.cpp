@@ -1,0 +1,37 @@
+// keljpeg: command-line front end of the KelJPEG library. It calls only the
+// library's exported interface, as any host would.
+#include <cstdio>
+#include <cstring>
+
+#include "commands.h"
+
+namespace {
+
+const Command kCommands[] = {
+    {"demo", "show the library at work on the built-in sample", runDemo},
+};
+
+void printUsage(FILE* out) {
+    std::fprintf(out, "usage: keljpeg COMMAND [ARGS...]\n\ncommands:\n");
+    for (const Command& c : kCommands) std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
+    std::fprintf(out, "\nkeljpeg COMMAND --help describes one command.\n");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        printUsage(stderr);
+        return 2;
+    }
+    if (!std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") || !std::strcmp(argv[1], "help")) {
+        printUsage(stdout);
+        return 0;
+    }
+    for (const Command& c : kCommands) {
+        if (!std::strcmp(argv[1], c.name)) return c.run(Args(argv + 2, argv + argc));
+    }
+    std::fprintf(stderr, "keljpeg: unknown command '%s'\n\n", argv[1]);
+    printUsage(stderr);
+    return 2;
+}
