@@ -1,0 +1,28 @@
+// The band loop behind jpegDecodeToRect: one band per MCU row, each MCU
+// decoded, expanded and written into the caller's rectangle.
+#pragma once
+
+#include <cstdint>
+
+#include "KelJPEG.h"
+#include "decoder/mcu_decode.h"
+#include "decoder/pixel_writers.h"
+#include "decoder/upsample.h"
+
+struct JpegContext;
+
+// What varies between full-size and reduced-size output.
+struct BandLoopSetup {
+    McuDecoder decodeMcu;
+    Expander expand;
+    PixelWriter write;
+    int32_t mcuWidth;         // output columns per MCU
+    int32_t mcuHeight;        // output rows per MCU row
+    int32_t columnsPerBand;   // columns left at the start of every band
+    bool clipWithoutHeight;   // clip the last band even while the image height is unknown
+};
+
+// Runs the band loop for rows (low 16 bits) from the context's rowsDelivered
+// on. Returns the rows by which rowsDelivered advanced, or 0 when an MCU
+// decoder fails (rowsDelivered is then left alone).
+int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const BandLoopSetup& setup);

@@ -1,0 +1,19 @@
+// Inverse DCT at full size (8x8) and at reduced sizes (4x4, 2x2), in place on
+// one block of dequantised coefficients. All arithmetic is 32-bit integer with
+// wraparound, every right shift arithmetic; results are truncated to 16 bits
+// and not clamped (the MCU decoders clamp).
+#pragma once
+
+#include <cstdint>
+
+void inverseDct8x8(int16_t* block);
+// Reads rows 0..3, columns 0..3 and writes the 4x4 samples in their place.
+void inverseDct4x4(int16_t* block);
+// Reads values 0, 1, 8, 9 and writes the 2x2 samples in their place.
+void inverseDct2x2(int16_t* block);
+
+inline int16_t clampSample(int32_t v) {
+    return static_cast<int16_t>(v < -128 ? -128 : (v > 127 ? 127 : v));
+}
+// Limits all 64 values of a block to -128..127.
+void clampBlock(int16_t* block);

@@ -1,0 +1,32 @@
+// Block and MCU decoders of sequential (Huffman) scans. The MCU decoders
+// return 1 when an MCU was decoded into mcuBlocks, 0 once the image's end
+// (lastMarker 0xFFD9) has been met (nothing decoded), -1 on a coding error.
+#pragma once
+
+#include <cstdint>
+
+struct JpegContext;
+struct ComponentRecord;
+
+// Decodes one 8x8 block: clears it, predicts the DC term, dequantises and
+// places each coefficient in natural order. 0, or -1 after reporting "DC"/"AC".
+[[nodiscard]] int32_t decodeBlock(JpegContext* context, int16_t* block, ComponentRecord* component);
+
+// For the reduced-size decoders: stores coefficients while the zig-zag index
+// is below keepLimit (24, 4 or 0) and skips the value bits of the rest. Does
+// not clear the block. 0, or -1 ("DC" on every corrupt code; silent on an
+// index overshoot in the skip phase).
+[[nodiscard]] int32_t decodeBlockPartial(JpegContext* context, int16_t* block, ComponentRecord* component,
+                                         int32_t keepLimit);
+
+// MCU bookkeeping shared by every MCU decoder: counts the MCU, processes a
+// restart at the interval, and after the image's last MCU records the marker
+// that follows in lastMarker.
+void finishMcu(JpegContext* context);
+
+[[nodiscard]] int32_t decodeMcuFull(JpegContext* context);     // 8x8 samples per block
+[[nodiscard]] int32_t decodeMcuHalf(JpegContext* context);     // 4x4, top left of each slot
+[[nodiscard]] int32_t decodeMcuQuarter(JpegContext* context);  // 2x2, top left of each slot
+[[nodiscard]] int32_t decodeMcuEighth(JpegContext* context);   // value 0 of each slot
+
+using McuDecoder = int32_t (*)(JpegContext* context);

@@ -1,0 +1,23 @@
+// Expanders: once per MCU they fill the block pointer table (mcuXYBlocks)
+// so that entry (component c, position k) points at the 8x8 block of c that
+// covers block position k, replicating subsampled chroma into the expansion
+// scratch. mask is samplingSignature shifted so that component 0's sampling
+// byte is the top byte.
+#pragma once
+
+#include <cstdint>
+
+struct JpegContext;
+
+void jpegDecodeUpsampleH1V1(JpegContext* context, uint32_t mask);
+void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask);
+void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask);
+void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask);
+
+using Expander = void (*)(JpegContext* context, uint32_t mask);
+
+// The expander for the frame's MCU shape, or null for an unsupported one.
+Expander selectExpander(const JpegContext* context);
+
+// The mask handed to the expanders.
+uint32_t samplingMask(const JpegContext* context);
