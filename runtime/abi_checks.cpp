@@ -46,7 +46,28 @@ static_assert(offsetof(JpegEncodeParams, samplingFactors) == 0 && offsetof(JpegE
               "JpegEncodeParams layout");
 static_assert(sizeof(JpegEncodeParams) == 32 + 2 * kPointerGrowth, "JpegEncodeParams size");
 
-static_assert(sizeof(BITMAPINFOHEADER) == 40 && offsetof(BITMAPINFOHEADER, biBitCount) == 14 &&
+static_assert(sizeof(FrameHeaderComponent) == 4 && offsetof(FrameHeaderComponent, identifier) == 0 &&
+                  offsetof(FrameHeaderComponent, horizontalSampling) == 1 &&
+                  offsetof(FrameHeaderComponent, verticalSampling) == 2 &&
+                  offsetof(FrameHeaderComponent, quantTable) == 3,
+              "FrameHeaderComponent layout");
+
+// The bitmap records have one layout everywhere (no pointers); on Windows
+// these are the system's own declarations.
+static_assert(offsetof(BITMAPINFOHEADER, biSize) == 0 && offsetof(BITMAPINFOHEADER, biWidth) == 4 &&
+                  offsetof(BITMAPINFOHEADER, biHeight) == 8 && offsetof(BITMAPINFOHEADER, biPlanes) == 12 &&
+                  offsetof(BITMAPINFOHEADER, biBitCount) == 14 && offsetof(BITMAPINFOHEADER, biCompression) == 16 &&
+                  offsetof(BITMAPINFOHEADER, biSizeImage) == 20 && offsetof(BITMAPINFOHEADER, biXPelsPerMeter) == 24 &&
+                  offsetof(BITMAPINFOHEADER, biYPelsPerMeter) == 28 && offsetof(BITMAPINFOHEADER, biClrUsed) == 32 &&
                   offsetof(BITMAPINFOHEADER, biClrImportant) == 36,
               "BITMAPINFOHEADER layout");
-static_assert(sizeof(RGBQUAD) == 4, "RGBQUAD layout");
+static_assert(sizeof(BITMAPINFOHEADER) == 40, "BITMAPINFOHEADER size");
+static_assert(sizeof(RGBQUAD) == 4 && offsetof(RGBQUAD, rgbBlue) == 0 && offsetof(RGBQUAD, rgbGreen) == 1 &&
+                  offsetof(RGBQUAD, rgbRed) == 2 && offsetof(RGBQUAD, rgbReserved) == 3,
+              "RGBQUAD layout");
+static_assert(BI_RGB == 0, "BI_RGB value");
+
+// The caller records are exchanged with hosts compiled by other compilers:
+// the byte sizes of the fixed-width fields must not depend on the target.
+static_assert(sizeof(KelChar16) == 2, "UTF-16 code unit");
+static_assert(sizeof(void*) == 4 || sizeof(void*) == 8, "32- or 64-bit target");

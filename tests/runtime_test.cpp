@@ -7,6 +7,7 @@
 #include "runtime/bitstream_file.h"
 #include "runtime/heap.h"
 #include "runtime/image_rect.h"
+#include "runtime/platform.h"
 #include "runtime/report.h"
 #include "test_support.h"
 
@@ -15,24 +16,40 @@ using namespace testing_support;
 namespace {
 
 // Report lines end with the system's text for the last error; pin it down.
-std::string systemTextForNoError() {
+void clearLastError() {
     errno = 0;
+#if defined(_WIN32)
+    SetLastError(0);
+#endif
+}
+
+std::string systemTextForNoError() {
+#if defined(_WIN32)
+    // The system's own wording (and its trailing line break) for "no error".
+    clearLastError();
+    std::string out;
+    for (char16_t c : platform::lastErrorText()) out += c < 0x80 ? static_cast<char>(c) : '?';
+    clearLastError();
+    return out;
+#else
+    clearLastError();
     return std::strerror(0);
+#endif
 }
 
 TEST(Report, ComposesSeveritySourceTextAndSystemMessageWithoutSeparators) {
     ReportCapture capture;
     std::string system = systemTextForNoError();
     complibReportError(KJ_TEXT("JPEG"), 2, KJ_TEXT("Frame Level parse failed."));
-    errno = 0;
+    clearLastError();
     complibReportError(KJ_TEXT("src"), 0, KJ_TEXT("t"));
-    errno = 0;
+    clearLastError();
     complibReportError(KJ_TEXT("src"), 1, KJ_TEXT("t"));
-    errno = 0;
+    clearLastError();
     complibReportError(KJ_TEXT("src"), 3, KJ_TEXT("t"));
-    errno = 0;
+    clearLastError();
     complibReportError(KJ_TEXT("src"), 4, KJ_TEXT("t"));
-    errno = 0;
+    clearLastError();
     complibReportError(KJ_TEXT("src"), -1, KJ_TEXT("t"));
     const auto& r = capture.reports();
     ASSERT_EQ(r.size(), 6u);

@@ -1,0 +1,176 @@
+// The platform seam under the file wrappers and the reporter: UTF-16 names,
+// open modes, seeks, the system's error text. The same cases run on every
+// target (native, ARM under qemu, Windows under wine).
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "runtime/file.h"
+#include "runtime/heap.h"
+#include "runtime/platform.h"
+#include "runtime/report.h"
+#include "test_support.h"
+
+using namespace testing_support;
+
+namespace {
+
+// UTF-16 code units of a name with a Latin, a CJK and a supplementary-plane
+// character, the last one as a surrogate pair.
+WideName unusualName(const std::string& dir) {
+    WideName name = wideName(dir + "/k");
+    for (char16_t unit : {char16_t(0x00E9), char16_t(0x6F22), char16_t(0xD83D), char16_t(0xDE00)}) {
+        name += static_cast<KelChar16>(unit);
+    }
+    name += wideName(".jpg");
+    return name;
+}
+
+// The same name as the host's file system spells it.
+std::filesystem::path unusualPath(const std::string& dir) {
+    return std::filesystem::u8path(dir + "/k\xC3\xA9\xE6\xBC\xA2\xF0\x9F\x98\x80.jpg");
+}
+
+std::string narrowSystemText(const std::u16string& text) {
+    std::string out;
+    for (char16_t c : text) out += c < 0x80 ? static_cast<char>(c) : '?';
+    return out;
+}
+
+void clearLastError() {
+    errno = 0;
+#if defined(_WIN32)
+    SetLastError(0);
+#endif
+}
+
+}  // namespace
+
+TEST(PlatformFiles, Utf16NamesReachTheFileSystemUnchanged) {
+    std::string dir = std::filesystem::path(tempPath("platform_names")).string();
+    std::filesystem::create_directories(dir);
+    WideName name = unusualName(dir);
+    std::filesystem::path path = unusualPath(dir);
+    std::filesystem::remove(path);
+
+    platform::File out = complibCreateFile(name.c_str());
+    ASSERT_NE(out, platform::kInvalidFile);
+    EXPECT_EQ(complibWriteFile(out, "JPEG", 4), 4u);
+    EXPECT_EQ(complibCloseFile(out), 0u);
+
+    // Created under exactly that name, not a mangled one.
+    ASSERT_TRUE(std::filesystem::exists(path));
+    EXPECT_EQ(std::filesystem::file_size(path), 4u);
+    EXPECT_EQ(complibGetFileSize(name.c_str()), 4);
+
+    platform::File in = complibOpenFile(name.c_str(), 0);
+    ASSERT_NE(in, platform::kInvalidFile);
+    char got[8] = {};
+    EXPECT_EQ(complibReadFile(in, got, sizeof got), 4u);
+    EXPECT_EQ(std::string(got, 4), "JPEG");
+    EXPECT_EQ(complibCloseFile(in), 0u);
+
+    EXPECT_EQ(complibDeleteFile(name.c_str()), 0u);
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(complibGetFileSize(name.c_str()), -1);
+    EXPECT_EQ(complibDeleteFile(name.c_str()), kComplibFailure);
+}
+
+TEST(PlatformFiles, OpenModesSeeksAndFailureValues) {
+    std::string path = tempPath("platform_modes.bin");
+    writeFileBytes(path, std::vector<uint8_t>(100, 0x5A));
+    WideName name = wideName(path);
+
+    EXPECT_EQ(complibOpenFile(name.c_str(), 3), platform::kInvalidFile);
+    EXPECT_EQ(complibOpenFile(wideName(tempPath("platform_missing.bin")).c_str(), 0), platform::kInvalidFile);
+    EXPECT_EQ(complibGetFileSize(wideName(tempPath("platform_missing.bin")).c_str()), -1);
+
+    // Mode 0 reads only: a write through it fails.
+    platform::File in = complibOpenFile(name.c_str(), 0);
+    ASSERT_NE(in, platform::kInvalidFile);
+    EXPECT_EQ(complibWriteFile(in, "x", 1), kFileFailure);
+    EXPECT_EQ(complibSeekFile(in, 10, 0), 10u);
+    EXPECT_EQ(complibSeekFile(in, 5, 1), 15u);
+    EXPECT_EQ(complibSeekFile(in, -1, 2), 99u);
+    EXPECT_EQ(complibSeekFile(in, 50, 2), 150u);  // past the end is allowed; reading then finds nothing
+    uint8_t b = 0;
+    EXPECT_EQ(complibReadFile(in, &b, 1), 0u);
+    EXPECT_EQ(complibSeekFile(in, -200, 0), kFileFailure);
+    EXPECT_EQ(complibSeekFile(in, 0, 3), kFileFailure);
+    EXPECT_EQ(complibCloseFile(in), 0u);
+
+    // Mode 1 writes only, in place, without truncating.
+    platform::File out = complibOpenFile(name.c_str(), 1);
+    ASSERT_NE(out, platform::kInvalidFile);
+    EXPECT_EQ(complibReadFile(out, &b, 1), kFileFailure);
+    EXPECT_EQ(complibWriteFile(out, "ab", 2), 2u);
+#if defined(_WIN32)
+    // Modes 1 and 2 keep the file to themselves.
+    EXPECT_EQ(complibOpenFile(name.c_str(), 0), platform::kInvalidFile);
+#endif
+    EXPECT_EQ(complibCloseFile(out), 0u);
+
+    // Mode 2 reads and writes.
+    platform::File both = complibOpenFile(name.c_str(), 2);
+    ASSERT_NE(both, platform::kInvalidFile);
+    char head[3] = {};
+    EXPECT_EQ(complibReadFile(both, head, 3), 3u);
+    EXPECT_EQ(std::string(head, 3), "abZ");
+    EXPECT_EQ(complibSeekFile(both, 0, 2), 100u);
+    EXPECT_EQ(complibWriteFile(both, "!", 1), 1u);
+    EXPECT_EQ(complibCloseFile(both), 0u);
+    EXPECT_EQ(complibGetFileSize(name.c_str()), 101);
+
+    // Creating truncates an existing file.
+    platform::File again = complibCreateFile(name.c_str());
+    ASSERT_NE(again, platform::kInvalidFile);
+    EXPECT_EQ(complibCloseFile(again), 0u);
+    EXPECT_EQ(complibGetFileSize(name.c_str()), 0);
+    std::remove(path.c_str());
+}
+
+TEST(PlatformReports, LineEndsWithTheTextOfTheFailedCall) {
+    clearLastError();
+    std::string noError = narrowSystemText(platform::lastErrorText());
+
+    ReportCapture capture;
+    clearLastError();
+    ASSERT_EQ(complibOpenFile(wideName(tempPath("platform_absent.bin")).c_str(), 0), platform::kInvalidFile);
+    std::string failure = narrowSystemText(platform::lastErrorText());
+    complibReportError(KJ_TEXT("src"), JPEG_SEVERITY_ERROR, KJ_TEXT("t"));
+
+    // The failed open's own explanation, still intact when the report is composed.
+    EXPECT_FALSE(failure.empty());
+    EXPECT_NE(failure, noError);
+    ASSERT_EQ(capture.reports().size(), 1u);
+    EXPECT_EQ(capture.reports()[0].line, "ERRORsrct" + failure);
+}
+
+TEST(PlatformHeap, BlocksAreUsableAndResizeKeepsContents) {
+    // Heap blocks hold any record the codec keeps in them (8-byte fields included).
+    auto* block = static_cast<uint8_t*>(complibAllocMemory(24));
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % alignof(uint64_t), 0u);
+    for (int i = 0; i < 24; ++i) block[i] = static_cast<uint8_t>(i);
+    auto* grown = static_cast<uint8_t*>(complibReallocMemory(block, 1 << 20));
+    ASSERT_NE(grown, nullptr);
+    for (int i = 0; i < 24; ++i) ASSERT_EQ(grown[i], i);
+    grown[(1 << 20) - 1] = 1;
+    EXPECT_EQ(complibFreeMemory(grown), 0u);
+    EXPECT_EQ(complibAllocMemory(SIZE_MAX), nullptr);
+}
+
+#if !defined(_WIN32)
+TEST(PlatformReports, WithoutAHandlerTheLineGoesToStandardError) {
+    jpegSetReportHandler(nullptr, nullptr);
+    clearLastError();
+    testing::internal::CaptureStderr();
+    complibReportError(KJ_TEXT("src"), JPEG_SEVERITY_ERROR, KJ_TEXT("shown"));
+    std::string shown = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(shown.rfind("ERRORsrcshown", 0), 0u) << shown;
+    EXPECT_EQ(shown.back(), '\n');
+}
+#endif
