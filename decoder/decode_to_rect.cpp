@@ -2,6 +2,8 @@
 #include "decoder/decode_to_rect.h"
 
 #include "context/jpeg_context.h"
+#include "decoder/lossless_decode.h"
+#include "decoder/progressive_decode.h"
 
 int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const BandLoopSetup& setup) {
     DecoderState& dec = context->dec;
@@ -44,7 +46,8 @@ int32_t jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows) {
     if (!context || !rect) return 0;
     // Progressive and lossless frames have drivers of their own.
     uint16_t frameType = context->frame.sofMarker;
-    if (frameType == 0xFFC2 || frameType == 0xFFC3) return 0;
+    if (frameType == 0xFFC2) return decodeProgressiveRows(context, rect, rows);
+    if (frameType == 0xFFC3) return decodeLosslessRows(context, rect, rows);
     if (!context->dec.mcuBlocks) return 0;
     BandLoopSetup setup{};
     setup.decodeMcu = decodeMcuFull;

@@ -1,5 +1,8 @@
-// Row driver of progressive frames (decodes scans into the coefficient
-// buffer, then rebuilds rows through the expanders and pixel writers).
+// Progressive frames: the quantised coefficients of the whole image live in
+// one buffer (progressiveBlocks, MCU order, natural order within a block,
+// already shifted left by each scan's Al). Scans are decoded into it whole;
+// rows are rebuilt from whatever it holds at the time, so a caller can show a
+// coarse picture after the first scan and refine it pass by pass.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +10,37 @@
 #include "KelJPEG.h"
 
 struct JpegContext;
+struct ComponentRecord;
 
 // Rows delivered by this call; 0 on any failure. rows: low 16 bits used.
+// A pass begins when rowsDelivered is 0 or equals the frame's lines: all
+// scans are decoded first (or one scan, with progressiveMode bit 0 set).
 int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t rows);
+
+// ---- Scan decoders: one block each; 0, or -1 on a coding error ----
+// DC first pass: clears the block, predicts, stores dcPredictor << Al.
+[[nodiscard]] int32_t decodeDcFirst(JpegContext* context, int16_t* block, ComponentRecord* component);
+// DC refinement: one bit ORed in at 1 << Al (the record is not used).
+[[nodiscard]] int32_t decodeDcRefine(JpegContext* context, int16_t* block, ComponentRecord* component);
+// AC first pass over Ss..Se, with end-of-band runs that span blocks.
+[[nodiscard]] int32_t decodeAcFirst(JpegContext* context, int16_t* block, ComponentRecord* component);
+// AC refinement: correction bits for known coefficients, new ones of +-1 << Al.
+[[nodiscard]] int32_t decodeAcRefine(JpegContext* context, int16_t* block, ComponentRecord* component);
+
+using ScanDecoder = int32_t (*)(JpegContext* context, int16_t* block, ComponentRecord* component);
+
+// The scan decoder for the context's current scan header.
+ScanDecoder selectScanDecoder(const JpegContext* context);
+
+// ---- Scan walks: decode one whole scan into progressiveBlocks ----
+// 1 after the last MCU, -1 on failure (reported). Ns > 1: MCU by MCU, with
+// restart processing.
+[[nodiscard]] int32_t decodeScanInterleaved(JpegContext* context);
+// Ns = 1: the component's blocks in the MCU grid, bounded by the frame's
+// width and height counted 8 per block; no restart processing. 1, 0 when
+// EOI was already seen, -1 on failure (reported).
+[[nodiscard]] int32_t decodeScanSingle(JpegContext* context);
+
+// Dequantises and inverse-transforms the MCU at progressiveCursor into
+// mcuBlocks, then moves the cursor on by one MCU.
+void rebuildProgressiveMcu(JpegContext* context);

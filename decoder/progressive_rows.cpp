@@ -1,0 +1,167 @@
+// The row driver of progressive frames and its two exported controls. Each
+// output pass first decodes scans into the coefficient buffer (all of them, or
+// one with progressiveMode bit 0), then rebuilds MCU rows from the buffer and
+// hands them to the same expanders and pixel writers as sequential output.
+#include <cstring>
+
+#include "context/jpeg_context.h"
+#include "decoder/bit_reader.h"
+#include "decoder/huffman_decode.h"
+#include "decoder/inverse_dct.h"
+#include "decoder/marker_parser.h"
+#include "decoder/pixel_writers.h"
+#include "decoder/progressive_decode.h"
+#include "decoder/upsample.h"
+
+namespace {
+
+constexpr uint16_t kFirstMarker = 0xFFC0;  // 16 bits below this at a byte boundary are entropy data
+
+// Decodes the current scan whole: -1 on failure, otherwise 0 or 1.
+[[nodiscard]] int32_t decodeCurrentScan(JpegContext* context) {
+    return context->dec.scan.componentCount != 1 ? decodeScanInterleaved(context) : decodeScanSingle(context);
+}
+
+// After the scan set-up has read its way to the next SOS, entropy data must
+// follow. A marker there means the set-up stopped short of any SOS (a stray
+// marker, or fill bytes past the end of the data): decoding the old scan
+// header again would never end, so the pass fails instead. EOI there ends the
+// image.
+enum class NextScan { Ready, EndOfImage, Unusable };
+
+NextScan setUpNextScan(JpegContext* context) {
+    if (parseScanHeaders(context) != 0) return NextScan::Unusable;
+    const uint16_t next = peekMarker(context->bitstream);
+    if (next == kMarkerEoi) {
+        context->dec.lastMarker = kMarkerEoi;
+        return NextScan::EndOfImage;
+    }
+    return next < kFirstMarker ? NextScan::Ready : NextScan::Unusable;
+}
+
+// Decodes scans for a new pass: until EOI, or one scan when the caller asked
+// for one scan per pass. Once EOI has been seen nothing is left to decode and
+// the pass re-renders the finished coefficients. false on any failure.
+[[nodiscard]] bool decodeScansForPass(JpegContext* context) {
+    DecoderState& dec = context->dec;
+    while (dec.lastMarker != kMarkerEoi) {
+        if (decodeCurrentScan(context) < 0) return false;
+        dec.lastMarker = peekMarker(context->bitstream);
+        if (dec.lastMarker < kFirstMarker) return false;  // no marker after the scan
+        if (dec.lastMarker == kMarkerEoi) break;
+        NextScan next = setUpNextScan(context);
+        if (next == NextScan::Unusable) return false;
+        if (next == NextScan::EndOfImage) break;
+        if (dec.progressiveMode & 1) break;  // the next scan's data waits for the next pass
+    }
+    return true;
+}
+
+void dequantiseBlock(const int16_t* coefficients, const int32_t* quant, int16_t* out) {
+    for (int n = 0; n < kBlockValues; ++n) {
+        // Unsigned product: a hostile table cannot overflow; 16-bit truncation as in sequential decoding.
+        out[n] = static_cast<int16_t>(static_cast<uint32_t>(coefficients[n]) *
+                                      static_cast<uint32_t>(quant[naturalToZigzag[n]]));
+    }
+}
+
+int16_t* mcuRowStart(const JpegContext* context, uint32_t mcuRow) {
+    const DecoderState& dec = context->dec;
+    return dec.progressiveBlocks + static_cast<size_t>(mcuRow) * dec.mcusPerRow * dec.blocksPerMcu * kBlockValues;
+}
+
+struct OutputStage {
+    Expander expand;
+    PixelWriter write;
+    uint32_t mask;
+};
+
+// Rebuilds one MCU row and writes rowsThisBand rows of it into the band view.
+void writeMcuRow(JpegContext* context, const OutputStage& stage, ImageRect* band, const ImageRect* rect) {
+    const DecoderState& dec = context->dec;
+    int32_t columnsLeft = rect->width;
+    int32_t x = 0;
+    const int32_t mcuWidth = static_cast<int32_t>(dec.mcuWidth);
+    for (uint32_t m = 0; m < dec.mcusPerRow; ++m) {
+        rebuildProgressiveMcu(context);
+        stage.expand(context, stage.mask);
+        stage.write(context, band, x, columnsLeft < mcuWidth ? columnsLeft : mcuWidth);
+        x += mcuWidth;
+        columnsLeft -= mcuWidth;
+    }
+}
+
+}  // namespace
+
+void rebuildProgressiveMcu(JpegContext* context) {
+    DecoderState& dec = context->dec;
+    const int16_t* in = dec.progressiveCursor;
+    int16_t* out = dec.mcuBlocks;
+    uint32_t blocksLeft = dec.blocksPerMcu;
+    const int components = static_cast<int>(dec.componentCount < 4 ? dec.componentCount : 4);
+    for (int c = 0; c < components; ++c) {
+        const FrameHeaderComponent& fc = context->frame.components[c];
+        const uint32_t blocks = static_cast<uint32_t>(fc.horizontalSampling) * fc.verticalSampling;
+        for (uint32_t b = 0; b < blocks && blocksLeft > 0; ++b, --blocksLeft) {
+            dequantiseBlock(in, context->components[c].quant, out);
+            inverseDct8x8(out);
+            clampBlock(out);
+            in += kBlockValues;
+            out += kBlockValues;
+        }
+    }
+    dec.progressiveCursor += static_cast<size_t>(dec.blocksPerMcu) * kBlockValues;
+}
+
+int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t rows) {
+    if (!context) return 0;
+    DecoderState& dec = context->dec;
+    const int32_t lines = context->frame.lines;
+    if (dec.rowsDelivered == 0 || dec.rowsDelivered == static_cast<uint32_t>(lines)) {
+        dec.rowsDelivered = 0;
+        if (!decodeScansForPass(context)) return 0;
+    }
+    OutputStage stage{selectExpander(context), selectPixelWriter(context, rect), samplingMask(context)};
+    if (!stage.expand || !stage.write || !dec.progressiveBlocks) return 0;
+
+    const int32_t mcuHeight = static_cast<int32_t>(dec.mcuHeight);
+    uint32_t mcuRow = dec.rowsDelivered / dec.mcuHeight;
+    int32_t requested = static_cast<int32_t>(rows & 0xFFFF);
+    if (requested <= 0) {
+        dec.progressiveCursor = dec.progressiveBlocks;
+        return 0;
+    }
+    int32_t rowsThisBand = requested < mcuHeight ? requested : mcuHeight;
+    const int32_t start = static_cast<int32_t>(dec.rowsDelivered);
+    int32_t delivered = start;
+    ImageRect band = *rect;
+    // The cursor never leaves the buffer: rows past the last MCU row are not rebuilt.
+    for (; mcuRow < dec.mcuRows; ++mcuRow) {
+        dec.progressiveCursor = mcuRowStart(context, mcuRow);
+        band.height = rowsThisBand;
+        writeMcuRow(context, stage, &band, rect);
+        band.bits += static_cast<ptrdiff_t>(rect->stride) * mcuHeight;
+        delivered += rowsThisBand;
+        const int32_t linesLeft = lines - delivered;
+        if (linesLeft < mcuHeight) {
+            rowsThisBand = linesLeft;
+            if (rowsThisBand <= 0) break;
+        }
+        requested -= mcuHeight;
+        if (requested < 1) break;
+    }
+    dec.progressiveCursor = dec.progressiveBlocks;
+    dec.rowsDelivered = static_cast<uint32_t>(delivered);
+    return delivered - start;
+}
+
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetProgressiveMode(JpegHandle context, uint32_t mode) {
+    if (!context) return -1;
+    context->dec.progressiveMode = mode;
+    return 1;
+}
+
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryProgressiveComplete(JpegHandle context) {
+    if (!context) return 1;
+    return context->dec.lastMarker == kMarkerEoi ? 1 : 0;
+}
