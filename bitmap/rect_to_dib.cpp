@@ -23,10 +23,12 @@ struct CommonGeometry {
 };
 
 [[nodiscard]] bool commonGeometryOf(const ImageRect* rect, const BITMAPINFOHEADER* header, CommonGeometry* out) {
-    out->columns = std::max(0, std::min(rect->width, header->biWidth));
-    out->rows = std::min(rect->height, header->biHeight);
-    out->step = complibDIBRowStep(header->biBitCount, header->biWidth);
-    out->bitmapRows = std::max(0, header->biHeight);
+    auto bitmapWidth = static_cast<int32_t>(header->biWidth);
+    auto bitmapHeight = static_cast<int32_t>(header->biHeight);
+    out->columns = std::max(0, std::min(rect->width, bitmapWidth));
+    out->rows = std::min(rect->height, bitmapHeight);
+    out->step = complibDIBRowStep(header->biBitCount, bitmapWidth);
+    out->bitmapRows = std::max(0, bitmapHeight);
     return out->bitmapRows == 0 || out->step <= kMaxBitmapBytes / out->bitmapRows;
 }
 
