@@ -1,0 +1,25 @@
+// Readers for the uncompressed inputs of `keljpeg encode`: BMP, binary PPM
+// (P6) and PGM (P5), and planar YUV 4:2:0 frames.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Pixels top row first, rows packed without padding: one byte per pixel for
+// grey images, blue-green-red for colour (the library's pixel order).
+struct PixelImage {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    uint32_t components = 0;  // 1 or 3
+    std::vector<uint8_t> pixels;
+};
+
+// Reads a BMP (1, 4, 8, 24 or 32 bits, uncompressed), PPM or PGM file,
+// chosen by its signature. On failure returns false with a message in error.
+bool readPixelImage(const std::string& path, PixelImage& image, std::string& error);
+
+// Reads width * height luma bytes followed by two quarter-size chroma planes
+// (U then V). The file must hold at least that many bytes.
+bool readYuv420File(const std::string& path, uint32_t width, uint32_t height, std::vector<uint8_t>& planes,
+                    std::string& error);
