@@ -8,6 +8,7 @@
 using Args = std::vector<std::string>;
 
 int runDemo(const Args& args);
+int runEncode(const Args& args);
 
 struct Command {
     const char* name;

@@ -9,6 +9,7 @@ namespace {
 
 const Command kCommands[] = {
     {"demo", "show the library at work on the built-in sample", runDemo},
+    {"encode", "encode a BMP, PPM, PGM or planar YUV 4:2:0 file to JPEG", runEncode},
 };
 
 void printUsage(FILE* out) {
