@@ -14,9 +14,9 @@ unset DISPLAY
 mkdir -p "$WINEPREFIX"
 # One server for the whole run: each test program then starts in a fraction
 # of a second instead of booting wine anew.
+wineserver -p || true
+trap 'wineserver -k 2>/dev/null || true' EXIT
 wineboot --init >/dev/null 2>&1 || true
-wineserver -p
-trap 'wineserver -k || true' EXIT
 
 echo "== Windows x86_64 (mingw-w64, wine)"
 scripts/cross-build.sh mingw-w64-x86_64 build-win64
