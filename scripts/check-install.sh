@@ -10,6 +10,10 @@ build=${KELJPEG_BUILD_DIR:-build}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
+if ! command -v pkg-config >/dev/null; then
+  SUDO=""; [ "$(id -u)" = 0 ] || SUDO=sudo
+  $SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq pkgconf >/dev/null
+fi
 
 [ -f "$build/CMakeCache.txt" ] || cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build "$build" -j"$(nproc)" --target KelJPEG KelJPEG_static keljpeg >/dev/null
