@@ -22,7 +22,7 @@ struct MiniComponent {
 struct MiniJpeg {
     uint16_t width = 8;
     uint16_t height = 8;
-    std::vector<MiniComponent> components{{1, 0x11}};
+    std::vector<MiniComponent> components = std::vector<MiniComponent>(1, MiniComponent{1, 0x11});
     uint16_t restartInterval = 0;
     bool heightInDnl = false;       // SOF says 0 lines; a DNL after the scan says height
     bool omitEoi = false;
