@@ -15,7 +15,7 @@ for file in sample restarts; do
 done
 run "$bin/guide_jfif_info" "$work/sample.jpg"
 run "$bin/guide_memory_round_trip"
-run "$bin/guide_bitmap_round_trip"
+[ -x "$bin/guide_bitmap_round_trip" ] && run "$bin/guide_bitmap_round_trip"
 for example in "$bin"/guide_partial_bitstream "$bin"/guide_yuv_planes; do
   if [ -x "$example" ]; then run "$example"; fi
 done
