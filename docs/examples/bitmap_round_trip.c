@@ -1,6 +1,6 @@
 /* Encodes a 24-bit device-independent bitmap into JPEG (in memory), then
- * decodes it at half size into a 24-bit bitmap and into an 8-bit bitmap
- * with the library's palette. */
+ * decodes it into a 24-bit bitmap at half size and into an 8-bit bitmap with
+ * the library's palette at full size. */
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -18,8 +18,8 @@ typedef struct BitmapInfo {
 
 static uint32_t rowBytes(int32_t width, int bitCount) { return ((uint32_t)(width * bitCount) + 31) / 32 * 4; }
 
-/* Decodes the whole picture at half size into a bitmap of bitCount bits. */
-static int decodeToBitmap(const uint8_t* jpegData, uint32_t jpegSize, int bitCount) {
+/* Decodes the whole picture at a scale into a bitmap of bitCount bits. */
+static int decodeToBitmap(const uint8_t* jpegData, uint32_t jpegSize, int bitCount, int32_t scale) {
     JpegDecodeParams params;
     BitmapInfo info;
     JpegHandle jpeg;
@@ -37,12 +37,11 @@ static int decodeToBitmap(const uint8_t* jpegData, uint32_t jpegSize, int bitCou
      * for 8 bits the palette. */
     memset(&info, 0, sizeof info);
     info.header.biBitCount = (uint16_t)bitCount;
-    jpegDecodeScaleOutputToWinDIBits(jpeg, 0, NULL, &info.header, JPEG_SCALE_1_2);
+    jpegDecodeScaleOutputToWinDIBits(jpeg, 0, NULL, &info.header, scale);
 
     /* One row more than the bitmap holds: some conversions write it. */
     bits = calloc(info.header.biHeight + 1, rowBytes(info.header.biWidth, bitCount));
-    lines = bits ? jpegDecodeScaleOutputToWinDIBits(jpeg, (uint32_t)info.header.biHeight, bits, &info.header,
-                                                    JPEG_SCALE_1_2)
+    lines = bits ? jpegDecodeScaleOutputToWinDIBits(jpeg, (uint32_t)info.header.biHeight, bits, &info.header, scale)
                  : 0;
     printf("%d-bit bitmap %d x %d: %d lines\n", bitCount, (int)info.header.biWidth, (int)info.header.biHeight,
            (int)lines);
@@ -88,8 +87,9 @@ int main(void) {
     failed = jpegEncodeFromWinDIBits(jpeg, kHeight, bits, &header) != kHeight;
     if (jpegEncodeEpilog(jpeg) != 0) failed = 1;
 
-    if (!failed) failed = decodeToBitmap(params.outputBuffer, params.outputSize, 24) != 0;
-    if (!failed) failed = decodeToBitmap(params.outputBuffer, params.outputSize, 8) != 0;
+    if (!failed) failed = decodeToBitmap(params.outputBuffer, params.outputSize, 24, JPEG_SCALE_1_2) != 0;
+    /* Colour into 8 bits works at full size only. */
+    if (!failed) failed = decodeToBitmap(params.outputBuffer, params.outputSize, 8, JPEG_SCALE_FULL) != 0;
     jpegFreeMemory(params.outputBuffer);
     return failed;
 }
