@@ -10,6 +10,8 @@ namespace {
 const Command kCommands[] = {
     {"demo", "show the library at work on the built-in sample", runDemo},
     {"encode", "encode a BMP, PPM, PGM or planar YUV 4:2:0 file to JPEG", runEncode},
+    {"decode", "decode a JPEG file to BMP, PPM or PGM", runDecode},
+    {"info", "show the frame, sampling, restart interval and JFIF values of a JPEG file", runInfo},
 };
 
 void printUsage(FILE* out) {

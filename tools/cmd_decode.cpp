@@ -1,0 +1,154 @@
+// keljpeg decode: a JPEG file to BMP, PPM or PGM, through the exported API
+// only, as a host application would drive it.
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "KelJPEG.h"
+#include "commands.h"
+#include "image_write.h"
+
+namespace {
+
+constexpr uint16_t kSofLossless = 0xFFC3;
+
+const char* kDecodeUsage =
+    "usage: keljpeg decode IN.jpg OUT.bmp|OUT.ppm|OUT.pgm [--scale N]\n"
+    "  --scale N   0 = 1/8, 1 = 1/4, 2 = 1/2, 3 = full size (default); sequential frames only\n";
+
+struct DecodeOptions {
+    std::string input, output;
+    int32_t scale = 3;
+};
+
+bool parseDecodeArgs(const Args& args, DecodeOptions& o) {
+    std::vector<std::string> names;
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--scale" && i + 1 < args.size()) {
+            const std::string& v = args[++i];
+            if (v.size() != 1 || v[0] < '0' || v[0] > '3') return false;
+            o.scale = v[0] - '0';
+        } else if (!args[i].empty() && args[i][0] == '-') {
+            return false;
+        } else {
+            names.push_back(args[i]);
+        }
+    }
+    if (names.size() != 2) return false;
+    o.input = names[0];
+    o.output = names[1];
+    return true;
+}
+
+// Largest vertical sampling factor of the frame: the MCU height is 8 times it.
+uint32_t maxVerticalSampling(uint32_t samplingSignature) {
+    uint32_t maxV = 1;
+    for (uint32_t s = samplingSignature; s != 0; s >>= 8) maxV = std::max(maxV, s & 15);
+    return maxV;
+}
+
+// Rectangle for rows rows of width samples; rows are padded to whole MCU rows
+// because a frame whose height comes from DNL is written in whole MCU rows.
+struct Canvas {
+    std::vector<uint8_t> storage;
+    ImageRect rect{};
+};
+
+void prepareCanvas(Canvas& canvas, uint32_t width, uint32_t rows, uint32_t bytesPerPixel, uint32_t mcuHeight) {
+    uint32_t paddedRows = (rows + mcuHeight - 1) / mcuHeight * mcuHeight + mcuHeight;
+    canvas.storage.assign(size_t{width} * bytesPerPixel * paddedRows, 0);
+    canvas.rect.width = static_cast<int32_t>(width);
+    canvas.rect.height = static_cast<int32_t>(rows);
+    canvas.rect.stride = static_cast<int32_t>(width * bytesPerPixel);
+    canvas.rect.bitsPerPixel = static_cast<int32_t>(bytesPerPixel * 8);
+    canvas.rect.bits = canvas.storage.data();
+    canvas.rect.size = static_cast<uint32_t>(canvas.storage.size());
+}
+
+int fail(const std::string& message) {
+    std::fprintf(stderr, "keljpeg decode: %s\n", message.c_str());
+    return 1;
+}
+
+// Decodes the opened frame into picture; returns an error text or "".
+std::string decodeFrame(JpegHandle h, const JpegDecodeParams& params, const FrameHeader& frame, uint32_t height,
+                        int32_t scale, DecodedPicture& picture) {
+    Canvas canvas;
+    const uint32_t mcuHeight = 8 * maxVerticalSampling(params.samplingSignature);
+    if (frame.sofMarker >= kSofLossless) {
+        // Lossless samples come in component order, 16 bits above 8-bit precision.
+        picture.components = params.componentCount;
+        picture.bytesPerSample = frame.precision > 8 ? 2 : 1;
+        picture.rgbOrder = true;
+        if (picture.components != 1 && picture.components != 3)
+            return "lossless output of " + std::to_string(picture.components) + " components is not supported";
+        picture.width = params.width;
+        picture.height = height;
+        prepareCanvas(canvas, picture.width, height, picture.components * picture.bytesPerSample, 1);
+        int32_t rows = jpegDecodeToRect(h, &canvas.rect, height);
+        if (rows < static_cast<int32_t>(height)) return "decoding failed";
+    } else {
+        picture.components = params.componentCount < 3 ? 1 : 3;
+        uint32_t width = params.width, rowsWanted = height;
+        bool scaled = scale < 3 && !(params.options & JPEG_OPT_PROGRESSIVE);
+        if (scaled) (void)jpegDecodeGetImageSize(h, &width, &rowsWanted, scale);
+        picture.width = width;
+        picture.height = rowsWanted;
+        prepareCanvas(canvas, width, rowsWanted, picture.components, mcuHeight);
+        int32_t rows = scaled ? jpegDecodeScaleOutputToRect(h, &canvas.rect, rowsWanted, scale)
+                              : jpegDecodeToRect(h, &canvas.rect, rowsWanted);
+        if (rows < static_cast<int32_t>(rowsWanted)) return "decoding failed";
+    }
+    size_t bytes = size_t{picture.width} * picture.height * picture.components * picture.bytesPerSample;
+    picture.pixels.assign(canvas.storage.begin(), canvas.storage.begin() + static_cast<ptrdiff_t>(bytes));
+    return "";
+}
+
+}  // namespace
+
+uint32_t heightFromDnl(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    // The last DNL segment (FF DC 00 04 followed by the line count).
+    if (bytes.size() < 6) return 0;
+    for (size_t i = bytes.size() - 5; i-- > 0;) {
+        if (bytes[i] == 0xFF && bytes[i + 1] == 0xDC && bytes[i + 2] == 0 && bytes[i + 3] == 4)
+            return (uint32_t{bytes[i + 4]} << 8) | bytes[i + 5];
+    }
+    return 0;
+}
+
+int runDecode(const Args& args) {
+    DecodeOptions o;
+    if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
+        std::printf("%s", kDecodeUsage);
+        return 0;
+    }
+    if (!parseDecodeArgs(args, o)) {
+        std::fprintf(stderr, "%s", kDecodeUsage);
+        return 2;
+    }
+    if (imageFormatFor(o.output) == ImageFormat::Unknown) return fail("output name must end in .bmp, .ppm or .pgm");
+
+    JpegDecodeParams params{};
+    auto name = libraryPath(o.input);
+    JpegHandle h = jpegDecodeProlog(name.c_str(), &params);
+    if (!h) return fail("cannot decode " + o.input);
+    FrameHeader frame{};
+    (void)jpegGetFrameHeader(h, &frame);
+    uint32_t height = params.height != 0 ? params.height : heightFromDnl(o.input);
+    std::string error;
+    DecodedPicture picture;
+    if (params.width == 0 || height == 0) {
+        error = "the image has no width or height";
+    } else {
+        error = decodeFrame(h, params, frame, height, o.scale, picture);
+    }
+    (void)jpegDecodeEpilog(h);
+    if (!error.empty()) return fail(error + ": " + o.input);
+    if (!writePicture(o.output, picture, error)) return fail(error);
+    return 0;
+}
