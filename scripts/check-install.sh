@@ -65,6 +65,13 @@ buildExample() { # name, extra CMake arguments...
     cmake --build "$work/$name" --target ppmjpeg.c.o >/dev/null
   fi
 }
+# The package refuses a host that needs another major version.
+mkdir -p "$work/version"
+printf 'cmake_minimum_required(VERSION 3.16)\nproject(v NONE)\nfind_package(KelJPEG 99 REQUIRED)\n' \
+  >"$work/version/CMakeLists.txt"
+if cmake -S "$work/version" -B "$work/version/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null 2>&1; then
+  fail "find_package(KelJPEG 99) accepted version $(pkg-config --modversion "$libdir/pkgconfig/keljpeg.pc")"
+fi
 buildExample cmake-shared
 buildExample cmake-static -DKELJPEG_EXAMPLE_STATIC=ON
 
