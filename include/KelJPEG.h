@@ -228,12 +228,55 @@ KELJPEG_API int32_t KELJPEG_CALL jpegFreeMemory(void* block);
 
 /* ---- Bitmaps and TWAIN -------------------------------------------------- */
 
+/* Bitmaps are the platform's device-independent bitmaps: a 40-byte
+ * BITMAPINFOHEADER (followed by its colour table where there is one) and a
+ * separate block of bottom-up rows, each padded to a multiple of 4 bytes. */
+
+/* Encodes `lines` rows of a bitmap (1, 4, 8, 16 (5-5-5), 24 or 32 bits,
+ * uncompressed) as the next strip. The rows are as wide as the encoded
+ * image; biWidth and biHeight are not consulted. A 24-bit bitmap into a
+ * colour encode is read in place, last stored row first; other depths are
+ * converted first (an 8-bit, one-component encode takes the green channel as
+ * its grey level). Returns the strip's line count (low 16 bits), or 0 after a
+ * report ("Memory allocation failed.", "complibSetDIBitsToRect failed."). */
 KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromWinDIBits(JpegHandle context, uint32_t lines, const void* bits,
                                                          const BITMAPINFOHEADER* header);
+
+/* With bits null: fills the header for the output size at `scale` (0..3 as
+ * in jpegDecodeGetImageSize) and the JFIF density, keeps biBitCount, and for
+ * 8 bits writes the 202-entry dithered YCbCr palette behind the header
+ * (entries 202..255 are left alone) and readies the dither; returns 0.
+ * With bits: decodes `lines` rows into the bitmap and returns lines, or 0
+ * (no report of its own for a decode that delivered nothing). Images of two
+ * or four components are refused (0). An 8-bit bitmap of a colour image is
+ * available at full size only, and maps to palette index 0 everywhere until
+ * a header query has readied the dither.
+ *
+ * Writes stay inside the bitmap the header describes (|biHeight| rows of
+ * padded biWidth pixels), where the original library could write outside:
+ *  - more lines than the bitmap has rows: only the bitmap's rows are written,
+ *    each with the row it would otherwise have received;
+ *  - an image whose height comes from a DNL segment, with `lines` not a
+ *    multiple of 16: the whole MCU rows the decoder produces are kept in the
+ *    library's own buffer, not written below the bitmap's first stored row;
+ *  - a one-component image converted to a 16-, 24- or 32-bit bitmap, or to
+ *    an 8-bit bitmap narrower than the image, is followed by one more bitmap
+ *    row (when the bitmap has it) converted from the bytes that precede the
+ *    decoded rows as if they were 3-byte pixels; only the pixels whose bytes
+ *    lie inside the decoded rows are written, the rest of that row is left
+ *    as it was. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToWinDIBits(JpegHandle context, uint32_t lines, void* bits,
                                                                   BITMAPINFOHEADER* header, int32_t scale);
+
+/* Encodes a TWAIN native transfer: `lines` rows of `width` red-green-blue
+ * pixels, top row first, each row padded to an even byte count. Returns the
+ * line count (low 16 bits) or 0; a zero width reports "LocalAlloc failed". */
 KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromWinTWAIN(JpegHandle context, const void* data, uint32_t width,
                                                         uint32_t lines);
+
+/* Kept for callers of an older interface: jpegEncodeFromWinDIB does nothing
+ * and returns 0; the four decode names below are one entry that does
+ * nothing and returns -1. */
 KELJPEG_API int32_t KELJPEG_CALL jpegEncodeFromWinDIB(void);
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToWinDIB(void);
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToWinBitmap(void);
