@@ -39,8 +39,7 @@ static int decodeToBitmap(const uint8_t* jpegData, uint32_t jpegSize, int bitCou
     info.header.biBitCount = (uint16_t)bitCount;
     jpegDecodeScaleOutputToWinDIBits(jpeg, 0, NULL, &info.header, scale);
 
-    /* One row more than the bitmap holds: some conversions write it. */
-    bits = calloc(info.header.biHeight + 1, rowBytes(info.header.biWidth, bitCount));
+    bits = calloc(info.header.biHeight, rowBytes(info.header.biWidth, bitCount));
     lines = bits ? jpegDecodeScaleOutputToWinDIBits(jpeg, (uint32_t)info.header.biHeight, bits, &info.header, scale)
                  : 0;
     printf("%d-bit bitmap %d x %d: %d lines\n", bitCount, (int)info.header.biWidth, (int)info.header.biHeight,
