@@ -20,6 +20,8 @@ int main(int argc, char** argv) {
     JpegHandle jpeg;
     KelChar16* fileName;
     uint32_t bytesPerPixel;
+    unsigned long sum = 0;
+    size_t i;
     int passes = 0, failed = 0;
 
     if (argc < 2) return 2;
@@ -54,7 +56,8 @@ int main(int argc, char** argv) {
         /* ... show rect: a coarse picture first, the final one last ... */
     }
     if (rect.bits == NULL) failed = 1;
-    printf("%d passes\n", passes);
+    for (i = 0; !failed && i < (size_t)rect.stride * params.height; ++i) sum += rect.bits[i];
+    printf("%d passes, pixel sum %lu\n", passes, sum);
     free(rect.bits);
     jpegDecodeEpilog(jpeg);
     return failed;

@@ -23,8 +23,15 @@ plain=$(run "$bin/guide_decode_strips" "$work/sample.jpg")
 restarts=$(run "$bin/guide_decode_strips" "$work/restarts.jpg")
 echo "$plain"
 [ "$plain" = "$restarts" ] || fail "restart markers changed the picture: $restarts"
-run "$bin/guide_scaled_preview" "$work/sample.jpg"
-run "$bin/guide_scaled_preview" "$work/restarts.jpg"
+# The full picture after a 1/8 preview (a rewind) equals the one in strips.
+for file in sample restarts; do
+  preview=$(run "$bin/guide_scaled_preview" "$work/$file.jpg")
+  echo "$preview"
+  case "$plain" in
+    "100 x 75, "*"pixel sum ${preview##*pixel sum }") ;;
+    *) fail "$file: the picture after the preview differs from the one in strips" ;;
+  esac
+done
 
 # A progressive file from the peer's transcoder, when it is installed.
 if command -v jpegtran >/dev/null; then
@@ -32,5 +39,7 @@ if command -v jpegtran >/dev/null; then
   passes=$(run "$bin/guide_progressive_passes" "$work/progressive.jpg")
   echo "$passes"
   [ "${passes%% *}" -gt 1 ] || fail "a progressive file decoded in one pass"
+  # The same coefficients, coded progressively: the same pixels.
+  [ "${plain##*pixel sum }" = "${passes##*pixel sum }" ] || fail "progressive and sequential pictures differ"
   run "$bin/guide_scaled_preview" "$work/progressive.jpg"
 fi

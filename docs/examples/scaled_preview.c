@@ -19,6 +19,8 @@ static int32_t decodeAtScale(JpegHandle jpeg, uint32_t bytesPerPixel, int32_t sc
                              uint32_t* height) {
     ImageRect rect;
     int32_t rows;
+    unsigned long sum = 0;
+    size_t i;
 
     jpegDecodeGetImageSize(jpeg, width, height, scale);
     memset(&rect, 0, sizeof rect);
@@ -29,7 +31,9 @@ static int32_t decodeAtScale(JpegHandle jpeg, uint32_t bytesPerPixel, int32_t sc
     rect.bits = malloc((size_t)rect.stride * *height + 1);
     if (rect.bits == NULL) return 0;
     rows = jpegDecodeScaleOutputToRect(jpeg, &rect, *height, scale);
-    /* ... show rect ... */
+    /* ... show rect; here: add up its bytes ... */
+    for (i = 0; rows > 0 && i < (size_t)rect.stride * *height; ++i) sum += rect.bits[i];
+    printf("%u x %u, pixel sum %lu\n", (unsigned)*width, (unsigned)*height, sum);
     free(rect.bits);
     return rows;
 }
@@ -54,16 +58,10 @@ int main(int argc, char** argv) {
     if (frame.sofMarker == 0xFFC2 || frame.sofMarker == 0xFFC3) {
         /* Progressive and lossless frames have no reduced sizes. */
         rows = decodeAtScale(jpeg, bytesPerPixel, JPEG_SCALE_FULL, &width, &height);
-        printf("full size only: %u x %u\n", (unsigned)width, (unsigned)height);
     } else {
         rows = decodeAtScale(jpeg, bytesPerPixel, JPEG_SCALE_1_8, &width, &height);
-        printf("preview %u x %u", (unsigned)width, (unsigned)height);
-        if (rows == (int32_t)height) {
-            /* Another scale starts again from the top of the picture. */
-            rows = decodeAtScale(jpeg, bytesPerPixel, JPEG_SCALE_FULL, &width, &height);
-            printf(", then %u x %u", (unsigned)width, (unsigned)height);
-        }
-        printf("\n");
+        /* Another scale starts again from the top of the picture. */
+        if (rows == (int32_t)height) rows = decodeAtScale(jpeg, bytesPerPixel, JPEG_SCALE_FULL, &width, &height);
     }
     jpegDecodeEpilog(jpeg);
     return rows == (int32_t)height ? 0 : 1;
