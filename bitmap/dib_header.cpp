@@ -52,11 +52,14 @@ const uint8_t* complibDIBBitsAddress(const BITMAPINFOHEADER* header) {
 
 uint32_t complibCopyPackedDIB(void* bitsOut, BITMAPINFOHEADER* headerOut, const void* bits,
                               const BITMAPINFOHEADER* header) {
-    uint64_t headerBytes = kInfoHeaderSize + complibDIBColorTableSize(header);
+    uint64_t tableBytes = complibDIBColorTableSize(header);
     int64_t rowBits = int64_t{header->biBitCount} * header->biWidth;
-    if (headerBytes > kMax32 || rowBits < 0 || header->biHeight < 0) return kComplibFailure;
-    uint64_t pixelBytes = roundUp4(static_cast<uint64_t>(rowBits) >> 3) * static_cast<uint64_t>(header->biHeight);
-    if (pixelBytes > kMax32) return kComplibFailure;
+    if (tableBytes > kMax32 - kInfoHeaderSize || rowBits < 0 || header->biHeight < 0) return kComplibFailure;
+    uint64_t headerBytes = kInfoHeaderSize + tableBytes;
+    uint64_t rowBytes = roundUp4(static_cast<uint64_t>(rowBits) >> 3);
+    uint64_t rows = static_cast<uint64_t>(header->biHeight);
+    if (rows != 0 && rowBytes > kMax32 / rows) return kComplibFailure;
+    uint64_t pixelBytes = rowBytes * rows;
     std::memcpy(headerOut, header, static_cast<size_t>(headerBytes));
     std::memcpy(bitsOut, bits, static_cast<size_t>(pixelBytes));
     return 0;
@@ -77,8 +80,9 @@ int32_t complibCreateWinDIBits(void** bitsOut, BITMAPINFOHEADER** headerOut, int
     // A negative or oversized geometry cannot be allocated: treated as the
     // allocation failure it would be.
     int64_t rowBytes = (((int64_t{width} * bitCount + 7) >> 3) + 3) & ~int64_t{3};
-    int64_t pixelBytes = rowBytes * height;
-    bool representable = width >= 0 && height >= 0 && pixelBytes <= static_cast<int64_t>(kMax32);
+    bool representable =
+        width >= 0 && height >= 0 && (height == 0 || rowBytes <= static_cast<int64_t>(kMax32) / height);
+    int64_t pixelBytes = representable ? rowBytes * height : 0;
     void* headerBlock = complibAllocMemory(static_cast<size_t>(kInfoHeaderSize + 4 * entries));
     void* pixels = representable ? complibAllocMemory(static_cast<size_t>(pixelBytes)) : nullptr;
     if (!headerBlock || !pixels) {

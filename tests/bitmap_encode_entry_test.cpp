@@ -48,7 +48,7 @@ constexpr uint32_t k444 = 0x111111;
 void colourAt(int x, int y, uint8_t* bgr) {
     bgr[0] = static_cast<uint8_t>(40 + 3 * x + y);
     bgr[1] = static_cast<uint8_t>(90 + 2 * y + 20 * std::sin(x * 0.4));
-    bgr[2] = static_cast<uint8_t>(200 - 2 * x + 15 * std::cos(y * 0.3));
+    bgr[2] = static_cast<uint8_t>(200 - x + 15 * std::cos(y * 0.3));
 }
 
 // Top-down tight rectangle pixels from a pixel function.

@@ -89,6 +89,13 @@ TEST(DibHeaderServices, CopyRefusesSizesNoBitmapCanHave) {
     DibHeader many(8, 1, 1);
     many.get()->biClrUsed = UINT32_MAX;
     EXPECT_EQ(complibCopyPackedDIB(out.data(), headerOut, out.data(), many.get()), 0x80000000u);
+    // A table size that would wrap the header size round to a small number.
+    DibHeader deep(65535, 1, 1);
+    EXPECT_EQ(complibCopyPackedDIB(out.data(), headerOut, out.data(), deep.get()), 0x80000000u);
+    // Row bytes times rows beyond 64 bits.
+    DibHeader tall(32768, INT32_MAX, INT32_MAX);
+    tall.get()->biClrUsed = 1;
+    EXPECT_EQ(complibCopyPackedDIB(out.data(), headerOut, out.data(), tall.get()), 0x80000000u);
     for (uint8_t b : out) EXPECT_EQ(b, 0xCD);
 }
 
