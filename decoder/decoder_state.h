@@ -22,7 +22,7 @@ constexpr int kBlockBytes = kBlockValues * 2;
 constexpr uint16_t kMarkerEoi = 0xFFD9;
 
 // Which coefficient pass the current scan carries, chosen by the scan set-up
-// from Ss, Se and Ah. Sequential scans use DcFirst (they start at Ss = Se = 0).
+// from Ss, Se and Ah; only progressive frames use it.
 enum class ScanPass : uint32_t { DcFirst = 0, DcRefine = 1, AcFirst = 2, AcRefine = 3 };
 
 // One component of a scan header: selector, DC and AC table numbers.

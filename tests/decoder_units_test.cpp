@@ -1,0 +1,496 @@
+// Decoder stages on hand-derived inputs: the inverse transforms, the colour
+// tables, the bit reader's 0xFF and end-of-data handling, the Huffman lookup
+// tables, the block decoders and the header parser's geometry and quirks.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include "context/jpeg_context.h"
+#include "decoder/bit_reader.h"
+#include "decoder/colour_tables.h"
+#include "decoder/huffman_decode.h"
+#include "decoder/inverse_dct.h"
+#include "decoder/mcu_decode.h"
+#include "decoder_test_support.h"
+#include "runtime/heap.h"
+#include "test_support.h"
+
+using namespace testing_support;
+using namespace decoder_testing;
+
+namespace {
+
+// ---- Inverse DCT ----
+
+// The exact 2-D inverse DCT of a block of coefficients.
+void referenceIdct(const int16_t* coefficients, double* samples) {
+    const double pi = std::acos(-1.0);
+    for (int y = 0; y < 8; ++y)
+        for (int x = 0; x < 8; ++x) {
+            double sum = 0;
+            for (int v = 0; v < 8; ++v)
+                for (int u = 0; u < 8; ++u) {
+                    double cu = u ? 1 : std::sqrt(0.5), cv = v ? 1 : std::sqrt(0.5);
+                    sum += cu * cv * coefficients[v * 8 + u] * std::cos((2 * x + 1) * u * pi / 16) *
+                           std::cos((2 * y + 1) * v * pi / 16);
+                }
+            samples[y * 8 + x] = sum / 4;
+        }
+}
+
+TEST(InverseDct, DcOnlyBlocksAtEverySize) {
+    for (int dc : {80, -80, 8, 1100, -1100, 0}) {
+        int16_t full[64] = {}, half[64] = {}, quarter[64] = {};
+        full[0] = half[0] = quarter[0] = static_cast<int16_t>(dc);
+        inverseDct8x8(full);
+        inverseDct4x4(half);
+        inverseDct2x2(quarter);
+        for (int i = 0; i < 64; ++i) ASSERT_EQ(full[i], full[0]) << dc;
+        EXPECT_NEAR(full[0], dc / 8.0, 0.51) << dc;
+        // The reduced transforms round the mean once: (DC + 4) >> 3.
+        for (int r = 0; r < 4; ++r)
+            for (int c = 0; c < 4; ++c) EXPECT_EQ(half[r * 8 + c], (dc + 4) >> 3) << dc;
+        for (int i : {0, 1, 8, 9}) EXPECT_EQ(quarter[i], (dc + 4) >> 3) << dc;
+        EXPECT_EQ(clampSample(full[0]), std::max(-128, std::min(127, int(full[0]))));
+    }
+    int16_t block[64] = {80};
+    inverseDct8x8(block);
+    EXPECT_EQ(block[63], 10);
+}
+
+TEST(InverseDct, FullSizeFollowsTheExactTransform) {
+    std::mt19937 random(7);
+    std::uniform_int_distribution<int> coefficient(-300, 300);
+    int worst = 0;
+    for (int trial = 0; trial < 500; ++trial) {
+        int16_t block[64];
+        // Energy falls off with frequency, as in pictures; some blocks are sparse.
+        for (int i = 0; i < 64; ++i) {
+            int u = i % 8, v = i / 8;
+            block[i] = static_cast<int16_t>(trial % 3 == 0 && i > 9 ? 0 : coefficient(random) * 8 / (1 + u + v));
+        }
+        double reference[64];
+        referenceIdct(block, reference);
+        inverseDct8x8(block);
+        for (int i = 0; i < 64; ++i) worst = std::max(worst, static_cast<int>(std::lround(std::fabs(block[i] - reference[i]))));
+    }
+    EXPECT_LE(worst, 1);
+}
+
+// The 4-point transform of the low 4x4 coefficients, scaled like the 8x8 one.
+double reference4(const int16_t* coefficients, int x, int y) {
+    const double pi = std::acos(-1.0);
+    double sum = 0;
+    for (int v = 0; v < 4; ++v)
+        for (int u = 0; u < 4; ++u) {
+            double cu = u ? 1 : std::sqrt(0.5), cv = v ? 1 : std::sqrt(0.5);
+            sum += cu * cv * coefficients[v * 8 + u] * std::cos((2 * x + 1) * u * pi / 8) *
+                   std::cos((2 * y + 1) * v * pi / 8);
+        }
+    return sum / 4;
+}
+
+TEST(InverseDct, ReducedSizesFollowTheExactTransform) {
+    std::mt19937 random(11);
+    std::uniform_int_distribution<int> coefficient(-400, 400);
+    for (int trial = 0; trial < 300; ++trial) {
+        int16_t half[64] = {}, original[64] = {};
+        for (int v = 0; v < 4; ++v)
+            for (int u = 0; u < 4; ++u) original[v * 8 + u] = half[v * 8 + u] = static_cast<int16_t>(coefficient(random));
+        half[4] = half[32] = 999;  // outside the corner: not read
+        original[4] = original[32] = 999;
+        inverseDct4x4(half);
+        for (int r = 0; r < 4; ++r)
+            for (int c = 0; c < 4; ++c) ASSERT_NEAR(half[r * 8 + c], reference4(original, c, r), 1.0) << trial;
+        EXPECT_EQ(half[4], 999);
+        EXPECT_EQ(half[32], 999);
+    }
+    // Every 2x2 coefficient weighs 1/8.
+    int16_t quarter[64] = {};
+    quarter[0] = 100, quarter[1] = 20, quarter[8] = -12, quarter[9] = 4;
+    inverseDct2x2(quarter);
+    EXPECT_EQ(quarter[0], (100 - 12 + 20 + 4 + 4) >> 3);
+    EXPECT_EQ(quarter[1], (100 - 12 - 20 - 4 + 4) >> 3);
+    EXPECT_EQ(quarter[8], (100 + 12 + 20 - 4 + 4) >> 3);
+    EXPECT_EQ(quarter[9], (100 + 12 - 20 + 4 + 4) >> 3);
+}
+
+TEST(InverseDct, HostileCoefficientsStayDefined) {
+    int16_t block[64];
+    for (int i = 0; i < 64; ++i) block[i] = static_cast<int16_t>(i % 2 ? 32767 : -32768);
+    inverseDct8x8(block);  // wraps like 32-bit hardware; the sanitizers would catch signed overflow
+    for (int i = 0; i < 64; ++i) block[i] = clampSample(block[i]);
+    SUCCEED();
+}
+
+// ---- Colour tables ----
+
+TEST(ColourTables, ProductsAreTruncatedTowardZero) {
+    EXPECT_EQ(cbOffsetTable[0].first, -226);  // 1.772 * -128 = -226.8
+    EXPECT_EQ(cbOffsetTable[0].second, 44);   // -0.34414 * -128 = 44.05
+    EXPECT_EQ(cbOffsetTable[255].first, 225); // 1.772 * 127 = 225.04
+    EXPECT_EQ(cbOffsetTable[255].second, -43);
+    EXPECT_EQ(crOffsetTable[0].first, 91);    // -0.71414 * -128 = 91.4
+    EXPECT_EQ(crOffsetTable[0].second, -179); // 1.402 * -128 = -179.5
+    EXPECT_EQ(crOffsetTable[255].first, -90);
+    EXPECT_EQ(crOffsetTable[255].second, 178);
+    for (int c = -128; c < 128; ++c) {
+        EXPECT_EQ(cbOffsetTable[c + 128].first, static_cast<int>(std::trunc(1.772 * c))) << c;
+        EXPECT_EQ(cbOffsetTable[c + 128].second, static_cast<int>(std::trunc(-0.34414 * c))) << c;
+        EXPECT_EQ(crOffsetTable[c + 128].first, static_cast<int>(std::trunc(-0.71414 * c))) << c;
+        EXPECT_EQ(crOffsetTable[c + 128].second, static_cast<int>(std::trunc(1.402 * c))) << c;
+    }
+    EXPECT_EQ(rangeLimit(-384), 0);
+    EXPECT_EQ(rangeLimit(-129), 0);
+    EXPECT_EQ(rangeLimit(-128), 0);
+    EXPECT_EQ(rangeLimit(0), 128);
+    EXPECT_EQ(rangeLimit(127), 255);
+    EXPECT_EQ(rangeLimit(383), 255);
+}
+
+// ---- Bit reader ----
+
+struct MemoryReader {
+    JpegContext* context;
+    std::vector<uint8_t> data;
+    explicit MemoryReader(std::vector<uint8_t> bytes) : data(std::move(bytes)) {
+        context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE | JPEG_OPT_MEMORY);
+        BitstreamFile* bf = context->bitstream;
+        bf->flags |= kBitstreamMemory;
+        bf->memBase = data.data();
+        bf->memCursor = data.data();
+        bf->memLength = static_cast<uint32_t>(data.size());
+        (void)complibOpenBitstreamFile(bf);
+    }
+    ~MemoryReader() { complibDestroyJpegContext(context); }
+    BitstreamFile* bits() { return context->bitstream; }
+};
+
+TEST(BitReader, StuffedZeroAndMarkers) {
+    MemoryReader reader({0xFF, 0x00, 0xA5, 0xFF, 0xD0, 0x12});
+    EXPECT_EQ(getBits(reader.bits(), 8), 0xFFu);  // FF 00: eight ones and nothing else
+    EXPECT_EQ(getBits(reader.bits(), 3), 0x5u);   // 101 of A5
+    // At a restart point the marker is in the buffer whatever partial byte is left.
+    EXPECT_EQ(peekMarker(reader.bits()), 0xFFD0);
+    skipMarker(reader.bits());
+    EXPECT_EQ(getBits(reader.bits(), 8), 0x12u);
+}
+
+TEST(BitReader, EndOfDataReportsAndFillsWithOnes) {
+    ReportCapture capture;
+    MemoryReader reader({0x81});
+    EXPECT_EQ(getHeaderBits(reader.bits(), 8), 0x81u);
+    EXPECT_FALSE(bitReaderPastEnd(reader.bits()));
+    EXPECT_EQ(getHeaderBits(reader.bits(), 16), 0xFFFFu);
+    EXPECT_TRUE(bitReaderPastEnd(reader.bits()));
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"read failed.", "found unexpected end of JPEG file"}));
+    for (const auto& r : capture.reports()) EXPECT_EQ(r.source, "JPEG");
+}
+
+// ---- Huffman lookup tables ----
+
+HuffmanDefinition definitionOf(std::vector<uint8_t> bits, std::vector<uint8_t> symbols, uint8_t tableByte) {
+    HuffmanDefinition d{};
+    std::copy(bits.begin(), bits.end(), d.bits);
+    std::copy(symbols.begin(), symbols.end(), d.huffval);
+    d.tableByte = tableByte;
+    return d;
+}
+
+TEST(HuffmanLookup, StandardLuminanceDcTable) {
+    JpegContext* context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE);
+    HuffmanDefinition d = definitionOf({0, 1, 5, 1, 1, 1, 1, 1, 1}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, 0x00);
+    ASSERT_EQ(complibBuildHuffmanCodeTable(context, &d, 12), 0);
+    context->frame.sofMarker = 0xFFC0;
+    context->dec.pendingTables[0] = 0;
+    context->dec.pendingTables[1] = -1;
+    ASSERT_EQ(jpegDecodeInitializeDecVLCTable(context), 0);
+    const auto* table = reinterpret_cast<const uint8_t*>(context->huffman[kDcSlot].lookupTable);
+    ASSERT_NE(table, nullptr);
+    for (int p = 0; p < 128; ++p) ASSERT_EQ(table[p], 0) << p;  // code 00 fills the first quarter
+    EXPECT_EQ(table[128], 1);                                   // 010
+    EXPECT_EQ(table[0b111111110], 11);
+    EXPECT_EQ(table[511], kNoCode);
+    complibDestroyJpegContext(context);
+}
+
+TEST(HuffmanLookup, BadTablesAreRefused) {
+    ReportCapture capture;
+    JpegContext* context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE);
+    HuffmanDefinition d = definitionOf({3}, {1, 2, 3}, 0x10);  // three codes of length 1
+    ASSERT_EQ(complibBuildHuffmanCodeTable(context, &d, 3), 0);
+    context->frame.sofMarker = 0xFFC1;
+    context->dec.pendingTables[0] = 16;
+    context->dec.pendingTables[1] = -1;
+    EXPECT_EQ(jpegDecodeInitializeDecVLCTable(context), -1);
+    context->frame.sofMarker = 0xFFC5;
+    EXPECT_EQ(jpegDecodeInitializeDecVLCTable(context), -1);
+    EXPECT_TRUE(capture.saw("illegal SOFx code in jpegDecodeInitializeDecVLCTable ()"));
+    complibDestroyJpegContext(context);
+}
+
+// ---- Block decoders ----
+
+// A context reading the given bits, with a DC table of 3-bit codes for sizes
+// 0..5 and an AC table of 3-bit codes: 000 EOB, 001 ZRL, 010 (0,1), 011 (14,1), 100 (15,1).
+struct BlockBench {
+    std::unique_ptr<MemoryReader> reader;
+    ComponentRecord record{};
+    explicit BlockBench(BitWriter& writer) {
+        writer.align();
+        std::vector<uint8_t> bytes = writer.bytes();
+        bytes.insert(bytes.end(), {0xFF, 0xD9});
+        reader = std::make_unique<MemoryReader>(bytes);
+        JpegContext* context = reader->context;
+        HuffmanDefinition dc = definitionOf({0, 0, 6}, {0, 1, 2, 3, 4, 5}, 0x00);
+        HuffmanDefinition ac = definitionOf({0, 0, 5}, {0x00, 0xF0, 0x01, 0xE1, 0xF1}, 0x10);
+        EXPECT_EQ(complibBuildHuffmanCodeTable(context, &dc, 6), 0);
+        EXPECT_EQ(complibBuildHuffmanCodeTable(context, &ac, 5), 0);
+        context->frame.sofMarker = 0xFFC0;
+        context->dec.pendingTables[0] = 0;
+        context->dec.pendingTables[1] = 16;
+        context->dec.pendingTables[2] = -1;
+        EXPECT_EQ(jpegDecodeInitializeDecVLCTable(context), 0);
+        const HuffmanSlot& d = context->huffman[kDcSlot];
+        const HuffmanSlot& a = context->huffman[kAcSlot];
+        record = ComponentRecord{d.lookupTable, d.codeTable, a.lookupTable, a.codeTable, 0, 1, 0x11,
+                                 d.maxCodeLength, a.maxCodeLength, {}};
+        for (int k = 0; k < 64; ++k) record.quant[k] = k + 1;
+    }
+    JpegContext* context() { return reader->context; }
+};
+
+enum : uint32_t { kEob = 0, kZrl = 1, kRun0 = 2, kRun14 = 3, kRun15 = 4 };
+
+TEST(BlockDecoder, EndOfBlockCoefficientAt63AndPrediction) {
+    BitWriter w;
+    w.put(3, 3), w.put(0b101, 3), w.put(kEob, 3);  // DC +5, then EOB
+    w.put(0, 3);                                   // DC size 0 keeps the predictor
+    for (int i = 0; i < 3; ++i) w.put(kZrl, 3);    // k = 48
+    w.put(kRun14, 3), w.put(1, 1);                 // k = 63, value +1, no EOB follows
+    w.put(2, 3), w.put(0b00, 2);                   // next block: DC -3
+    w.put(kRun0, 3), w.put(0, 1), w.put(kEob, 3);  // k = 1, value -1
+    BlockBench bench(w);
+    int16_t block[64];
+    ASSERT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
+    EXPECT_EQ(block[0], 5);
+    for (int i = 1; i < 64; ++i) ASSERT_EQ(block[i], 0);
+    ASSERT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
+    EXPECT_EQ(block[0], 5);    // predictor kept
+    EXPECT_EQ(block[63], 64);  // +1 times quant[63], natural position 63
+    ASSERT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
+    EXPECT_EQ(block[0], 2);
+    EXPECT_EQ(block[1], -2);   // -1 times quant[1]
+    EXPECT_EQ(block[63], 0);   // the block was cleared
+}
+
+TEST(BlockDecoder, ZeroRunsPastTheEnd) {
+    BitWriter w;
+    w.put(0, 3);
+    for (int i = 0; i < 4; ++i) w.put(kZrl, 3);  // k = 64: accepted when an EOB follows
+    w.put(kEob, 3);
+    w.put(0, 3);
+    for (int i = 0; i < 4; ++i) w.put(kZrl, 3);
+    w.put(kRun0, 3), w.put(1, 1);  // a coefficient at k = 65
+    BlockBench bench(w);
+    ReportCapture capture;
+    int16_t block[64];
+    EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
+    EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), -1);
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{"AC"});
+}
+
+TEST(BlockDecoder, PartialDecodeKeepsTheCornerAndSkipsTheRest) {
+    BitWriter w;
+    for (int pass = 0; pass < 2; ++pass) {
+        w.put(1, 3), w.put(1, 1);                // DC +1
+        w.put(kRun0, 3), w.put(1, 1);            // k = 1
+        w.put(kRun14, 3), w.put(0, 1);           // k = 16, value -1
+        w.put(kRun14, 3), w.put(1, 1);           // k = 31: beyond 24, stored only because 16 < 24
+        w.put(kRun14, 3), w.put(1, 1);           // k = 46: skipped
+        w.put(kEob, 3);
+    }
+    w.put(0, 3);
+    for (int i = 0; i < 4; ++i) w.put(kZrl, 3);
+    w.put(kRun0, 3), w.put(1, 1);  // overshoot in the skip phase: silent failure
+    w.put(0, 3), w.put(7, 3);      // an AC code that does not exist
+    BlockBench bench(w);
+    ReportCapture capture;
+    int16_t block[64] = {};
+    ASSERT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 24), 0);
+    EXPECT_EQ(block[0], 1);
+    EXPECT_EQ(block[zigzagToNatural[1]], 2);
+    EXPECT_EQ(block[zigzagToNatural[16]], -17);
+    EXPECT_EQ(block[zigzagToNatural[31]], 32);
+    EXPECT_EQ(block[zigzagToNatural[46]], 0);
+    std::memset(block, 0, sizeof block);
+    ASSERT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 0), 0);  // eighth size: DC only
+    EXPECT_EQ(block[0], 2);
+    EXPECT_EQ(block[1], 0);
+    EXPECT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 4), -1);
+    EXPECT_TRUE(capture.reports().empty());
+    EXPECT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 4), -1);
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{"DC"});
+}
+
+// ---- Reduced-size MCU decoders and geometry, through the prolog ----
+
+JpegHandle openMemory(const std::vector<uint8_t>& bytes, JpegDecodeParams& params, uint16_t options = JPEG_OPT_MEMORY) {
+    params = JpegDecodeParams{};
+    params.options = options;
+    params.data = bytes.data();
+    params.dataLength = static_cast<uint32_t>(bytes.size());
+    return jpegDecodeProlog(nullptr, &params);
+}
+
+TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
+    MiniJpeg spec;
+    spec.width = 24;
+    // DC 8 * 137 = 1096 clamps to 127 at every size, -1096 to -128.
+    spec.sample = [](int, uint32_t mcu, int) { return mcu == 0 ? 137 : (mcu == 1 ? -100 : -137); };
+    auto bytes = buildMiniJpeg(spec);
+    for (McuDecoder decoder : {decodeMcuFull, decodeMcuHalf, decodeMcuQuarter, decodeMcuEighth}) {
+        JpegDecodeParams params;
+        JpegHandle h = openMemory(bytes, params);
+        ASSERT_NE(h, nullptr);
+        const int16_t* block = h->dec.mcuBlocks;
+        for (int expected : {127, -100, -128}) {
+            ASSERT_EQ(decoder(h), 1);
+            EXPECT_EQ(block[0], expected);
+            int corner = decoder == decodeMcuHalf ? 27 : decoder == decodeMcuQuarter ? 9 : 0;
+            EXPECT_EQ(block[corner], expected);
+        }
+        EXPECT_EQ(h->dec.lastMarker, kMarkerEoi);  // the marker after the last MCU
+        EXPECT_EQ(decoder(h), 0);
+        jpegDecodeEpilog(h);
+    }
+}
+
+TEST(MarkerParser, FrameGeometry) {
+    MiniJpeg spec;
+    spec.width = 17;
+    spec.height = 9;
+    spec.components = {{1, 0x22}, {2, 0x11}, {3, 0x11}};
+    auto bytes = buildMiniJpeg(spec);
+    JpegDecodeParams params;
+    JpegHandle h = openMemory(bytes, params);
+    ASSERT_NE(h, nullptr);
+    const DecoderState& dec = h->dec;
+    EXPECT_EQ(dec.samplingSignature, 0x221111u);
+    EXPECT_EQ(dec.blocksPerMcu, 6u);
+    EXPECT_EQ(dec.mcuWidth, 16u);
+    EXPECT_EQ(dec.mcuHeight, 16u);
+    EXPECT_EQ(dec.mcusPerRow, 2u);
+    EXPECT_EQ(dec.mcuRows, 1u);
+    EXPECT_EQ(dec.totalMcus, 2u);
+    const uint32_t index[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(dec.mcuXYBlocksIndex[i], index[i]);
+    EXPECT_EQ(h->components[0].blocksInMcu, 4u);
+    EXPECT_EQ(bytes[dec.scanDataOffset - 3], 0);  // Ss, Se, Ah/Al end the SOS segment
+    EXPECT_EQ(bytes[dec.scanDataOffset - 2], 63);
+    jpegDecodeEpilog(h);
+}
+
+TEST(MarkerParser, ThumbnailShiftsTheParseWithoutTheJfifOption) {
+    // A 1x1 thumbnail and three stray bytes: without the option the parser
+    // skips three bytes more than the segment holds, which here lands right.
+    std::vector<uint8_t> app0 = {0xFF, 0xE0, 0x00, 0x13, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 1, 0, 1, 1, 1, 9, 9, 9,
+                                 0x77, 0x77, 0x77};
+    MiniJpeg spec;
+    spec.extraSegments = app0;
+    auto bytes = buildMiniJpeg(spec);
+    JpegDecodeParams params;
+    JpegHandle h = openMemory(bytes, params);
+    EXPECT_NE(h, nullptr);
+    jpegDecodeEpilog(h);
+    std::vector<uint8_t> info(7 + 3);
+    ReportCapture capture;
+    params = JpegDecodeParams{};
+    params.options = JPEG_OPT_MEMORY | JPEG_OPT_JFIF;
+    params.jfifInfo = reinterpret_cast<JfifInfo*>(info.data());
+    params.data = bytes.data();
+    params.dataLength = static_cast<uint32_t>(bytes.size());
+    EXPECT_EQ(jpegDecodeProlog(nullptr, &params), nullptr);
+    EXPECT_TRUE(capture.saw("unsupported SOF coding mode"));
+    EXPECT_EQ(info[7], 9);
+}
+
+TEST(MarkerParser, SegmentWarningsLetTheParseGoOn) {
+    MiniJpeg spec;
+    spec.height = 16;
+    spec.heightInDnl = true;
+    spec.restartInterval = 1;
+    spec.extraSegments = {0xFF, 0xDD, 0x00, 0x05, 0x00, 0x00};  // DRI of the wrong length, rewritten later
+    auto bytes = buildMiniJpeg(spec);
+    for (size_t i = 0; i + 1 < bytes.size(); ++i)
+        if (bytes[i] == 0xFF && bytes[i + 1] == 0xC0) bytes[i + 6] = 16;  // the frame knows its height after all
+    ReportCapture capture;
+    JpegDecodeParams params;
+    JpegHandle h = openMemory(bytes, params);
+    ASSERT_NE(h, nullptr);
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{"invalid DRI segment syntax"});
+    std::vector<uint8_t> pixels(8 * 16);
+    ImageRect rect{8, 16, 8, 8, 0, 0, pixels.data(), 128};
+    EXPECT_EQ(jpegDecodeToRect(h, &rect, 16), 16);
+    EXPECT_TRUE(capture.saw("no effect DNL segment"));
+    jpegDecodeEpilog(h);
+}
+
+// ---- Damaged input: many random mutations, none may crash or hang ----
+
+TEST(DamagedInput, RandomMutationsEndWithAResult) {
+    MiniJpeg spec;
+    spec.width = 40;
+    spec.height = 24;
+    spec.components = {{1, 0x22}, {2, 0x11}, {3, 0x11}};
+    spec.restartInterval = 2;
+    spec.sample = [](int c, uint32_t m, int b) { return (c * 31 + int(m) * 17 + b * 5) % 120 - 60; };
+    const auto original = buildMiniJpeg(spec);
+    std::mt19937 random(1234);
+    ReportCapture capture;
+    for (int trial = 0; trial < 3000; ++trial) {
+        auto bytes = original;
+        int edits = 1 + trial % 4;
+        for (int e = 0; e < edits && !bytes.empty(); ++e) {
+            size_t at = random() % bytes.size();
+            switch (random() % 4) {
+                case 0: bytes[at] = static_cast<uint8_t>(random()); break;
+                case 1: bytes[at] = 0xFF; break;
+                case 2: bytes.erase(bytes.begin() + static_cast<ptrdiff_t>(at)); break;
+                default: bytes.resize(at + 1); break;
+            }
+        }
+        JpegDecodeParams params;
+        JpegHandle h = openMemory(bytes, params, JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM);
+        if (!h) continue;
+        uint32_t w = 0, height = 0;
+        jpegDecodeGetImageSize(h, &w, &height, 3);
+        w = std::min<uint32_t>(w, 256);
+        std::vector<uint8_t> pixels(size_t{w} * 3 * 48 + 16);
+        ImageRect rect{static_cast<int32_t>(w), 32, static_cast<int32_t>(w * 3), 24, 0, 0, pixels.data(), 0};
+        (void)jpegDecodeToRect(h, &rect, 32);
+        jpegDecodeEpilog(h);
+        capture.clear();
+    }
+}
+
+TEST(DamagedInput, HugeDimensionsAreBoundedByTheData) {
+    MiniJpeg spec;
+    auto bytes = buildMiniJpeg(spec);
+    for (size_t i = 0; i + 1 < bytes.size(); ++i)
+        if (bytes[i] == 0xFF && bytes[i + 1] == 0xC0) bytes[i + 5] = bytes[i + 6] = bytes[i + 7] = bytes[i + 8] = 0xFF;
+    ReportCapture capture;
+    JpegDecodeParams params;
+    JpegHandle h = openMemory(bytes, params);
+    ASSERT_NE(h, nullptr);
+    EXPECT_EQ(params.width, 65535);
+    std::vector<uint8_t> pixels(65535u * 8);
+    ImageRect rect{65535, 8, 65535, 8, 0, 0, pixels.data(), 0};
+    EXPECT_EQ(jpegDecodeToRect(h, &rect, 8), 0);  // the data ends after one MCU
+    EXPECT_TRUE(capture.saw("UnitNo"));
+    jpegDecodeEpilog(h);
+}
+
+}  // namespace
