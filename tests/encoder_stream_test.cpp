@@ -168,7 +168,8 @@ TEST(EncoderStream, MemoryOutputGrowsInWholeBuffersAndMatchesTheFile) {
     EXPECT_EQ(h->bitstream->memLength % 4096, 0u);  // only whole buffers so far
     EXPECT_GE(h->bitstream->memCapacity, h->bitstream->memLength);
     ASSERT_EQ(jpegEncodeEpilog(h), 0);
-    ASSERT_NE(p.outputBuffer, nullptr);
+    uint8_t* output = p.outputBuffer;  // packed field: copied before gtest binds a reference
+    ASSERT_NE(output, nullptr);
     std::vector<uint8_t> memory(p.outputBuffer, p.outputBuffer + p.outputSize);
     EXPECT_EQ(jpegFreeMemory(p.outputBuffer), 0);
     EXPECT_GT(memory.size(), 3 * 4096u);
@@ -206,8 +207,10 @@ TEST(EncoderStream, FailingMemoryGrowthReachesTheEpilogWhichStillHandsBackTheBlo
     EXPECT_EQ(jpegEncodeFromRect(h, &rect, 192), 0u);
     EXPECT_TRUE(capture.saw("GlobalRealloc failed"));
     EXPECT_EQ(jpegEncodeEpilog(h), -1);
-    EXPECT_EQ(p.outputBuffer, foreign + 32);
-    EXPECT_GT(p.outputSize, 0u);
+    uint8_t* output = p.outputBuffer;
+    uint32_t outputSize = p.outputSize;
+    EXPECT_EQ(output, foreign + 32);
+    EXPECT_GT(outputSize, 0u);
     jpegFreeMemory(real);
 }
 
@@ -464,7 +467,8 @@ TEST(EncoderFrameRestart, HandsBackTheStreamAndStartsOverWithTheSameTables) {
     ASSERT_EQ(jpegEncodeFromRect(h, &rect, 16), 16u);
     EXPECT_EQ(jpegEncodeEpilog(h), 0);
     std::vector<uint8_t> second(p.outputBuffer, p.outputBuffer + p.outputSize);
-    EXPECT_EQ(p.outputBuffer, buffer);
+    uint8_t* output = p.outputBuffer;
+    EXPECT_EQ(output, buffer);
     jpegFreeMemory(p.outputBuffer);
     std::vector<uint8_t> expected = scanData(first);
     EXPECT_EQ(second, expected);
