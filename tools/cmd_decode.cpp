@@ -9,6 +9,7 @@
 
 #include "KelJPEG.h"
 #include "commands.h"
+#include "dib_file.h"
 #include "image_write.h"
 
 namespace {
@@ -16,12 +17,15 @@ namespace {
 constexpr uint16_t kSofLossless = 0xFFC3;
 
 const char* kDecodeUsage =
-    "usage: keljpeg decode IN.jpg OUT.bmp|OUT.ppm|OUT.pgm [--scale N]\n"
-    "  --scale N   0 = 1/8, 1 = 1/4, 2 = 1/2, 3 = full size (default); sequential frames only\n";
+    "usage: keljpeg decode IN.jpg OUT.bmp|OUT.ppm|OUT.pgm [--scale N] [--bmp-depth D]\n"
+    "  --scale N       0 = 1/8, 1 = 1/4, 2 = 1/2, 3 = full size (default); sequential frames only\n"
+    "  --bmp-depth D   8, 16, 24 or 32: write the BMP the library's bitmap output makes\n"
+    "                  (colour into 8 bits: dithered 202-colour palette, full size only)\n";
 
 struct DecodeOptions {
     std::string input, output;
     int32_t scale = 3;
+    int bmpDepth = 0;  // 0: the tool's own BMP writer
 };
 
 bool parseDecodeArgs(const Args& args, DecodeOptions& o) {
@@ -31,6 +35,10 @@ bool parseDecodeArgs(const Args& args, DecodeOptions& o) {
             const std::string& v = args[++i];
             if (v.size() != 1 || v[0] < '0' || v[0] > '3') return false;
             o.scale = v[0] - '0';
+        } else if (args[i] == "--bmp-depth" && i + 1 < args.size()) {
+            const std::string& v = args[++i];
+            if (v != "8" && v != "16" && v != "24" && v != "32") return false;
+            o.bmpDepth = std::stoi(v);
         } else if (!args[i].empty() && args[i][0] == '-') {
             return false;
         } else {
@@ -132,6 +140,7 @@ int runDecode(const Args& args) {
         return 2;
     }
     if (imageFormatFor(o.output) == ImageFormat::Unknown) return fail("output name must end in .bmp, .ppm or .pgm");
+    if (o.bmpDepth && imageFormatFor(o.output) != ImageFormat::Bmp) return fail("--bmp-depth needs a .bmp output");
 
     JpegDecodeParams params{};
     auto name = libraryPath(o.input);
@@ -144,6 +153,10 @@ int runDecode(const Args& args) {
     DecodedPicture picture;
     if (params.width == 0 || height == 0) {
         error = "the image has no width or height";
+    } else if (o.bmpDepth) {
+        error = decodeToDibFile(h, o.scale, o.bmpDepth, height, o.output);
+        (void)jpegDecodeEpilog(h);
+        return error.empty() ? 0 : fail(error + ": " + o.input);
     } else {
         error = decodeFrame(h, params, frame, height, o.scale, picture);
     }

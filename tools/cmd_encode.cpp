@@ -8,6 +8,7 @@
 
 #include "KelJPEG.h"
 #include "commands.h"
+#include "dib_file.h"
 #include "image_read.h"
 
 namespace {
@@ -147,10 +148,22 @@ void KELJPEG_CALL printReport(void*, const KelChar16*, int32_t, const KelChar16*
 struct Source {
     PixelImage image;              // rectangle input
     std::vector<uint8_t> planes;   // planar input
+    DibFile dib;                   // bottom-up BMP input, handed to the library as it is
+    bool isDib = false;
 };
 
 bool loadSource(const EncodeOptions& o, Source& source) {
     std::string error;
+    if (!o.yuv && (source.isDib = readDibFile(o.input, source.dib, error))) {
+        const BITMAPINFOHEADER& h = *source.dib.header();
+        uint32_t components = source.dib.grey ? 1 : 3;
+        source.image = PixelImage{static_cast<uint32_t>(h.biWidth), static_cast<uint32_t>(h.biHeight), components, {}};
+        return true;
+    }
+    if (!error.empty()) {
+        std::fprintf(stderr, "keljpeg encode: %s\n", error.c_str());
+        return false;
+    }
     bool ok = o.yuv ? readYuv420File(o.input, o.yuvWidth, o.yuvHeight, source.planes, error)
                     : readPixelImage(o.input, source.image, error);
     if (!ok) std::fprintf(stderr, "keljpeg encode: %s\n", error.c_str());
@@ -220,8 +233,9 @@ int runEncode(const Args& args) {
         return 1;
     }
     uint32_t samplingV = (params.samplingFactors >> (8 * (image.components - 1))) & 15;
-    bool ok = o.yuv ? jpegEncodeFromYUV411(handle, source.planes.data(), image.width, image.height) == image.height
-                    : encodeRect(handle, image, 8 * samplingV);
+    bool ok = o.yuv      ? jpegEncodeFromYUV411(handle, source.planes.data(), image.width, image.height) == image.height
+              : source.isDib ? encodeDibStrips(handle, source.dib, 8 * samplingV)
+                             : encodeRect(handle, image, 8 * samplingV);
     bool closed = jpegEncodeEpilog(handle) == 0;
     if (!ok || !closed) {
         std::fprintf(stderr, "keljpeg encode: writing '%s' failed\n", o.output.c_str());
