@@ -216,9 +216,21 @@ KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryProgressiveComplete(JpegHandle c
 
 /* ---- Encoding ----------------------------------------------------------- */
 
+/* Opens a baseline encode into fileName (null in memory mode) and writes the
+ * headers up to SOS. Sampling bytes other than 0x11, 0x12, 0x21 and 0x22, or
+ * a component count outside 1..4, are refused. Returns the handle or 0. */
 KELJPEG_API JpegHandle KELJPEG_CALL jpegEncodeProlog(const KelChar16* fileName, JpegEncodeParams* params);
+/* Writes DNL (height 0) and EOI, hands a memory-mode stream back through the
+ * parameter block and releases the handle. Returns 0, or -1 when any write
+ * failed (the memory-mode fields are filled even then). */
 KELJPEG_API int32_t KELJPEG_CALL jpegEncodeEpilog(JpegHandle context);
+/* Encodes the top `lines` rows of rect (blue-green-red, grey or raw
+ * component bytes). Strips are taken top to bottom; all but the last must be
+ * whole MCU rows. Returns lines, or 0 on failure. */
 KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromRect(JpegHandle context, const ImageRect* rect, uint32_t lines);
+/* Encodes a whole planar frame (Y, then U and V at half width and height;
+ * YVU411 takes V first) into an encoder opened with sampling 0x221111.
+ * Returns height, or 0 on failure. */
 KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromYUV411(JpegHandle context, const uint8_t* planes, uint32_t width,
                                                       uint32_t height);
 KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromYVU411(JpegHandle context, const uint8_t* planes, uint32_t width,
