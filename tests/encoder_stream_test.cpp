@@ -243,15 +243,6 @@ TEST(EncoderStream, PrologFailuresReportAndReturnNull) {
     EXPECT_EQ(jpegEncodeFromRect(nullptr, nullptr, 8), 0u);
 }
 
-TEST(EncoderStream, QualityEdgesShareTheirTables) {
-    TestImage image = photoLikeImage(40, 24);
-    EXPECT_EQ(encodeImage(image, paramsFor(image, 0x221111, 0)), encodeImage(image, paramsFor(image, 0x221111, 1)));
-    EXPECT_EQ(encodeImage(image, paramsFor(image, 0x221111, 100)),
-              encodeImage(image, paramsFor(image, 0x221111, 1000)));
-    EXPECT_LT(encodeImage(image, paramsFor(image, 0x221111, 1)).size(),
-              encodeImage(image, paramsFor(image, 0x221111, 50)).size());
-}
-
 TEST(EncoderStrips, WholeMcuRowStripsGiveTheSameStreamAsOneCall) {
     for (uint32_t sampling : {0x111111u, 0x121111u, 0x211111u, 0x221111u}) {
         TestImage image = photoLikeImage(45, 64);
