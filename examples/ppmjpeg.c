@@ -79,6 +79,11 @@ static int decode(const char* inPath, const char* outPath, int32_t scale) {
         return 1;
     }
     jpegDecodeGetImageSize(jpeg, &width, &height, scale);
+    if (width == 0 || height == 0) {
+        fprintf(stderr, "ppmjpeg: the picture's height comes after its data; not handled here\n");
+        jpegDecodeEpilog(jpeg);
+        return 1;
+    }
     channels = params.componentCount >= 3 ? 3 : 1;
 
     /* The decoder writes whole MCU rows (up to 16 lines, fewer at small
