@@ -133,6 +133,7 @@ template <typename Writer>
 int32_t convertRect(const ImageRect* rect, void* bits, const BITMAPINFOHEADER* header, const Writer& writer) {
     CommonGeometry g;
     if (!commonGeometryOf(rect, header, &g)) return 0;
+    if (g.columns == 0) return g.rows;
     auto* bitmap = static_cast<uint8_t*>(bits);
     if (rect->bitsPerPixel == 8) {
         for (int32_t r = 0; r < g.rows; ++r)
