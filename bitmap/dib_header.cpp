@@ -61,7 +61,7 @@ uint32_t complibCopyPackedDIB(void* bitsOut, BITMAPINFOHEADER* headerOut, const 
     if (rows != 0 && rowBytes > kMax32 / rows) return kComplibFailure;
     uint64_t pixelBytes = rowBytes * rows;
     std::memcpy(headerOut, header, static_cast<size_t>(headerBytes));
-    std::memcpy(bitsOut, bits, static_cast<size_t>(pixelBytes));
+    if (pixelBytes != 0) std::memcpy(bitsOut, bits, static_cast<size_t>(pixelBytes));
     return 0;
 }
 
