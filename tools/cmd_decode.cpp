@@ -9,6 +9,7 @@
 
 #include "KelJPEG.h"
 #include "commands.h"
+#include "decode_passes.h"
 #include "dib_file.h"
 #include "image_write.h"
 
@@ -18,7 +19,9 @@ constexpr uint16_t kSofLossless = 0xFFC3;
 
 const char* kDecodeUsage =
     "usage: keljpeg decode IN.jpg OUT.bmp|OUT.ppm|OUT.pgm [--scale N] [--bmp-depth D]\n"
-    "  --scale N       0 = 1/8, 1 = 1/4, 2 = 1/2, 3 = full size (default); sequential frames only\n"
+    "       keljpeg decode IN.jpg [OUT] --passes DIR\n"
+    "  --scale N       1/8, 1/4, 1/2 or 1 (default), or the codes 0..3; sequential frames only\n"
+    "  --passes DIR    progressive frames: one picture per scan, DIR/pass-NN.ppm (or .pgm)\n"
     "  --bmp-depth D   8, 16, 24 or 32: write the BMP the library's bitmap output makes\n"
     "                  (colour into 8 bits: dithered 202-colour palette, full size only)\n";
 
@@ -26,15 +29,16 @@ struct DecodeOptions {
     std::string input, output;
     int32_t scale = 3;
     int bmpDepth = 0;  // 0: the tool's own BMP writer
+    std::string passesDir;
 };
 
 bool parseDecodeArgs(const Args& args, DecodeOptions& o) {
     std::vector<std::string> names;
     for (size_t i = 0; i < args.size(); ++i) {
         if (args[i] == "--scale" && i + 1 < args.size()) {
-            const std::string& v = args[++i];
-            if (v.size() != 1 || v[0] < '0' || v[0] > '3') return false;
-            o.scale = v[0] - '0';
+            if (!parseScaleArgument(args[++i], o.scale)) return false;
+        } else if (args[i] == "--passes" && i + 1 < args.size()) {
+            o.passesDir = args[++i];
         } else if (args[i] == "--bmp-depth" && i + 1 < args.size()) {
             const std::string& v = args[++i];
             if (v != "8" && v != "16" && v != "24" && v != "32") return false;
@@ -45,9 +49,10 @@ bool parseDecodeArgs(const Args& args, DecodeOptions& o) {
             names.push_back(args[i]);
         }
     }
-    if (names.size() != 2) return false;
+    // With --passes the final picture's file is optional.
+    if (names.size() != 2 && !(names.size() == 1 && !o.passesDir.empty())) return false;
     o.input = names[0];
-    o.output = names[1];
+    if (names.size() == 2) o.output = names[1];
     return true;
 }
 
@@ -90,6 +95,7 @@ std::string decodeFrame(JpegHandle h, const JpegDecodeParams& params, const Fram
         // Lossless samples come in component order, 16 bits above 8-bit precision.
         picture.components = params.componentCount;
         picture.bytesPerSample = frame.precision > 8 ? 2 : 1;
+        if (frame.precision >= 2 && frame.precision <= 16) picture.maxValue = (1u << frame.precision) - 1;
         picture.rgbOrder = true;
         if (picture.components != 1 && picture.components != 3)
             return "lossless output of " + std::to_string(picture.components) + " components is not supported";
@@ -139,7 +145,7 @@ int runDecode(const Args& args) {
         std::fprintf(stderr, "%s", kDecodeUsage);
         return 2;
     }
-    if (imageFormatFor(o.output) == ImageFormat::Unknown) return fail("output name must end in .bmp, .ppm or .pgm");
+    if (!o.output.empty() && imageFormatFor(o.output) == ImageFormat::Unknown) return fail("output name must end in .bmp, .ppm or .pgm");
     if (o.bmpDepth && imageFormatFor(o.output) != ImageFormat::Bmp) return fail("--bmp-depth needs a .bmp output");
 
     JpegDecodeParams params{};
@@ -153,6 +159,10 @@ int runDecode(const Args& args) {
     DecodedPicture picture;
     if (params.width == 0 || height == 0) {
         error = "the image has no width or height";
+    } else if (!o.passesDir.empty()) {
+        int passes = 0;
+        error = decodeProgressivePasses(h, params, height, o.passesDir, picture, passes);
+        if (error.empty()) std::printf("%d passes written to %s\n", passes, o.passesDir.c_str());
     } else if (o.bmpDepth) {
         error = decodeToDibFile(h, o.scale, o.bmpDepth, height, o.output);
         (void)jpegDecodeEpilog(h);
@@ -162,6 +172,6 @@ int runDecode(const Args& args) {
     }
     (void)jpegDecodeEpilog(h);
     if (!error.empty()) return fail(error + ": " + o.input);
-    if (!writePicture(o.output, picture, error)) return fail(error);
+    if (!o.output.empty() && !writePicture(o.output, picture, error)) return fail(error);
     return 0;
 }

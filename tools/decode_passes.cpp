@@ -36,13 +36,12 @@ bool parseScaleArgument(const std::string& text, int32_t& scale) {
 }
 
 std::string decodeProgressivePasses(JpegHandle handle, const JpegDecodeParams& params, uint32_t height,
-                                    const std::string& dir, int& passes) {
+                                    const std::string& dir, DecodedPicture& picture, int& passes) {
     passes = 0;
     if (!(params.options & JPEG_OPT_PROGRESSIVE)) return "--passes needs a progressive image";
     std::error_code ec;
     std::filesystem::create_directories(dir, ec);
     if (ec) return "cannot create " + dir;
-    DecodedPicture picture;
     picture.width = params.width;
     picture.height = height;
     picture.components = params.componentCount < 3 ? 1 : 3;

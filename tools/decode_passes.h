@@ -10,8 +10,11 @@
 // the library's codes "0".."3". Returns false for anything else.
 bool parseScaleArgument(const std::string& text, int32_t& scale);
 
+struct DecodedPicture;
+
 // Decodes a progressive frame one scan per output pass and writes each pass's
-// picture as DIR/pass-NN.ppm (colour) or .pgm (grey). Returns an error text,
-// or "" with passes set to the number of pictures written.
+// picture as DIR/pass-NN.ppm (colour) or .pgm (grey); the last pass is also
+// left in picture. Returns an error text, or "" with passes set to the
+// number of pictures written.
 std::string decodeProgressivePasses(JpegHandle handle, const JpegDecodeParams& params, uint32_t height,
-                                    const std::string& dir, int& passes);
+                                    const std::string& dir, DecodedPicture& picture, int& passes);

@@ -85,10 +85,16 @@ std::vector<uint8_t> encodeBmp(const DecodedPicture& pic) {
     return out;
 }
 
+// Lossless samples of P bits say 2^P - 1; samples cut to 8 bits keep 255.
+uint32_t pnmMaxValue(const DecodedPicture& pic, bool wide) {
+    if (pic.maxValue != 0 && (wide || pic.bytesPerSample == 1)) return pic.maxValue;
+    return wide ? 65535 : 255;
+}
+
 std::vector<uint8_t> encodePnm(const DecodedPicture& pic, bool colour) {
     const bool wide = pic.bytesPerSample == 2 && ((colour && pic.components >= 3) || (!colour && pic.components < 3));
     std::string header = std::string(colour ? "P6" : "P5") + "\n" + std::to_string(pic.width) + " " +
-                         std::to_string(pic.height) + "\n" + (wide ? "65535" : "255") + "\n";
+                         std::to_string(pic.height) + "\n" + std::to_string(pnmMaxValue(pic, wide)) + "\n";
     std::vector<uint8_t> out(header.begin(), header.end());
     const size_t pixels = size_t{pic.width} * pic.height;
     for (size_t p = 0; p < pixels; ++p) {

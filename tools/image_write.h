@@ -18,6 +18,7 @@ struct DecodedPicture {
     uint32_t components = 0;     // 1 or 3 samples per pixel
     uint32_t bytesPerSample = 1; // 2: 16-bit samples in host order (PPM/PGM only)
     bool rgbOrder = false;
+    uint32_t maxValue = 0;       // PNM maxval of the samples as stored; 0: 255, or 65535 for 16-bit samples
     std::vector<uint8_t> pixels;
 };
 
