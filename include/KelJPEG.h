@@ -265,7 +265,7 @@ KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromWinDIBits(JpegHandle context, ui
  * a header query has readied the dither.
  *
  * Writes stay inside the bitmap the header describes (|biHeight| rows of
- * padded biWidth pixels), where the original library could write outside:
+ * padded biWidth pixels), even where a literal reading of the arguments would reach outside:
  *  - more lines than the bitmap has rows: only the bitmap's rows are written,
  *    each with the row it would otherwise have received;
  *  - an image whose height comes from a DNL segment, with `lines` not a

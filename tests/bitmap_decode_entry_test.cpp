@@ -35,12 +35,12 @@ struct OpenDecode {
 // Flat 8x8 blocks: component c of MCU m has sample 10m + 20c - 60, so every
 // block of the picture is distinguishable.
 MiniJpeg picture(uint16_t width, uint16_t height, std::vector<MiniComponent> components) {
-    MiniJpeg spec;
-    spec.width = width;
-    spec.height = height;
-    spec.components = std::move(components);
-    spec.sample = [](int c, uint32_t m, int) { return static_cast<int>(10 * m) + 20 * c - 60; };
-    return spec;
+    MiniJpeg layout;
+    layout.width = width;
+    layout.height = height;
+    layout.components = std::move(components);
+    layout.sample = [](int c, uint32_t m, int) { return static_cast<int>(10 * m) + 20 * c - 60; };
+    return layout;
 }
 
 const std::vector<MiniComponent> kGrey = {{1, 0x11}};
@@ -84,9 +84,9 @@ TEST(DecodeToDibEntry, HeaderQueryDescribesTheOutputAndItsDensity) {
         int32_t perMetre;
     };
     for (Case c : {Case{1, 72, 2835}, Case{2, 28, 2800}, Case{0, 72, 0}, Case{3, 72, 0}}) {
-        MiniJpeg spec = picture(17, 9, kColour);
-        spec.extraSegments = jfifSegment(c.units, c.density, static_cast<uint16_t>(c.density * 2));
-        OpenDecode d(decoder_testing::buildMiniJpeg(spec));
+        MiniJpeg layout = picture(17, 9, kColour);
+        layout.extraSegments = jfifSegment(c.units, c.density, static_cast<uint16_t>(c.density * 2));
+        OpenDecode d(decoder_testing::buildMiniJpeg(layout));
         ASSERT_NE(d.handle, nullptr);
         DibHeader header(24);
         std::memset(header.get(), 0x55, sizeof(BITMAPINFOHEADER));

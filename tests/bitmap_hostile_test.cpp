@@ -57,15 +57,15 @@ TEST(HostileBitmaps, ConvertersStayInsideBothBuffers) {
 
 TEST(HostileBitmaps, DecodeEntryStaysInsideTheDescribedBitmap) {
     testing_support::ReportCapture quiet;
-    decoder_testing::MiniJpeg spec;
-    spec.width = 21;
-    spec.height = 11;
-    spec.components = {{1, 0x22}, {2, 0x11}, {3, 0x11}};
-    std::vector<uint8_t> colour = decoder_testing::buildMiniJpeg(spec);
-    spec.components = {{1, 0x11}};
-    std::vector<uint8_t> grey = decoder_testing::buildMiniJpeg(spec);
-    spec.heightInDnl = true;
-    std::vector<uint8_t> dnl = decoder_testing::buildMiniJpeg(spec);
+    decoder_testing::MiniJpeg layout;
+    layout.width = 21;
+    layout.height = 11;
+    layout.components = {{1, 0x22}, {2, 0x11}, {3, 0x11}};
+    std::vector<uint8_t> colour = decoder_testing::buildMiniJpeg(layout);
+    layout.components = {{1, 0x11}};
+    std::vector<uint8_t> grey = decoder_testing::buildMiniJpeg(layout);
+    layout.heightInDnl = true;
+    std::vector<uint8_t> dnl = decoder_testing::buildMiniJpeg(layout);
     const std::vector<uint8_t>* streams[] = {&colour, &grey, &dnl};
     Random random;
     for (int round = 0; round < 400; ++round) {
