@@ -40,8 +40,8 @@ bool dataIsComplete(BitstreamFile* bf) {
 }
 
 void* allocateBuffer(uint64_t size) {
-    if (size == 0 || size > kMaxBufferBytes) return nullptr;
-    return complibAllocMemory(static_cast<size_t>(size));
+    if (size > kMaxBufferBytes) return nullptr;
+    return complibAllocMemory(static_cast<size_t>(size == 0 ? 1 : size));  // a frame of width 0 still gets a block
 }
 
 // Block buffers of DCT-based frames, and the position index table:

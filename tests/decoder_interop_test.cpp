@@ -29,6 +29,7 @@ struct PeerError {
 };
 
 void onPeerError(j_common_ptr cinfo) { std::longjmp(reinterpret_cast<PeerError*>(cinfo->err)->jump, 1); }
+void onPeerMessage(j_common_ptr) {}  // the peer's warnings (coarse tables on purpose) are not ours
 
 enum class Kind { Colour, Grey, Cmyk };
 
@@ -66,6 +67,7 @@ bool peerEncode(const PeerCase& c, const std::vector<uint8_t>& source, std::vect
     PeerError error;
     cinfo.err = jpeg_std_error(&error.manager);
     error.manager.error_exit = onPeerError;
+    error.manager.output_message = onPeerMessage;
     unsigned char* buffer = nullptr;
     unsigned long size = 0;
     if (setjmp(error.jump)) {
