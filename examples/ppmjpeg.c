@@ -59,64 +59,63 @@ static int writeNetpbm(const char* path, const uint8_t* pixels, uint32_t width, 
     return fclose(out) == 0 ? 0 : -1;
 }
 
-static int decode(const char* inPath, const char* outPath, int32_t scale) {
-    JpegDecodeParams params;
-    FrameHeader frame;
+/* Blue, green, red <-> red, green, blue, in place. */
+static void swapRedAndBlue(uint8_t* pixels, size_t count) {
+    size_t i;
+    for (i = 0; i < count; ++i) {
+        uint8_t first = pixels[3 * i];
+        pixels[3 * i] = pixels[3 * i + 2];
+        pixels[3 * i + 2] = first;
+    }
+}
+
+/* Decodes the whole picture at a scale; returns the pixels (grey or
+ * blue-green-red), or null. */
+static uint8_t* decodePicture(JpegHandle jpeg, int channels, int32_t scale, uint32_t width, uint32_t height) {
     ImageRect rect;
-    JpegHandle jpeg;
-    KelChar16* name = utf16FromUtf8(inPath);
-    uint32_t width = 0, height = 0, x, y, bufferRows;
-    int channels, status = 1;
-    uint8_t* pixels;
-
-    memset(&params, 0, sizeof params);
-    jpeg = name ? jpegDecodeProlog(name, &params) : NULL;
-    free(name);
-    if (!jpeg) return 1;
-    if (jpegGetFrameHeader(jpeg, &frame) != 0 || frame.sofMarker == 0xFFC3 || frame.precision != 8) {
-        fprintf(stderr, "ppmjpeg: only 8-bit DCT-based files are handled here\n");
-        jpegDecodeEpilog(jpeg);
-        return 1;
-    }
-    jpegDecodeGetImageSize(jpeg, &width, &height, scale);
-    if (width == 0 || height == 0) {
-        fprintf(stderr, "ppmjpeg: the picture's height comes after its data; not handled here\n");
-        jpegDecodeEpilog(jpeg);
-        return 1;
-    }
-    channels = params.componentCount >= 3 ? 3 : 1;
-
-    /* The decoder writes whole MCU rows (up to 16 lines, fewer at small
-     * scales), so the buffer gets room for one more band than the image. */
-    bufferRows = height + 16;
-    pixels = malloc((size_t)width * bufferRows * channels);
-    if (!pixels) {
-        jpegDecodeEpilog(jpeg);
-        return 1;
-    }
+    uint8_t* pixels = malloc((size_t)width * height * channels);
+    if (!pixels) return NULL;
     memset(&rect, 0, sizeof rect);
     rect.width = (int32_t)width;
     rect.height = (int32_t)height;
     rect.stride = (int32_t)(width * channels);
     rect.bitsPerPixel = 8 * channels;
     rect.bits = pixels;
-
-    /* One call for the whole picture: a progressive file decodes all its
-     * scans first. The result counts the rows delivered. */
-    if ((uint32_t)jpegDecodeScaleOutputToRect(jpeg, &rect, height, scale) == height) {
-        if (channels == 3) { /* blue, green, red -> red, green, blue */
-            for (y = 0; y < height; ++y) {
-                uint8_t* row = pixels + (size_t)y * rect.stride;
-                for (x = 0; x < width; ++x) {
-                    uint8_t blue = row[3 * x];
-                    row[3 * x] = row[3 * x + 2];
-                    row[3 * x + 2] = blue;
-                }
-            }
-        }
-        status = writeNetpbm(outPath, pixels, width, height, channels) == 0 ? 0 : 1;
+    /* One call for the whole picture writes exactly its rows; a progressive
+     * file decodes all its scans first. */
+    if ((uint32_t)jpegDecodeScaleOutputToRect(jpeg, &rect, height, scale) != height) {
+        free(pixels);
+        return NULL;
     }
-    free(pixels);
+    return pixels;
+}
+
+static int decode(const char* inPath, const char* outPath, int32_t scale) {
+    JpegDecodeParams params;
+    FrameHeader frame;
+    JpegHandle jpeg;
+    KelChar16* name = utf16FromUtf8(inPath);
+    uint32_t width = 0, height = 0;
+    int channels, status = 1;
+    uint8_t* pixels = NULL;
+
+    memset(&params, 0, sizeof params);
+    jpeg = name ? jpegDecodeProlog(name, &params) : NULL;
+    free(name);
+    if (!jpeg) return 1;
+    jpegDecodeGetImageSize(jpeg, &width, &height, scale);
+    channels = params.componentCount >= 3 ? 3 : 1;
+    if (jpegGetFrameHeader(jpeg, &frame) != 0 || frame.sofMarker == 0xFFC3 || frame.precision != 8)
+        fprintf(stderr, "ppmjpeg: only 8-bit DCT-based files are handled here\n");
+    else if (width == 0 || height == 0)
+        fprintf(stderr, "ppmjpeg: the picture's height comes after its data; not handled here\n");
+    else
+        pixels = decodePicture(jpeg, channels, scale, width, height);
+    if (pixels) {
+        if (channels == 3) swapRedAndBlue(pixels, (size_t)width * height);
+        status = writeNetpbm(outPath, pixels, width, height, channels) == 0 ? 0 : 1;
+        free(pixels);
+    }
     if (jpegDecodeEpilog(jpeg) != 0) status = 1;
     return status;
 }
@@ -137,38 +136,44 @@ static int readHeaderNumber(FILE* in, unsigned* value) {
     return 0;
 }
 
-static int encode(const char* inPath, const char* outPath, uint16_t quality) {
-    FILE* in = fopen(inPath, "rb");
-    unsigned width, height, maxValue;
-    int channels, status = 1;
+/* Reads a binary PPM (3 channels) or PGM (1 channel) of maximum value 255;
+ * returns its pixels in the library's order (blue, green, red), or null. */
+static uint8_t* readNetpbm(const char* path, unsigned* width, unsigned* height, int* channels) {
+    FILE* in = fopen(path, "rb");
+    unsigned maxValue;
+    size_t bytes;
     uint8_t* pixels = NULL;
+    int kind;
+
+    if (!in) return NULL;
+    kind = fgetc(in) == 'P' ? fgetc(in) : 0;
+    *channels = kind == '6' ? 3 : kind == '5' ? 1 : 0;
+    if (*channels && !readHeaderNumber(in, width) && !readHeaderNumber(in, height) &&
+        !readHeaderNumber(in, &maxValue) && maxValue == 255 && *width && *height && *width <= 65535 &&
+        *height <= 65535) {
+        bytes = (size_t)*width * *height * *channels;
+        pixels = malloc(bytes);
+        if (pixels && fread(pixels, 1, bytes, in) != bytes) {
+            free(pixels);
+            pixels = NULL;
+        }
+    }
+    fclose(in);
+    if (pixels && *channels == 3) swapRedAndBlue(pixels, (size_t)*width * *height);
+    return pixels;
+}
+
+static int encode(const char* inPath, const char* outPath, uint16_t quality) {
+    unsigned width, height, y, stripRows;
+    int channels, status;
+    uint8_t* pixels = readNetpbm(inPath, &width, &height, &channels);
     JpegEncodeParams params;
     JfifInfo jfif;
     JpegHandle jpeg;
     ImageRect rect;
     KelChar16* name;
-    unsigned y, x, stripRows;
 
-    if (!in) return 1;
-    if (fgetc(in) != 'P') goto done;
-    switch (fgetc(in)) {
-        case '6': channels = 3; break;
-        case '5': channels = 1; break;
-        default: goto done;
-    }
-    if (readHeaderNumber(in, &width) || readHeaderNumber(in, &height) || readHeaderNumber(in, &maxValue)) goto done;
-    if (maxValue != 255 || width == 0 || height == 0 || width > 65535 || height > 65535) goto done;
-    pixels = malloc((size_t)width * height * channels);
-    if (!pixels || fread(pixels, 1, (size_t)width * height * channels, in) != (size_t)width * height * channels)
-        goto done;
-    if (channels == 3) { /* red, green, blue -> blue, green, red */
-        for (x = 0; x < width * height; ++x) {
-            uint8_t red = pixels[3 * x];
-            pixels[3 * x] = pixels[3 * x + 2];
-            pixels[3 * x + 2] = red;
-        }
-    }
-
+    if (!pixels) return 1;
     memset(&params, 0, sizeof params);
     memset(&jfif, 0, sizeof jfif);
     jfif.xDensity = jfif.yDensity = 1; /* square pixels, no unit, no thumbnail */
@@ -182,10 +187,12 @@ static int encode(const char* inPath, const char* outPath, uint16_t quality) {
     name = utf16FromUtf8(outPath);
     jpeg = name ? jpegEncodeProlog(name, &params) : NULL;
     free(name);
-    if (!jpeg) goto done;
-
-    /* Strips of whole MCU rows (16 lines for 4:2:0, 8 for greyscale); only
-     * the last strip may be shorter. */
+    if (!jpeg) {
+        free(pixels);
+        return 1;
+    }
+    /* Strips of whole MCU rows (16 lines for 4:2:0, 8 for grey); only the
+     * last strip may be shorter. */
     stripRows = channels == 3 ? 16 : 8;
     memset(&rect, 0, sizeof rect);
     rect.width = (int32_t)width;
@@ -199,10 +206,7 @@ static int encode(const char* inPath, const char* outPath, uint16_t quality) {
         if (jpegEncodeFromRect(jpeg, &rect, lines) != lines) status = 1;
     }
     if (jpegEncodeEpilog(jpeg) != 0) status = 1;
-
-done:
     free(pixels);
-    fclose(in);
     return status;
 }
 
