@@ -3,6 +3,7 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/marker_parser.h"
+#include "decoder/standard_decode.h"
 #include "runtime/bitstream_file.h"
 #include "runtime/file.h"
 #include "runtime/heap.h"
@@ -142,6 +143,12 @@ JpegHandle jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params)
     dec.pendingTables[0] = -1;
     dec.restartInterval = 0;
     if (const KelChar16* failure = openSource(context, params)) return failProlog(context, failure);
+    if (params->options & JPEG_OPT_STANDARD) {  // standard mode reads the stream its own way from here
+        if (const KelChar16* failure = openStandardDecode(context, params)) return failProlog(context, failure);
+        context->stateTag = kDecoderStateTag;
+        context->stateVersion = kDecoderStateVersion;
+        return context;
+    }
     dec.densityUnits = 0;
     context->params = params;
     if (parseFrameHeaders(context) != 0) return failProlog(context, KJ_TEXT("Frame Level parse failed."));
@@ -157,6 +164,7 @@ JpegHandle jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params)
 int32_t jpegDecodeEpilog(JpegHandle context) {
     if (!context) return -1;
     DecoderState& dec = context->dec;
+    releaseStandardDecode(context);
     for (void* buffer : {static_cast<void*>(dec.mcuXYBlocksIndex), static_cast<void*>(dec.mcuXYBlocks),
                          static_cast<void*>(dec.mcuBlocks), static_cast<void*>(dec.spatialPrevLine)}) {
         if (buffer) (void)complibFreeMemory(buffer);
@@ -170,6 +178,10 @@ int32_t jpegDecodeEpilog(JpegHandle context) {
 
 int32_t jpegDecodeGetImageSize(JpegHandle context, uint32_t* width, uint32_t* height, int32_t scale) {
     if (!context) return -1;
+    if (context->dec.standard) {
+        standardImageSize(context, scale, width, height);
+        return 0;
+    }
     uint32_t w = context->dec.imageWidth, h = context->dec.imageHeight;
     // Reduced sizes exist for sequential frames only; they round up.
     if (context->frame.sofMarker < kSofProgressive && scale != 3) {

@@ -4,6 +4,7 @@
 #include "context/jpeg_context.h"
 #include "decoder/lossless_decode.h"
 #include "decoder/progressive_decode.h"
+#include "decoder/standard_decode.h"
 
 int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const BandLoopSetup& setup) {
     DecoderState& dec = context->dec;
@@ -44,6 +45,7 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
 
 int32_t jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows) {
     if (!context || !rect) return 0;
+    if (context->dec.standard) return decodeStandardRows(context, rect, rows, 3);
     // Progressive and lossless frames have drivers of their own.
     uint16_t frameType = context->frame.sofMarker;
     if (frameType == 0xFFC2) return decodeProgressiveRows(context, rect, rows);

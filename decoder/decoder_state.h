@@ -14,6 +14,7 @@
 
 struct JpegContext;
 struct ComponentRecord;
+struct StandardDecode;
 
 // A sample block: 64 signed 16-bit values in row-major order.
 constexpr int kBlockValues = 64;
@@ -101,4 +102,7 @@ struct DecoderState {
     uint32_t spatialPrevLineSize;
     uint8_t* spatialPrevLine;
     LosslessRowDecoder losslessRowDecoder;
+
+    // ---- Standard mode (JPEG_OPT_STANDARD): its whole state, null otherwise ----
+    StandardDecode* standard;
 };

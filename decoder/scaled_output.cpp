@@ -5,6 +5,7 @@
 #include "decoder/decode_to_rect.h"
 #include "decoder/progressive_decode.h"
 #include "decoder/scaled_output.h"
+#include "decoder/standard_decode.h"
 #include "runtime/report.h"
 
 namespace {
@@ -55,6 +56,10 @@ extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHand
                                                                         uint32_t rows, int32_t scale) {
     if (!context) return 0;
     DecoderState& dec = context->dec;
+    if (dec.standard) {  // standard mode: every frame type, every scale
+        dec.currentScale = static_cast<int16_t>(scale);
+        return decodeStandardRows(context, rect, rows, scale);
+    }
     // Recorded before any other test: an unusable scale or a progressive
     // frame also takes the new scale and rewinds.
     if (scale != dec.currentScale) {

@@ -66,6 +66,34 @@ typedef struct JpegContext* JpegHandle;
 #define JPEG_OPT_PROGRESSIVE       0x0040u /* output only: the frame is progressive (SOF2) */
 #define JPEG_OPT_FINE_TABLES       0x0080u /* encoder: fixed fine quantisation tables */
 #define JPEG_OPT_PARTIAL_BITSTREAM 0x0100u /* skip the final-EOI check; memory mode only */
+/* Decoder: standard mode. Without this bit every result stays exactly that of
+ * the legacy decoder. With it the decoder reads every Huffman-coded baseline,
+ * extended, progressive and lossless file as ITU-T T.81 defines it:
+ *  - sequential frames coded as several scans, one or more components each,
+ *    in any component order; a one-component scan walks that component's own
+ *    blocks in raster order (also a greyscale frame sampled other than 1x1);
+ *  - restart markers in every kind of scan, progressive ones included (end-
+ *    of-band runs and DC predictors restart), and DC first scans that code
+ *    components separately, each with its own predictor;
+ *  - fill bytes 0xFF before any marker; table segments (DHT, DQT, DRI) between
+ *    scans; 16-bit quantisation tables, each component using the table in
+ *    force when its first scan starts; 12-bit DCT frames (output 8 bits);
+ *  - sampling factors 1 to 4 in any combination (4:1:1, 3x1 ...), expanded by
+ *    replication; a height of 0 in the frame header taken from DNL (reported
+ *    back in params->height);
+ *  - lossless frames: difference category 16 (32768, no further bits),
+ *    restart intervals, components with other sampling factors (expanded),
+ *    samples shifted back by the point transform;
+ *  - colour as the stream says: Adobe APP14 transform 0 with three components
+ *    is RGB (no YCbCr conversion), four components are CMYK (transform 0) or
+ *    YCCK (transform 2) stored inverted as Adobe writes them and shown as
+ *    blue-green-red; without Adobe or JFIF, identifiers 'R','G','B' mean RGB;
+ *  - rows are counted per call (rows = rows wanted now); the reduced scales
+ *    average the full-size picture and exist for every frame type.
+ * The whole stream is read by the prolog, so JPEG_OPT_PARTIAL_BITSTREAM is
+ * refused ("Illegal options"); a progressive frame may still be shown one
+ * scan per pass (jpegDecodeSetProgressiveMode). */
+#define JPEG_OPT_STANDARD          0x0200u
 
 /* Scales of the scaled-output calls. */
 #define JPEG_SCALE_1_8  0

@@ -18,9 +18,12 @@ namespace {
 constexpr uint16_t kSofLossless = 0xFFC3;
 
 const char* kDecodeUsage =
-    "usage: keljpeg decode IN.jpg OUT.bmp|OUT.ppm|OUT.pgm [--scale N] [--bmp-depth D]\n"
-    "       keljpeg decode IN.jpg [OUT] --passes DIR\n"
-    "  --scale N       1/8, 1/4, 1/2 or 1 (default), or the codes 0..3; sequential frames only\n"
+    "usage: keljpeg decode IN.jpg OUT.bmp|OUT.ppm|OUT.pgm [--scale N] [--bmp-depth D] [--legacy]\n"
+    "       keljpeg decode IN.jpg [OUT] --passes DIR [--legacy]\n"
+    "  --scale N       1/8, 1/4, 1/2 or 1 (default), or the codes 0..3\n"
+    "  --legacy        read the file as the legacy decoder does (sequential frames in one\n"
+    "                  interleaved scan, sampling 1 or 2, no Adobe colour; reduced scales\n"
+    "                  for sequential frames only); by default every standard file is read\n"
     "  --passes DIR    progressive frames: one picture per scan, DIR/pass-NN.ppm (or .pgm)\n"
     "  --bmp-depth D   8, 16, 24 or 32: write the BMP the library's bitmap output makes\n"
     "                  (colour into 8 bits: dithered 202-colour palette, full size only)\n";
@@ -30,6 +33,7 @@ struct DecodeOptions {
     int32_t scale = 3;
     int bmpDepth = 0;  // 0: the tool's own BMP writer
     std::string passesDir;
+    bool legacy = false;
 };
 
 bool parseDecodeArgs(const Args& args, DecodeOptions& o) {
@@ -37,6 +41,8 @@ bool parseDecodeArgs(const Args& args, DecodeOptions& o) {
     for (size_t i = 0; i < args.size(); ++i) {
         if (args[i] == "--scale" && i + 1 < args.size()) {
             if (!parseScaleArgument(args[++i], o.scale)) return false;
+        } else if (args[i] == "--legacy") {
+            o.legacy = true;
         } else if (args[i] == "--passes" && i + 1 < args.size()) {
             o.passesDir = args[++i];
         } else if (args[i] == "--bmp-depth" && i + 1 < args.size()) {
@@ -107,7 +113,8 @@ std::string decodeFrame(JpegHandle h, const JpegDecodeParams& params, const Fram
     } else {
         picture.components = params.componentCount < 3 ? 1 : 3;
         uint32_t width = params.width, rowsWanted = height;
-        bool scaled = scale < 3 && !(params.options & JPEG_OPT_PROGRESSIVE);
+        // Standard mode reduces every frame; the legacy reading sequential ones only.
+        bool scaled = scale < 3 && ((params.options & JPEG_OPT_STANDARD) || !(params.options & JPEG_OPT_PROGRESSIVE));
         if (scaled) (void)jpegDecodeGetImageSize(h, &width, &rowsWanted, scale);
         picture.width = width;
         picture.height = rowsWanted;
@@ -149,6 +156,7 @@ int runDecode(const Args& args) {
     if (o.bmpDepth && imageFormatFor(o.output) != ImageFormat::Bmp) return fail("--bmp-depth needs a .bmp output");
 
     JpegDecodeParams params{};
+    if (!o.legacy) params.options = JPEG_OPT_STANDARD;
     auto name = libraryPath(o.input);
     JpegHandle h = jpegDecodeProlog(name.c_str(), &params);
     if (!h) return fail("cannot decode " + o.input);

@@ -45,14 +45,15 @@ void printFrame(const JpegDecodeParams& params, const FrameHeader& frame, uint32
 }  // namespace
 
 int runInfo(const Args& args) {
-    if (args.size() != 1 || args[0] == "--help" || args[0] == "-h") {
-        std::fprintf(args.size() == 1 ? stdout : stderr, "usage: keljpeg info FILE.jpg\n");
+    const bool legacy = args.size() == 2 && args[1] == "--legacy";
+    if ((args.size() != 1 && !legacy) || args[0] == "--help" || args[0] == "-h") {
+        std::fprintf(args.size() == 1 ? stdout : stderr, "usage: keljpeg info FILE.jpg [--legacy]\n");
         return args.size() == 1 ? 0 : 2;
     }
     // Room for the densities and the largest thumbnail (255 x 255 pixels).
     std::vector<uint8_t> jfif(7 + 255 * 255 * 3, 0);
     JpegDecodeParams params{};
-    params.options = JPEG_OPT_JFIF;
+    params.options = legacy ? JPEG_OPT_JFIF : JPEG_OPT_JFIF | JPEG_OPT_STANDARD;
     params.jfifInfo = reinterpret_cast<JfifInfo*>(jfif.data());
     auto name = libraryPath(args[0]);
     JpegHandle h = jpegDecodeProlog(name.c_str(), &params);

@@ -1,0 +1,250 @@
+// Standard mode: the marker walk. Every segment the interchange format
+// allows is read or skipped by its length; fill bytes before a marker, table
+// segments between scans, 16-bit quantisation tables, scan components in any
+// order and sampling factors up to 4 are all accepted.
+#include <cstring>
+
+#include "decoder/huffman_decode.h"
+#include "decoder/standard_decode.h"
+#include "runtime/report.h"
+
+namespace {
+
+constexpr uint8_t kSof0 = 0xC0, kSof3 = 0xC3, kDht = 0xC4, kDac = 0xCC, kRst0 = 0xD0, kRst7 = 0xD7;
+constexpr uint8_t kSoi = 0xD8, kEoi = 0xD9, kSos = 0xDA, kDqt = 0xDB, kDnl = 0xDC, kDri = 0xDD;
+constexpr uint8_t kApp0 = 0xE0, kApp14 = 0xEE, kTem = 0x01;
+
+// A segment's body: the bytes after its length field, bounded by the data.
+struct Segment {
+    const uint8_t* bytes;
+    uint32_t size;
+};
+
+[[nodiscard]] bool takeSegment(StandardDecode* sd, Segment& segment) {
+    if (sd->length - sd->position < 2) return false;
+    uint32_t length = (uint32_t{sd->data[sd->position]} << 8) | sd->data[sd->position + 1];
+    if (length < 2 || length > sd->length - sd->position) return false;
+    segment.bytes = sd->data + sd->position + 2;
+    segment.size = length - 2;
+    sd->position += length;
+    return true;
+}
+
+uint32_t read16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
+
+// Canonical codes from the counts: each length's codes follow the previous
+// length's last code shifted left by one.
+[[nodiscard]] bool buildStandardHuffman(StandardHuffman& table, const uint8_t* counts, const uint8_t* values,
+                                        uint32_t total) {
+    std::memset(&table, 0, sizeof table);
+    std::memcpy(table.values, values, total);
+    int32_t code = 0;
+    uint32_t k = 0;
+    for (uint32_t length = 1; length <= 16; ++length) {
+        uint32_t count = counts[length - 1];
+        table.valueOffset[length] = static_cast<int32_t>(k) - code;
+        for (uint32_t i = 0; i < count; ++i, ++k, ++code) {
+            if (length <= 8) {
+                uint32_t first = static_cast<uint32_t>(code) << (8 - length);
+                for (uint32_t j = 0; j < (1u << (8 - length)); ++j) {
+                    table.fastLength[first + j] = static_cast<uint8_t>(length);
+                    table.fastSymbol[first + j] = values[k];
+                }
+            }
+        }
+        table.maxCode[length] = count ? code - 1 : -1;
+        if (code > (1 << length)) return false;  // more codes than the length holds
+        code <<= 1;
+    }
+    table.maxCode[17] = 0x7FFFFFFF;
+    table.defined = true;
+    return true;
+}
+
+[[nodiscard]] bool readHuffmanTables(StandardDecode* sd, const Segment& s) {
+    uint32_t at = 0;
+    while (at < s.size) {
+        if (s.size - at < 17) return false;
+        uint32_t tableByte = s.bytes[at];
+        const uint8_t* counts = s.bytes + at + 1;
+        uint32_t total = 0;
+        for (int i = 0; i < 16; ++i) total += counts[i];
+        if ((tableByte >> 4) > 1 || (tableByte & 15) > 3 || total > 256 || s.size - at - 17 < total) return false;
+        StandardHuffman& table = (tableByte >> 4) ? sd->acTables[tableByte & 15] : sd->dcTables[tableByte & 15];
+        if (!buildStandardHuffman(table, counts, s.bytes + at + 17, total)) return false;
+        at += 17 + total;
+    }
+    return true;
+}
+
+[[nodiscard]] bool readQuantTables(StandardDecode* sd, const Segment& s) {
+    uint32_t at = 0;
+    while (at < s.size) {
+        uint32_t tableByte = s.bytes[at];
+        uint32_t width = (tableByte >> 4) == 1 ? 2 : 1;
+        if ((tableByte >> 4) > 1 || (tableByte & 15) > 3 || s.size - at - 1 < 64 * width) return false;
+        uint16_t* table = sd->quantTables[tableByte & 15];
+        const uint8_t* entries = s.bytes + at + 1;
+        for (uint32_t k = 0; k < 64; ++k)
+            table[zigzagToNatural[k]] = static_cast<uint16_t>(width == 2 ? read16(entries + 2 * k) : entries[k]);
+        sd->quantDefined[tableByte & 15] = true;
+        at += 1 + 64 * width;
+    }
+    return true;
+}
+
+const KelChar16* readFrame(StandardDecode* sd, uint8_t marker, const Segment& s) {
+    if (s.size < 6) return KJ_TEXT("invalid SOF segment syntax");
+    sd->sofMarker = static_cast<uint16_t>(0xFF00 | marker);
+    sd->precision = s.bytes[0];
+    sd->height = read16(s.bytes + 1);
+    sd->width = read16(s.bytes + 3);
+    sd->componentCount = s.bytes[5];
+    const bool lossless = marker == kSof3;
+    if (sd->componentCount < 1 || sd->componentCount > 4) return KJ_TEXT("not support image components");
+    if (s.size < 6 + 3 * sd->componentCount) return KJ_TEXT("invalid SOF segment syntax");
+    if (lossless ? (sd->precision < 2 || sd->precision > 16) : (sd->precision != 8 && sd->precision != 12))
+        return KJ_TEXT("unsupported sample precision");
+    if (sd->width == 0) return KJ_TEXT("the image has no width");
+    sd->maxH = sd->maxV = 1;
+    for (uint32_t c = 0; c < sd->componentCount; ++c) {
+        const uint8_t* p = s.bytes + 6 + 3 * c;
+        StandardComponent& component = sd->components[c];
+        component.identifier = p[0];
+        component.h = static_cast<uint8_t>(p[1] >> 4);
+        component.v = static_cast<uint8_t>(p[1] & 15);
+        component.quantTable = p[2];
+        if (component.h < 1 || component.h > 4 || component.v < 1 || component.v > 4)
+            return KJ_TEXT("unsupported sampling factor");
+        if (!lossless && component.quantTable > 3) return KJ_TEXT("invalid SOF segment syntax");
+        for (uint32_t other = 0; other < c; ++other)
+            if (sd->components[other].identifier == component.identifier) return KJ_TEXT("invalid SOF segment syntax");
+        if (component.h > sd->maxH) sd->maxH = component.h;
+        if (component.v > sd->maxV) sd->maxV = component.v;
+    }
+    return nullptr;
+}
+
+const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
+    if (s.size < 1) return KJ_TEXT("invalid SOS segment syntax");
+    StandardScan scan{};
+    scan.count = s.bytes[0];
+    if (scan.count < 1 || scan.count > 4 || scan.count > sd->componentCount || s.size < 4 + 2 * scan.count)
+        return KJ_TEXT("invalid SOS segment syntax");
+    for (uint32_t i = 0; i < scan.count; ++i) {
+        const uint8_t* p = s.bytes + 1 + 2 * i;
+        uint32_t found = sd->componentCount;
+        for (uint32_t c = 0; c < sd->componentCount; ++c)
+            if (sd->components[c].identifier == p[0]) found = c;
+        if (found == sd->componentCount) return KJ_TEXT("invalid SOS segment syntax");
+        for (uint32_t j = 0; j < i; ++j)
+            if (scan.component[j] == found) return KJ_TEXT("invalid SOS segment syntax");
+        scan.component[i] = found;
+        scan.dcTable[i] = static_cast<uint8_t>(p[1] >> 4);
+        scan.acTable[i] = static_cast<uint8_t>(p[1] & 15);
+        if (scan.dcTable[i] > 3 || scan.acTable[i] > 3) return KJ_TEXT("invalid SOS segment syntax");
+    }
+    const uint8_t* tail = s.bytes + 1 + 2 * scan.count;
+    scan.ss = tail[0];
+    scan.se = tail[1];
+    scan.ah = static_cast<uint8_t>(tail[2] >> 4);
+    scan.al = static_cast<uint8_t>(tail[2] & 15);
+    if (sd->sofMarker == 0xFFC2) {
+        bool dcBand = scan.ss == 0;
+        if (scan.se > 63 || scan.ss > scan.se || (dcBand && scan.se != 0) || (!dcBand && scan.count != 1) ||
+            scan.al > 13 || scan.ah > 13)
+            return KJ_TEXT("invalid progressive scan parameters");
+    } else if (sd->sofMarker == 0xFFC3) {
+        if (scan.ss < 1 || scan.ss > 7 || scan.al >= sd->precision) return KJ_TEXT("invalid lossless scan parameters");
+    }
+    sd->scan = scan;
+    sd->scanReady = true;
+    return nullptr;
+}
+
+void readApplication(StandardDecode* sd, uint8_t marker, const Segment& s) {
+    if (marker == kApp0 && s.size >= 14 && std::memcmp(s.bytes, "JFIF", 5) == 0) {
+        sd->jfif = true;
+        sd->jfifUnits = s.bytes[7];
+        sd->jfifXDensity = static_cast<uint16_t>(read16(s.bytes + 8));
+        sd->jfifYDensity = static_cast<uint16_t>(read16(s.bytes + 10));
+        sd->thumbnailWidth = s.bytes[12];
+        sd->thumbnailHeight = s.bytes[13];
+        sd->thumbnail = s.bytes + 14;
+        sd->thumbnailBytes = s.size - 14;
+    } else if (marker == kApp14 && s.size >= 12 && std::memcmp(s.bytes, "Adobe", 5) == 0) {
+        sd->adobeTransform = s.bytes[11];
+    }
+}
+
+// Handles one marker segment; sets done when the walk is to stop after it.
+const KelChar16* readSegment(StandardDecode* sd, uint8_t marker, bool& frameSeen, bool& done) {
+    // Markers without a segment.
+    if (marker == kSoi || marker == kTem || (marker >= kRst0 && marker <= kRst7)) return nullptr;
+    if (marker == kEoi) {
+        sd->finished = true;
+        done = true;
+        return nullptr;
+    }
+    Segment s{};
+    if (!takeSegment(sd, s)) return KJ_TEXT("invalid marker segment length");
+    if (marker >= kSof0 && marker <= kSof3) {
+        if (frameSeen) return KJ_TEXT("more than one frame");
+        frameSeen = true;
+        return readFrame(sd, marker, s);
+    }
+    if (marker > kSof3 && marker <= 0xCF && marker != kDht && marker != kDac)
+        return KJ_TEXT("unsupported SOF coding mode");
+    switch (marker) {
+        case kDht:
+            return readHuffmanTables(sd, s) ? nullptr : KJ_TEXT("invalid DHT segment syntax");
+        case kDqt:
+            return readQuantTables(sd, s) ? nullptr : KJ_TEXT("invalid DQT segment syntax");
+        case kDri:
+            if (s.size != 2) return KJ_TEXT("invalid DRI segment syntax");
+            sd->restartInterval = read16(s.bytes);
+            return nullptr;
+        case kSos:
+            if (!frameSeen) return KJ_TEXT("scan before the frame header");
+            done = true;
+            return readScan(sd, s);
+        default:
+            if (marker >= kApp0 && marker <= 0xEF) readApplication(sd, marker, s);
+            return nullptr;  // DNL (read ahead by the prolog), COM, DAC, JPGn and the rest: skipped
+    }
+}
+
+}  // namespace
+
+bool readStandardHeaders(StandardDecode* sd, bool frameSeen) {
+    for (;;) {
+        // Anything that is not a marker is skipped up to the next 0xFF;
+        // any number of fill bytes 0xFF may precede a marker.
+        while (sd->position < sd->length && sd->data[sd->position] != 0xFF) ++sd->position;
+        while (sd->position < sd->length && sd->data[sd->position] == 0xFF) ++sd->position;
+        if (sd->position >= sd->length) {
+            if (!frameSeen) {
+                reportJpegError(KJ_TEXT("no frame header"));
+                return false;
+            }
+            sd->finished = true;  // a stream cut after its last scan ends there
+            return true;
+        }
+        uint8_t marker = sd->data[sd->position++];
+        if (marker == 0) continue;  // a stuffed byte outside entropy-coded data
+        bool done = false;
+        if (const KelChar16* failure = readSegment(sd, marker, frameSeen, done)) {
+            reportJpegError(failure);
+            return false;
+        }
+        if (done) return true;
+    }
+}
+
+uint32_t findStandardDnlHeight(const StandardDecode* sd) {
+    for (uint32_t i = sd->position; i + 5 < sd->length; ++i) {
+        if (sd->data[i] == 0xFF && sd->data[i + 1] == kDnl && read16(sd->data + i + 2) == 4)
+            return read16(sd->data + i + 4);
+    }
+    return 0;
+}

@@ -1,0 +1,243 @@
+// Standard mode: from coefficients to samples, and from component planes to
+// the caller's rows. Components of any sampling factors are expanded by
+// replication; colour follows the stream's own signals: the Adobe segment's
+// transform flag (RGB, YCbCr, CMYK or YCCK, inverted CMYK as Adobe writes it),
+// else JFIF (YCbCr), else component identifiers 'R', 'G', 'B' (RGB).
+#include <cmath>
+#include <cstring>
+
+#include "context/jpeg_context.h"
+#include "decoder/inverse_dct.h"
+#include "decoder/standard_decode.h"
+#include "runtime/heap.h"
+
+namespace {
+
+enum class ColourModel { Gray, YCbCr, Rgb, Cmyk, InvertedCmyk, Ycck, Raw, Lossless };
+
+ColourModel colourModelOf(const JpegContext* context, const StandardDecode* sd) {
+    if (sd->sofMarker == 0xFFC3) return ColourModel::Lossless;
+    if (context->options & JPEG_OPT_RAW_COMPONENTS) return ColourModel::Raw;
+    if (sd->componentCount < 3) return ColourModel::Gray;
+    if (sd->componentCount == 4) {
+        if (sd->adobeTransform == 2) return ColourModel::Ycck;
+        return sd->adobeTransform >= 0 ? ColourModel::InvertedCmyk : ColourModel::Cmyk;
+    }
+    if (sd->adobeTransform >= 0) return sd->adobeTransform == 0 ? ColourModel::Rgb : ColourModel::YCbCr;
+    if (sd->jfif) return ColourModel::YCbCr;
+    const StandardComponent* c = sd->components;
+    if (c[0].identifier == 'R' && c[1].identifier == 'G' && c[2].identifier == 'B') return ColourModel::Rgb;
+    return ColourModel::YCbCr;
+}
+
+uint32_t channelsOf(ColourModel model, const StandardDecode* sd) {
+    switch (model) {
+        case ColourModel::Gray: return 1;
+        case ColourModel::Raw:
+        case ColourModel::Lossless: return sd->componentCount;
+        default: return 3;
+    }
+}
+
+uint32_t bytesPerChannel(const StandardDecode* sd) { return sd->sofMarker == 0xFFC3 && sd->precision > 8 ? 2 : 1; }
+
+// Inverse DCT in double precision, for 12-bit frames whose coefficients the
+// 16-bit integer transform cannot hold.
+void inverseDctPrecise(const int32_t* coefficients, int32_t* samples) {
+    static constexpr double kPi = 3.14159265358979323846;
+    double cosines[8][8];
+    for (int x = 0; x < 8; ++x)
+        for (int u = 0; u < 8; ++u) cosines[x][u] = (u == 0 ? std::sqrt(0.5) : 1.0) * std::cos((2 * x + 1) * u * kPi / 16);
+    double rows[64];
+    for (int y = 0; y < 8; ++y)
+        for (int u = 0; u < 8; ++u) {
+            double sum = 0;
+            for (int v = 0; v < 8; ++v) sum += cosines[y][v] * coefficients[v * 8 + u];
+            rows[y * 8 + u] = sum / 2;
+        }
+    for (int y = 0; y < 8; ++y)
+        for (int x = 0; x < 8; ++x) {
+            double sum = 0;
+            for (int u = 0; u < 8; ++u) sum += cosines[x][u] * rows[y * 8 + u];
+            samples[y * 8 + x] = static_cast<int32_t>(std::floor(sum / 2 + 0.5));
+        }
+}
+
+int32_t clampTo(int32_t v, int32_t high) { return v < 0 ? 0 : (v > high ? high : v); }
+
+void renderBlock(const StandardDecode* sd, const StandardComponent& c, uint32_t bx, uint32_t by) {
+    const int16_t* coefficients = c.coefficients + (size_t{by} * c.blocksWide + bx) * 64;
+    uint16_t* out = c.samples + size_t{by} * 8 * c.planeWidth + size_t{bx} * 8;
+    if (sd->precision == 8) {
+        int16_t block[64];
+        for (int n = 0; n < 64; ++n) {
+            int32_t v = int32_t{coefficients[n]} * c.quant[n];
+            block[n] = static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v));
+        }
+        inverseDct8x8(block);
+        for (int n = 0; n < 64; ++n)
+            out[size_t(n / 8) * c.planeWidth + n % 8] = static_cast<uint16_t>(clampTo(block[n] + 128, 255));
+        return;
+    }
+    int32_t dequantised[64], samples[64];
+    for (int n = 0; n < 64; ++n) dequantised[n] = int32_t{coefficients[n]} * c.quant[n];
+    inverseDctPrecise(dequantised, samples);
+    for (int n = 0; n < 64; ++n)
+        out[size_t(n / 8) * c.planeWidth + n % 8] = static_cast<uint16_t>(clampTo(samples[n] + 2048, 4095));
+}
+
+uint32_t sampleAt(const StandardDecode* sd, const StandardComponent& c, uint32_t x, uint32_t y) {
+    uint32_t cx = static_cast<uint32_t>(uint64_t{x} * c.h / sd->maxH);
+    uint32_t cy = static_cast<uint32_t>(uint64_t{y} * c.v / sd->maxV);
+    uint32_t value = c.samples[size_t{cy} * c.planeWidth + cx];
+    if (sd->sofMarker == 0xFFC3) return (value << c.pointTransform) & 0xFFFF;
+    return sd->precision == 12 ? value >> 4 : value;
+}
+
+// YCbCr to red, green, blue with 16 fraction bits, rounded.
+void yccToRgb(int32_t y, int32_t cb, int32_t cr, int32_t rgb[3]) {
+    cb -= 128;
+    cr -= 128;
+    rgb[0] = clampTo(y + ((91881 * cr + 32768) >> 16), 255);
+    rgb[1] = clampTo(y + ((-22554 * cb - 46802 * cr + 32768) >> 16), 255);
+    rgb[2] = clampTo(y + ((116130 * cb + 32768) >> 16), 255);
+}
+
+// One full-size row as channel values (blue, green, red for colour output).
+void produceRow(const StandardDecode* sd, ColourModel model, uint32_t y, uint16_t* out) {
+    const StandardComponent* c = sd->components;
+    const uint32_t count = sd->componentCount;
+    for (uint32_t x = 0; x < sd->width; ++x) {
+        uint32_t s[4] = {0, 0, 0, 0};
+        for (uint32_t i = 0; i < count; ++i) s[i] = sampleAt(sd, c[i], x, y);
+        int32_t rgb[3] = {0, 0, 0};
+        switch (model) {
+            case ColourModel::Gray: *out++ = static_cast<uint16_t>(s[0]); continue;
+            case ColourModel::Raw:
+            case ColourModel::Lossless:
+                for (uint32_t i = 0; i < count; ++i) *out++ = static_cast<uint16_t>(s[i]);
+                continue;
+            case ColourModel::Rgb: rgb[0] = int32_t(s[0]); rgb[1] = int32_t(s[1]); rgb[2] = int32_t(s[2]); break;
+            case ColourModel::YCbCr: yccToRgb(int32_t(s[0]), int32_t(s[1]), int32_t(s[2]), rgb); break;
+            case ColourModel::Ycck:
+            case ColourModel::InvertedCmyk:
+            case ColourModel::Cmyk: {
+                int32_t ink[3] = {int32_t(s[0]), int32_t(s[1]), int32_t(s[2])}, k = int32_t(s[3]);
+                if (model == ColourModel::Ycck) {
+                    yccToRgb(ink[0], ink[1], ink[2], rgb);
+                    for (int i = 0; i < 3; ++i) ink[i] = 255 - rgb[i];  // as stored by Adobe: inverted ink
+                } else if (model == ColourModel::Cmyk) {
+                    for (int i = 0; i < 3; ++i) ink[i] = 255 - ink[i];
+                    k = 255 - k;
+                }
+                for (int i = 0; i < 3; ++i) rgb[i] = (ink[i] * k + 127) / 255;
+                break;
+            }
+        }
+        *out++ = static_cast<uint16_t>(rgb[2]);
+        *out++ = static_cast<uint16_t>(rgb[1]);
+        *out++ = static_cast<uint16_t>(rgb[0]);
+    }
+}
+
+void storeRow(const uint16_t* values, uint32_t count, uint32_t bytes, uint8_t* target) {
+    if (bytes == 2) {
+        std::memcpy(target, values, size_t{count} * 2);
+        return;
+    }
+    for (uint32_t i = 0; i < count; ++i) target[i] = static_cast<uint8_t>(values[i]);
+}
+
+// Decodes the scans of this pass: all of them, or, for a progressive frame
+// shown one scan per pass, the next one. The planes are then rebuilt.
+[[nodiscard]] bool decodePass(JpegContext* context, StandardDecode* sd) {
+    const bool oneScan = sd->sofMarker == 0xFFC2 && (context->dec.progressiveMode & 1);
+    bool decoded = false;
+    while (sd->scanReady) {
+        bool ok = sd->sofMarker == 0xFFC3 ? decodeStandardLosslessScan(sd) : decodeStandardDctScan(sd);
+        if (!ok || !readStandardHeaders(sd, true)) return false;
+        decoded = true;
+        if (oneScan) break;
+    }
+    if (!sd->scanReady) context->dec.lastMarker = kMarkerEoi;
+    if (decoded && sd->sofMarker != 0xFFC3) renderStandardPlanes(sd);
+    return true;
+}
+
+}  // namespace
+
+void renderStandardPlanes(StandardDecode* sd) {
+    for (uint32_t i = 0; i < sd->componentCount; ++i) {
+        const StandardComponent& c = sd->components[i];
+        for (uint32_t by = 0; by < c.blocksHigh; ++by)
+            for (uint32_t bx = 0; bx < c.blocksWide; ++bx) renderBlock(sd, c, bx, by);
+    }
+}
+
+void standardImageSize(const JpegContext* context, int32_t scale, uint32_t* width, uint32_t* height) {
+    const StandardDecode* sd = context->dec.standard;
+    uint32_t w = sd->width, h = sd->height;
+    if (scale < 0) {
+        w = h = 0;
+    } else if (scale < 3) {
+        uint32_t factor = 1u << (3 - scale);
+        w = (w + factor - 1) / factor;
+        h = (h + factor - 1) / factor;
+    }
+    if (width) *width = w;
+    if (height) *height = h;
+}
+
+int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale) {
+    StandardDecode* sd = context->dec.standard;
+    if (!rect || !rect->bits || scale < 0) return 0;
+    if (scale > 3) scale = 3;
+    if (scale != sd->scale) {
+        sd->scale = scale;
+        sd->rowsDelivered = 0;
+    }
+    uint32_t outWidth = 0, outHeight = 0;
+    standardImageSize(context, scale, &outWidth, &outHeight);
+    const ColourModel model = colourModelOf(context, sd);
+    const uint32_t channels = channelsOf(model, sd), bytes = bytesPerChannel(sd);
+    if (model == ColourModel::Raw && uint32_t(rect->bitsPerPixel) != 8 * channels) return 0;
+    if (sd->rowsDelivered == 0 || sd->rowsDelivered >= outHeight) {
+        if (!decodePass(context, sd)) return 0;
+        sd->rowsDelivered = 0;
+    }
+    uint32_t wanted = rows & 0xFFFF;
+    if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
+    const uint32_t columns = rect->width < 0 ? 0 : (uint32_t(rect->width) < outWidth ? uint32_t(rect->width) : outWidth);
+    const uint32_t factor = 1u << (3 - scale);
+    const uint64_t rowValues = uint64_t{sd->width} * channels;
+    auto* source = static_cast<uint16_t*>(complibAllocMemory(static_cast<size_t>(rowValues * 2 + 2)));
+    auto* sums = static_cast<uint32_t*>(complibAllocMemory(static_cast<size_t>(uint64_t{outWidth} * channels * 4 + 4)));
+    auto* result = static_cast<uint16_t*>(complibAllocMemory(static_cast<size_t>(uint64_t{outWidth} * channels * 2 + 2)));
+    int32_t delivered = -1;
+    if (source && sums && result) {
+        for (uint32_t r = 0; r < wanted; ++r) {
+            const uint32_t outRow = sd->rowsDelivered + r;
+            const uint32_t first = outRow * factor, last = first + factor < sd->height ? first + factor : sd->height;
+            std::memset(sums, 0, size_t{outWidth} * channels * 4);
+            for (uint32_t y = first; y < last; ++y) {
+                produceRow(sd, model, y, source);
+                for (uint32_t x = 0; x < sd->width; ++x)
+                    for (uint32_t ch = 0; ch < channels; ++ch) sums[(x / factor) * channels + ch] += source[x * channels + ch];
+            }
+            // Each output value is the rounded mean of the source values it covers.
+            for (uint32_t ox = 0; ox < outWidth; ++ox) {
+                uint32_t spanX = (ox + 1) * factor <= sd->width ? factor : sd->width - ox * factor;
+                uint32_t count = spanX * (last - first);
+                for (uint32_t ch = 0; ch < channels; ++ch)
+                    result[ox * channels + ch] = static_cast<uint16_t>((sums[ox * channels + ch] + count / 2) / count);
+            }
+            uint8_t* target = rect->bits + static_cast<ptrdiff_t>(rect->stride) * r;
+            storeRow(result, columns * channels, bytes, target);
+        }
+        delivered = static_cast<int32_t>(wanted);
+        sd->rowsDelivered += wanted;
+    }
+    for (void* block : {static_cast<void*>(source), static_cast<void*>(sums), static_cast<void*>(result)})
+        if (block) (void)complibFreeMemory(block);
+    return delivered < 0 ? 0 : delivered;
+}
