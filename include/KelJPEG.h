@@ -227,15 +227,56 @@ typedef void (KELJPEG_CALL *JpegReportHandler)(void* user, const KelChar16* sour
  * message box on Windows, one line on standard error elsewhere). */
 KELJPEG_API void KELJPEG_CALL jpegSetReportHandler(JpegReportHandler handler, void* user);
 
+/* ---- Resource limits ---------------------------------------------------- */
+
+/* Limits every decode of the process obeys. A limit that is hit ends the
+ * operation with a report and the call's failure value. The defaults refuse
+ * no valid file: 3584 scans (the most a four-component frame can carry),
+ * 65535 x 65535 pixels, and no memory limit beyond what the heap gives. */
+typedef struct JpegLimits {
+    uint32_t maxScans;       /* scans read in one frame (a tiny progressive file
+                                of thousands of scans re-walks the whole frame each time) */
+    uint32_t reserved;       /* 0 */
+    uint64_t maxPixels;      /* width x height of a frame, checked by the prolog */
+    uint64_t maxMemoryBytes; /* frame buffers one decode may hold, including a
+                                bitmap decode's pixel store */
+} JpegLimits;
+
+/* Sets the process-wide limits; a field of 0 (or a null pointer) restores
+ * that limit's default. Decodes opened before the call may see either value.
+ * Returns 0. */
+KELJPEG_API int32_t KELJPEG_CALL jpegSetLimits(const JpegLimits* limits);
+/* Copies the limits in force, defaults filled in: 0, or -1 for a null pointer. */
+KELJPEG_API int32_t KELJPEG_CALL jpegGetLimits(JpegLimits* limits);
+
 /* ---- Decoding ----------------------------------------------------------- */
 
+/* Opens a decode of a file (or, with JPEG_OPT_MEMORY, of params->data),
+ * checks that the data ends with EOI (unless JPEG_OPT_PARTIAL_BITSTREAM),
+ * reads the headers up to the first scan and writes the geometry back into
+ * params. Returns the handle, or 0 after a report. */
 KELJPEG_API JpegHandle KELJPEG_CALL jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params);
+/* Releases the buffers and the handle: 0, or -1 for a null handle. Call it
+ * exactly once per successful prolog, also after a failed call. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeEpilog(JpegHandle context);
+/* Output size at a scale (JPEG_SCALE_*), rounded up; progressive and
+ * lossless frames always report the full size. 0, or -1 for a null handle. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeGetImageSize(JpegHandle context, uint32_t* width, uint32_t* height,
                                                         int32_t scale);
+/* Copies the frame header: 0, or -1 when the handle is not a codec context. */
 KELJPEG_API int32_t KELJPEG_CALL jpegGetFrameHeader(JpegHandle context, FrameHeader* frameHeader);
+/* Hands over the next piece of entropy-coded data of a memory decode opened
+ * with JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM. Each piece must start
+ * where the DC predictors restart (after a restart marker). 0, or -1. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetPartialBitstream(JpegHandle context, const uint8_t* data,
                                                                uint32_t length);
+/* Decodes bands of one MCU row into rect (24-bit blue-green-red for colour,
+ * 8-bit for grey; with JPEG_OPT_RAW_COMPONENTS the components as stored, and
+ * bitsPerPixel must be 8 times their count). rows (low 16 bits) is the row up
+ * to which to decode, counted from the top of the image: a first call asks
+ * for rows 0..rows-1, a later one passes the end row it wants. The first
+ * band of every call is a whole MCU row high, so rect needs room for it.
+ * Returns the rows delivered by this call, or 0 on failure. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows);
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHandle context, ImageRect* rect, uint32_t rows,
                                                              int32_t scale);
