@@ -143,13 +143,4 @@ inline std::vector<uint8_t> buildMiniJpeg(const MiniJpeg& spec) {
     return out;
 }
 
-// Decodes a memory stream whole with jpegDecodeToRect into a tightly packed
-// buffer of bytesPerPixel; returns false when the prolog or a call fails.
-struct DecodedImage {
-    uint32_t width = 0, height = 0;
-    int bytesPerPixel = 0;
-    std::vector<uint8_t> pixels;
-    uint8_t at(uint32_t x, uint32_t y, int c) const { return pixels[(y * width + x) * bytesPerPixel + c]; }
-};
-
 }  // namespace decoder_testing
