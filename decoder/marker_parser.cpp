@@ -329,7 +329,10 @@ int32_t findFrameComponent(const JpegContext* context, uint32_t selector) {
 
 }  // namespace
 
-int32_t parseScanHeaders(JpegContext* context) {
+namespace {
+
+// The scan set-up proper; parseScanHeaders adds the clean-up after a failure.
+int32_t setUpNextScan(JpegContext* context) {
     DecoderState& dec = context->dec;
     int32_t marker = walkMiscellaneousSegments(context);
     if (marker == kWalkFailed) return -1;
@@ -346,6 +349,19 @@ int32_t parseScanHeaders(JpegContext* context) {
     if (dec.mcuBlocks) dec.progressiveCursor = dec.progressiveBlocks;
     context->mcuCounter = 0;
     return 0;
+}
+
+}  // namespace
+
+int32_t parseScanHeaders(JpegContext* context) {
+    if (setUpNextScan(context) == 0) return 0;
+    // Tables redefined before the failure may have been released: no record
+    // may keep pointing at them (a missing table reads as a corrupt code).
+    for (ComponentRecord& record : context->components) {
+        record.dcLookupTable = record.acLookupTable = nullptr;
+        record.dcCodeTable = record.acCodeTable = nullptr;
+    }
+    return -1;
 }
 
 int32_t parseFrameHeaders(JpegContext* context) {
