@@ -32,29 +32,42 @@ PixelConversion conversionFor(const JpegContext* context) {
     return (context->options & JPEG_OPT_RAW_COMPONENTS) ? PixelConversion::LevelShifted : PixelConversion::Ycc;
 }
 
+inline void convertPixel(const uint8_t* p, uint32_t n, PixelConversion conversion, int16_t* out) {
+    switch (conversion) {
+        case PixelConversion::Ycc:
+            out[0] = lumaOf(p[2], p[1], p[0]);
+            out[1] = blueDifferenceOf(p[2], p[1], p[0]);
+            out[2] = redDifferenceOf(p[2], p[1], p[0]);
+            break;
+        case PixelConversion::LevelShifted:
+            for (uint32_t c = 0; c < n; ++c) out[c] = static_cast<int16_t>(p[c] - 128);
+            break;
+        case PixelConversion::Bytes:
+            for (uint32_t c = 0; c < n; ++c) out[c] = p[c];
+            break;
+    }
+}
+
 // Copies the existing part of one MCU into the work buffer (rows of 16
 // pixels). Positions outside the image are left alone: they keep whatever
-// the previous MCU of this call put there.
-void copyMcu(const uint8_t* origin, int32_t stride, uint32_t rows, uint32_t pixels, uint32_t n,
-             PixelConversion conversion, int16_t* work) {
+// the previous MCU of this call put there. One instance per conversion keeps
+// the choice out of the pixel loop.
+template <PixelConversion conversion>
+void copyMcuAs(const uint8_t* origin, int32_t stride, uint32_t rows, uint32_t pixels, uint32_t n, int16_t* work) {
     for (uint32_t y = 0; y < rows; ++y) {
         const uint8_t* p = origin + static_cast<intptr_t>(stride) * y;
         int16_t* out = work + y * kMcuRowPixels * n;
-        for (uint32_t x = 0; x < pixels; ++x, p += n, out += n) {
-            switch (conversion) {
-                case PixelConversion::Ycc:
-                    out[0] = lumaOf(p[2], p[1], p[0]);
-                    out[1] = blueDifferenceOf(p[2], p[1], p[0]);
-                    out[2] = redDifferenceOf(p[2], p[1], p[0]);
-                    break;
-                case PixelConversion::LevelShifted:
-                    for (uint32_t c = 0; c < n; ++c) out[c] = static_cast<int16_t>(p[c] - 128);
-                    break;
-                case PixelConversion::Bytes:
-                    for (uint32_t c = 0; c < n; ++c) out[c] = p[c];
-                    break;
-            }
-        }
+        for (uint32_t x = 0; x < pixels; ++x, p += n, out += n) convertPixel(p, n, conversion, out);
+    }
+}
+
+void copyMcu(const uint8_t* origin, int32_t stride, uint32_t rows, uint32_t pixels, uint32_t n,
+             PixelConversion conversion, int16_t* work) {
+    switch (conversion) {
+        case PixelConversion::Ycc: return copyMcuAs<PixelConversion::Ycc>(origin, stride, rows, pixels, n, work);
+        case PixelConversion::LevelShifted:
+            return copyMcuAs<PixelConversion::LevelShifted>(origin, stride, rows, pixels, n, work);
+        case PixelConversion::Bytes: return copyMcuAs<PixelConversion::Bytes>(origin, stride, rows, pixels, n, work);
     }
 }
 

@@ -21,7 +21,7 @@ int32_t round12(int32_t v) { return (v + 2048) >> 12; }
 
 // One 8-point pass. y0 and y4 come out unscaled; the other six carry the
 // 4096 of the constants, which the callers shift away.
-void kernel(const int32_t x[8], int32_t y[8]) {
+inline void kernel(const int32_t x[8], int32_t y[8]) {
     int32_t s07 = x[0] + x[7], s34 = x[3] + x[4], s16 = x[1] + x[6], s25 = x[2] + x[5];
     int32_t d = s07 - s34, e = s16 - s25;
     y[0] = s07 + s34 + s16 + s25;
@@ -46,18 +46,23 @@ void kernel(const int32_t x[8], int32_t y[8]) {
 void forwardDct(int16_t block[64]) {
     int32_t work[64];
     int32_t x[8], y[8];
-    // Columns: 3 fraction bits kept in the work area.
+    // Columns: 3 fraction bits kept in the work area. y0 and y4 are exact
+    // sums, the other six carry the constants' 4096.
     for (int c = 0; c < 8; ++c) {
         for (int k = 0; k < 8; ++k) x[k] = block[8 * k + c];
         kernel(x, y);
-        for (int k = 0; k < 8; ++k) work[8 * k + c] = (k == 0 || k == 4) ? y[k] * 8 : (y[k] + 256) >> 9;
+        for (int k = 0; k < 8; ++k) work[8 * k + c] = (y[k] + 256) >> 9;
+        work[c] = y[0] * 8;
+        work[32 + c] = y[4] * 8;
     }
     // Rows: back to 3 fraction bits overall, i.e. 8 x F(u, v).
     for (int r = 0; r < 8; ++r) {
         for (int k = 0; k < 8; ++k) x[k] = work[8 * r + k];
         kernel(x, y);
-        for (int k = 0; k < 8; ++k)
-            block[8 * r + k] = static_cast<int16_t>((k == 0 || k == 4) ? (y[k] + 4) >> 3 : (y[k] + 16384) >> 15);
+        int16_t* out = block + 8 * r;
+        for (int k = 0; k < 8; ++k) out[k] = static_cast<int16_t>((y[k] + 16384) >> 15);
+        out[0] = static_cast<int16_t>((y[0] + 4) >> 3);
+        out[4] = static_cast<int16_t>((y[4] + 4) >> 3);
     }
 }
 
