@@ -16,7 +16,7 @@ mkdir -p "$WINEPREFIX"
 # of a second instead of booting wine anew.
 wineserver -p || true
 trap 'wineserver -k 2>/dev/null || true' EXIT
-wineboot --init >/dev/null 2>&1 || true
+timeout 300 wineboot --init >/dev/null 2>&1 || true
 
 echo "== Windows x86_64 (mingw-w64, wine)"
 scripts/cross-build.sh mingw-w64-x86_64 build-win64
