@@ -285,6 +285,22 @@ TEST(DecodeToRect, RawOutputOfEverySampling) {
     }
 }
 
+TEST(DecodeToRect, RawOutputOfOneAndTwoComponents) {
+    for (int count : {1, 2}) {
+        MiniJpeg spec = colourImage(19, 13, 0x21);
+        spec.components.resize(static_cast<size_t>(count));
+        auto bytes = buildMiniJpeg(spec);
+        JpegDecodeParams params = memoryParams(bytes, JPEG_OPT_MEMORY | JPEG_OPT_RAW_COMPONENTS);
+        JpegHandle h = jpegDecodeProlog(nullptr, &params);
+        ASSERT_NE(h, nullptr);
+        std::vector<uint8_t> pixels;
+        ImageRect rect = makeRect(pixels, 19, 13, count);
+        EXPECT_EQ(jpegDecodeToRect(h, &rect, 13), 13);
+        expectRawImage(spec, pixels, count);
+        jpegDecodeEpilog(h);
+    }
+}
+
 TEST(DecodeToRect, SubsampledChromaInEveryPosition) {
     // Four components, two of them subsampled the two other ways.
     MiniJpeg spec;
