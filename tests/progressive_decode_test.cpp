@@ -202,3 +202,24 @@ TEST_F(ProgressiveDecode, RequestBelowOneMcuRowDeliversThatManyRows) {
     EXPECT_EQ(out.pixels[32 * 3 * 5], kGuard);  // row 5 untouched
     EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 0), 0);
 }
+
+TEST_F(ProgressiveDecode, NonInterleavedDcScansShareTheFirstRecordsPredictor) {
+    // Every single-component scan decodes through the first component record,
+    // and DC predictors are not reset between scans: the Cb scan starts from
+    // the predictor the Y scan left. Y comes out right, Cb does not.
+    Picture picture = busyPicture(32, 16, 3);
+    auto baseline = cjpegStream(picture, tag(), "-sample 1x1 -quality 90");
+    auto progressive = jpegtranStream(baseline, tag(), "",
+                                      "0: 0-0, 0, 0; 1: 0-0, 0, 0; 2: 0-0, 0, 0; 0: 1-63, 0, 0; 1: 1-63, 0, 0; 2: 1-63, 0, 0;");
+    ASSERT_FALSE(progressive.empty());
+    auto expected = decodeWhole(baseline, JPEG_SCALE_FULL, JPEG_OPT_RAW_COMPONENTS);
+    auto got = decodeWhole(progressive, JPEG_SCALE_FULL, JPEG_OPT_RAW_COMPONENTS);
+    ASSERT_EQ(got.size(), expected.size());
+    auto plane = [](const std::vector<uint8_t>& raw, int c) {
+        std::vector<uint8_t> out;
+        for (size_t i = static_cast<size_t>(c); i < raw.size(); i += 3) out.push_back(raw[i]);
+        return out;
+    };
+    EXPECT_EQ(plane(got, 0), plane(expected, 0));
+    EXPECT_NE(plane(got, 1), plane(expected, 1));
+}
