@@ -177,6 +177,9 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
     for (int i = 0; i < 6; ++i) app0.push_back(static_cast<uint8_t>(10 + i));  // 2x1 thumbnail
     std::vector<uint8_t> com = {0xFF, 0xFE, 0x00, 0x05, 'a', 'b', 'c'};
     std::vector<uint8_t> app1 = {0xFF, 0xE1, 0x00, 0x06, 0xFF, 0xD9, 0xFF, 0xD8};
+    // An APP0 of another kind: Ln - 7 bytes follow its 5-byte identifier.
+    std::vector<uint8_t> otherApp0 = {0xFF, 0xE0, 0x00, 0x0A, 'J', 'F', 'X', 'X', 0, 0xFF, 0xC0, 0x12};
+    app1.insert(app1.end(), otherApp0.begin(), otherApp0.end());
     MiniJpeg spec;
     spec.extraSegments = app0;
     spec.extraSegments.insert(spec.extraSegments.end(), com.begin(), com.end());
