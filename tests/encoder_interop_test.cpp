@@ -187,19 +187,21 @@ TEST(EncoderInterop, PlanarFramesDecodeToTheirPlanes) {
 TEST(EncoderInterop, OwnDecoderReadsOurStreams) {
     for (uint32_t components : {1u, 3u}) {
         for (uint32_t luma : {0x11u, 0x21u, 0x12u, 0x22u}) {
-            if (components == 1 && luma != 0x11) continue;
+            // Grey sampled other than 1x1 is coded in interleaved block order,
+            // which this library's decoder reads back the same way.
             TestImage image = photoLikeImage(100, 75, components);
             uint32_t sampling = components == 1 ? luma : colourSampling(luma);
             JpegEncodeParams p = paramsFor(image, sampling, 75);
             p.restartInterval = 5;
             std::vector<uint8_t> stream = encodeImage(image, p);
             Decoded own = ownDecode(stream, components);
-            std::string what = std::string(components == 1 ? "grey" : samplingName(luma));
+            std::string what = std::string(components == 1 ? "grey " : "") + samplingName(luma);
             ASSERT_TRUE(own.ok) << what;
             EXPECT_GT(psnr(own.pixels, image.pixels), minimumPsnr(75, luma, components) - 1.0) << what;
 #if defined(KELJPEG_HAVE_TURBOJPEG)
             // Both decoders see the same coefficients; they differ only in
             // IDCT rounding and chroma upsampling.
+            if (components == 1 && luma != 0x11) continue;  // the peer misreads those
             Decoded peer = peerDecode(stream, components);
             ASSERT_TRUE(peer.ok);
             EXPECT_GT(psnr(own.pixels, peer.pixels), luma == 0x11 ? 40.0 : 30.0) << what;
