@@ -16,8 +16,8 @@ void resetDcPredictors(JpegContext* context) {
     for (ComponentRecord& record : context->components) record.dcPredictor = 0;
 }
 
-// Step 7 of the prolog: each component codes with the tables its scan
-// selectors name (last component first, as the codec always did).
+// Each component codes with the Huffman tables its scan
+// selectors name (set last component first, as the codec always did).
 void attachHuffmanTables(JpegContext* context) {
     const EncoderState& enc = context->enc;
     for (uint32_t i = enc.componentCount; i-- > 0;) {
