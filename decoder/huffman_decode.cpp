@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "context/jpeg_context.h"
+#include "decoder/huffman_fast.h"
 #include "runtime/heap.h"
 #include "runtime/report.h"
 
@@ -25,7 +26,8 @@ const uint32_t naturalToZigzag[64] = {0,  1,  5,  6,  14, 15, 27, 28, 2,  4,  7,
 HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t symbolCount, uint32_t maxCodeLength) {
     if (maxCodeLength > 16) return nullptr;
     uint32_t size = 1u << maxCodeLength;
-    auto* table = static_cast<uint8_t*>(complibAllocMemory(size));
+    // The short-code table of the quick path follows the lookup table.
+    auto* table = static_cast<uint8_t*>(complibAllocMemory(huffmanTableBytes(maxCodeLength)));
     if (!table) {
         reportJpegError(KJ_TEXT("Huffman-Decode Table Allocation failed."));
         return nullptr;
@@ -45,7 +47,9 @@ HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t s
         uint32_t spread = maxCodeLength - length;
         std::memset(table + (code << spread), position, size_t{1} << spread);
     }
-    return reinterpret_cast<HuffmanLookupTable*>(table);
+    auto* lookup = reinterpret_cast<HuffmanLookupTable*>(table);
+    buildFastHuffmanTable(lookup, codes, maxCodeLength);
+    return lookup;
 }
 
 int32_t jpegDecodeInitializeDecVLCTable(JpegContext* context) {

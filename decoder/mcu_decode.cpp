@@ -5,6 +5,7 @@
 #include "context/jpeg_context.h"
 #include "decoder/bit_reader.h"
 #include "decoder/inverse_dct.h"
+#include "decoder/kernels.h"
 #include "decoder/marker_parser.h"
 #include "decoder/mcu_decode.h"
 #include "runtime/report.h"
@@ -47,13 +48,13 @@ void finishMcu(JpegContext* context) {
 
 int32_t decodeMcuFull(JpegContext* context) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
-    int32_t result = forEachMcuBlock(context, [context](int16_t* block, ComponentRecord* component) {
-        if (decodeBlock(context, block, component) != 0) {
+    const DecoderKernels& kernels = decoderKernels();
+    int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
+        if (kernels.decodeBlock(context, block, component) != 0) {
             reportJpegError(KJ_TEXT("UnitNo"));
             return -1;
         }
-        inverseDct8x8(block);
-        clampBlock(block);
+        kernels.inverseDctClamp(block);
         return 0;
     });
     if (result != 0) return -1;
@@ -63,9 +64,10 @@ int32_t decodeMcuFull(JpegContext* context) {
 
 int32_t decodeMcuHalf(JpegContext* context) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
-    int32_t result = forEachMcuBlock(context, [context](int16_t* block, ComponentRecord* component) {
+    const DecoderKernels& kernels = decoderKernels();
+    int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
         std::memset(block, 0, 32 * sizeof(int16_t));  // rows 0..3 only; the rest is never read
-        if (decodeBlockPartial(context, block, component, 24) != 0) return -1;
+        if (kernels.decodeBlockPartial(context, block, component, 24) != 0) return -1;
         inverseDct4x4(block);
         for (int row = 0; row < 4; ++row)
             for (int col = 0; col < 4; ++col) block[row * 8 + col] = clampSample(block[row * 8 + col]);
@@ -78,9 +80,10 @@ int32_t decodeMcuHalf(JpegContext* context) {
 
 int32_t decodeMcuQuarter(JpegContext* context) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
-    int32_t result = forEachMcuBlock(context, [context](int16_t* block, ComponentRecord* component) {
+    const DecoderKernels& kernels = decoderKernels();
+    int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
         block[1] = block[8] = block[9] = 0;
-        if (decodeBlockPartial(context, block, component, 4) != 0) return -1;
+        if (kernels.decodeBlockPartial(context, block, component, 4) != 0) return -1;
         inverseDct2x2(block);
         for (int i : {0, 1, 8, 9}) block[i] = clampSample(block[i]);
         return 0;
@@ -92,8 +95,9 @@ int32_t decodeMcuQuarter(JpegContext* context) {
 
 int32_t decodeMcuEighth(JpegContext* context) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
-    int32_t result = forEachMcuBlock(context, [context](int16_t* block, ComponentRecord* component) {
-        if (decodeBlockPartial(context, block, component, 0) != 0) return -1;
+    const DecoderKernels& kernels = decoderKernels();
+    int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
+        if (kernels.decodeBlockPartial(context, block, component, 0) != 0) return -1;
         block[0] = clampSample((block[0] + 4) >> 3);  // the 8x8 transform's mean
         return 0;
     });

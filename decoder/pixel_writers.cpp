@@ -5,6 +5,7 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/colour_tables.h"
+#include "decoder/kernels.h"
 
 namespace {
 
@@ -60,10 +61,16 @@ void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int3
 }
 
 void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w) {
-    forEachBlockRow(context, band, x, w, 3, [](const PositionBlocks& blocks, int32_t r, uint8_t* out, int32_t cols) {
+    auto colourRow8 = decoderKernels().colourRow8;
+    forEachBlockRow(context, band, x, w, 3, [colourRow8](const PositionBlocks& blocks, int32_t r, uint8_t* out,
+                                                          int32_t cols) {
         const int16_t* y = blocks.c[0] + r * 8;
         const int16_t* cb = blocks.c[1] + r * 8;
         const int16_t* cr = blocks.c[2] + r * 8;
+        if (cols == 8) {
+            colourRow8(y, cb, cr, out);
+            return;
+        }
         for (int32_t col = 0; col < cols; ++col, out += 3) {
             // Samples are limited to -128..127 before they get here; the
             // 8-bit views only keep a stray value from indexing off the tables.

@@ -1,0 +1,119 @@
+// The block decoders of block_decode.cpp on the quick Huffman path: the same
+// coefficients, predictor updates, reports and results, with fewer refills
+// and short codes decoded from the small table.
+#include <cstring>
+
+#include "context/jpeg_context.h"
+#include "decoder/huffman_fast.h"
+#include "decoder/kernels.h"
+#include "runtime/report.h"
+
+namespace {
+
+constexpr int32_t kRunawayIndex = 1024;  // as in the plain decoder
+
+inline int16_t dequantise(int32_t value, int32_t quant) {
+    return static_cast<int16_t>(static_cast<uint32_t>(value) * static_cast<uint32_t>(quant));
+}
+
+[[nodiscard]] inline int32_t decodeDcTermFast(BitstreamFile* bf, int16_t* block, ComponentRecord* component) {
+    int32_t s = decodeHuffmanSymbolFast(bf, component->dcLookupTable, component->dcCodeTable,
+                                        component->dcMaxCodeLength);
+    if (s < 0 || s > 15) return -1;
+    if (s != 0) {
+        int32_t diff = receiveExtendFast(bf, static_cast<uint32_t>(s));
+        component->dcPredictor =
+            static_cast<int32_t>(static_cast<uint32_t>(component->dcPredictor) + static_cast<uint32_t>(diff));
+    }
+    block[0] = dequantise(component->dcPredictor, component->quant[0]);
+    return 0;
+}
+
+}  // namespace
+
+int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* component) {
+    BitstreamFile* bf = context->bitstream;
+    std::memset(block, 0, kBlockBytes);
+    if (decodeDcTermFast(bf, block, component) != 0) {
+        reportJpegError(KJ_TEXT("DC"));
+        return -1;
+    }
+    const HuffmanLookupTable* lookup = component->acLookupTable;
+    const HuffmanCode* codes = component->acCodeTable;
+    const uint32_t maxLength = component->acMaxCodeLength;
+    const int32_t* quant = component->quant;
+    uint32_t k = 0;
+    for (;;) {
+        int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
+        if (symbol < 0) {
+            reportJpegError(KJ_TEXT("AC"));
+            return -1;
+        }
+        uint32_t r = (static_cast<uint32_t>(symbol) >> 4) & 15, s = static_cast<uint32_t>(symbol) & 15;
+        if (s != 0) {
+            k += r + 1;
+            if (k > 63) {
+                reportJpegError(KJ_TEXT("AC"));
+                return -1;
+            }
+            block[zigzagToNatural[k]] = dequantise(receiveExtendFast(bf, s), quant[k]);
+            if (k == 63) return 0;
+        } else if (r == 0) {
+            return 0;
+        } else {
+            k += 16;
+            if (k > static_cast<uint32_t>(kRunawayIndex)) {
+                reportJpegError(KJ_TEXT("AC"));
+                return -1;
+            }
+        }
+    }
+}
+
+int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRecord* component, int32_t keepLimit) {
+    BitstreamFile* bf = context->bitstream;
+    if (decodeDcTermFast(bf, block, component) != 0) {
+        reportJpegError(KJ_TEXT("DC"));
+        return -1;
+    }
+    const HuffmanLookupTable* lookup = component->acLookupTable;
+    const HuffmanCode* codes = component->acCodeTable;
+    const uint32_t maxLength = component->acMaxCodeLength;
+    int32_t k = 0;
+    while (k < keepLimit) {
+        int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
+        if (symbol < 0) {
+            reportJpegError(KJ_TEXT("DC"));
+            return -1;
+        }
+        int32_t r = (symbol >> 4) & 15, s = symbol & 15;
+        if (s != 0) {
+            k += r + 1;
+            int32_t value = receiveExtendFast(bf, static_cast<uint32_t>(s));
+            if (k > 63) return -1;
+            block[zigzagToNatural[k]] = dequantise(value, component->quant[k]);
+        } else if (r == 0) {
+            return 0;
+        } else {
+            k += 16;
+        }
+    }
+    for (;;) {
+        int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
+        if (symbol < 0) {
+            reportJpegError(KJ_TEXT("DC"));
+            return -1;
+        }
+        int32_t r = (symbol >> 4) & 15, s = symbol & 15;
+        if (s != 0) {
+            skipBitsFast(bf, static_cast<uint32_t>(s));
+            k += r + 1;
+            if (k >= 63) return k == 63 ? 0 : -1;
+        } else if (r == 0) {
+            return 0;
+        } else {
+            k += 16;
+            if (k > kRunawayIndex) return -1;
+        }
+    }
+}

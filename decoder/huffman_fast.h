@@ -1,0 +1,121 @@
+// The quick way through the entropy-coded data: the same bits, symbols and
+// reports as the plain bit reader and decodeHuffmanSymbol, with fewer refills
+// and a small table for short codes.
+//
+// Why the results cannot differ: the quick refill only ever takes bytes that
+// the plain reader would take next anyway, straight from the read buffer, and
+// never a 0xFF. A 0xFF (stuffed zero or marker) and the end of the buffer
+// (where a read, and perhaps a report, happens) are always left to the plain
+// refill, which then meets them with the very bit count it would have had.
+// Bits are only consumed once the plain reader would have had them too: a
+// symbol is taken quickly only when at least maxCodeLength bits are buffered,
+// so the plain peek would not have refilled either.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "decoder/huffman_decode.h"
+
+// Short codes, indexed by the next kFastHuffmanBits bits: entry = code length
+// | symbol << 8, or 0 for a longer code (or none). The table lives in the same
+// block as the slot's lookup table, after its 2^maxCodeLength bytes.
+constexpr uint32_t kFastHuffmanBits = 10;
+
+inline const uint16_t* fastHuffmanTable(const HuffmanLookupTable* lookup, uint32_t maxCodeLength) {
+    uint32_t offset = ((1u << maxCodeLength) + 1u) & ~1u;
+    return reinterpret_cast<const uint16_t*>(reinterpret_cast<const uint8_t*>(lookup) + offset);
+}
+
+// Tops the bit buffer up with whole bytes from the read buffer while they fit
+// and none of them is 0xFF.
+inline void refillQuick(BitstreamFile* bf) {
+    uint32_t count = bf->bitCount;
+    if (count > 24) return;
+    uint32_t index = bf->readIndex;
+    const uint32_t end = bf->bufferedCount;
+    uint32_t buffer = bf->bitBuffer;
+    if (index + 4 <= end) {
+        uint32_t word;
+        std::memcpy(&word, bf->readBuffer + index, 4);
+        // No 0xFF among the four bytes: none of the complemented bytes is zero.
+        uint32_t inverted = ~word;
+        if (((inverted - 0x01010101u) & ~inverted & 0x80808080u) == 0) {
+            uint32_t bytes = (32 - count) >> 3;  // 1..4
+            const uint8_t* p = bf->readBuffer + index;
+            uint32_t big = uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
+            buffer |= (big >> (32 - 8 * bytes)) << (32 - count - 8 * bytes);
+            bf->bitBuffer = buffer;
+            bf->bitCount = count + 8 * bytes;
+            bf->readIndex = index + bytes;
+            return;
+        }
+    }
+    while (count <= 24 && index < end) {
+        uint32_t b = bf->readBuffer[index];
+        if (b == 0xFF) break;
+        ++index;
+        count += 8;
+        buffer |= b << (32 - count);
+    }
+    bf->bitBuffer = buffer;
+    bf->bitCount = count;
+    bf->readIndex = index;
+}
+
+inline void consumeBits(BitstreamFile* bf, uint32_t n) {
+    bf->bitBuffer <<= n;
+    bf->bitCount -= n;
+}
+
+// decodeHuffmanSymbol's result, reached quickly when the buffer allows.
+inline int32_t decodeHuffmanSymbolFast(BitstreamFile* bf, const HuffmanLookupTable* lookup, const HuffmanCode* codes,
+                                       uint32_t maxCodeLength) {
+    if (!lookup || !codes) return -1;
+    if (bf->bitCount < maxCodeLength) {
+        refillQuick(bf);
+        if (bf->bitCount < maxCodeLength) return decodeHuffmanSymbol(bf, lookup, codes, maxCodeLength);
+    }
+    uint32_t entry = fastHuffmanTable(lookup, maxCodeLength)[bf->bitBuffer >> (32 - kFastHuffmanBits)];
+    if (entry != 0) {
+        consumeBits(bf, entry & 0xFF);
+        return static_cast<int32_t>(entry >> 8);
+    }
+    uint8_t k = reinterpret_cast<const uint8_t*>(lookup)[topBits(bf->bitBuffer, maxCodeLength)];
+    if (k == kNoCode) return -1;
+    consumeBits(bf, codes[k].length);
+    return codes[k].symbol;
+}
+
+// getBits(s) for s = 1..16, quickly when the bits are buffered.
+inline uint32_t getBitsFast(BitstreamFile* bf, uint32_t s) {
+    if (bf->bitCount < s) {
+        refillQuick(bf);
+        if (bf->bitCount < s) return getBits(bf, s);
+    }
+    uint32_t v = bf->bitBuffer >> (32 - s);
+    consumeBits(bf, s);
+    return v;
+}
+
+inline int32_t receiveExtendFast(BitstreamFile* bf, uint32_t s) { return extendValue(getBitsFast(bf, s), s); }
+
+// skipBits(s) for s = 1..16, without the value.
+inline void skipBitsFast(BitstreamFile* bf, uint32_t s) {
+    if (bf->bitCount < s) {
+        refillQuick(bf);
+        if (bf->bitCount < s) {
+            (void)skipBits(bf, s);
+            return;
+        }
+    }
+    consumeBits(bf, s);
+}
+
+// Bytes to allocate for a slot's lookup table and the short-code table after it.
+inline uint32_t huffmanTableBytes(uint32_t maxCodeLength) {
+    return (((1u << maxCodeLength) + 1u) & ~1u) + 2u * (1u << kFastHuffmanBits);
+}
+
+// Fills the short-code table from a built lookup table and its code list.
+void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxCodeLength);

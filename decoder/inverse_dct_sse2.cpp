@@ -1,0 +1,96 @@
+// The 8x8 inverse DCT with its clamp, four columns or rows per SSE2 vector.
+// Same bits as inverseDct8x8 followed by clampBlock.
+#include "decoder/kernels.h"
+
+#if KELJPEG_X86_KERNELS
+#include <emmintrin.h>
+
+#include "decoder/inverse_dct_simd.h"
+
+namespace {
+
+struct Sse2 {
+    using T = __m128i;
+    static T add(T a, T b) { return _mm_add_epi32(a, b); }
+    static T sub(T a, T b) { return _mm_sub_epi32(a, b); }
+    static T constant(int32_t v) { return _mm_set1_epi32(v); }
+    template <int N>
+    static T shiftRight(T a) { return _mm_srai_epi32(a, N); }
+    // Low 32 bits of a * c, 0 <= c < 65536, from 16-bit halves:
+    // lo*c + (hi*c << 16) = mullo(lo, c) + (mulhi(lo, c) + mullo(hi, c)) << 16.
+    template <int32_t C>
+    static T mulConst(T a) {
+        const T c = _mm_set1_epi16(static_cast<int16_t>(C));
+        return _mm_add_epi32(_mm_mullo_epi16(a, c), _mm_slli_epi32(_mm_mulhi_epu16(a, c), 16));
+    }
+};
+
+inline void transpose4x4(__m128i& r0, __m128i& r1, __m128i& r2, __m128i& r3) {
+    __m128i t0 = _mm_unpacklo_epi32(r0, r1), t1 = _mm_unpackhi_epi32(r0, r1);
+    __m128i t2 = _mm_unpacklo_epi32(r2, r3), t3 = _mm_unpackhi_epi32(r2, r3);
+    r0 = _mm_unpacklo_epi64(t0, t2);
+    r1 = _mm_unpackhi_epi64(t0, t2);
+    r2 = _mm_unpacklo_epi64(t1, t3);
+    r3 = _mm_unpackhi_epi64(t1, t3);
+}
+
+// Sign-extends four 16-bit values to 32 bits.
+inline __m128i widen(__m128i v) { return _mm_srai_epi32(_mm_unpacklo_epi16(v, v), 16); }
+
+// Truncates 32-bit lanes to 16 bits (as a 16-bit store would), then clamps.
+inline __m128i truncateAndClamp(__m128i lo, __m128i hi) {
+    lo = _mm_srai_epi32(_mm_slli_epi32(lo, 16), 16);
+    hi = _mm_srai_epi32(_mm_slli_epi32(hi, 16), 16);
+    __m128i packed = _mm_packs_epi32(lo, hi);  // exact: every lane fits now
+    return _mm_max_epi16(_mm_min_epi16(packed, _mm_set1_epi16(127)), _mm_set1_epi16(-128));
+}
+
+}  // namespace
+
+void inverseDctClampSse2(int16_t* block) {
+    // Column pass: x[r] holds row r of four columns; ws[half][r] likewise.
+    __m128i ws[2][8];
+    for (int half = 0; half < 2; ++half) {
+        __m128i x[8];
+        for (int r = 0; r < 8; ++r)
+            x[r] = widen(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(block + r * 8 + half * 4)));
+        idct_simd::columnPass<Sse2>(x, ws[half]);
+    }
+    // Row pass: turn the workspace so that a vector holds one column of four rows.
+    __m128i out[2][8];  // out[rowHalf][column]: four rows of one output column
+    for (int rowHalf = 0; rowHalf < 2; ++rowHalf) {
+        __m128i x[8];
+        for (int colHalf = 0; colHalf < 2; ++colHalf) {
+            __m128i r0 = ws[colHalf][rowHalf * 4], r1 = ws[colHalf][rowHalf * 4 + 1];
+            __m128i r2 = ws[colHalf][rowHalf * 4 + 2], r3 = ws[colHalf][rowHalf * 4 + 3];
+            transpose4x4(r0, r1, r2, r3);
+            x[colHalf * 4] = r0;
+            x[colHalf * 4 + 1] = r1;
+            x[colHalf * 4 + 2] = r2;
+            x[colHalf * 4 + 3] = r3;
+        }
+        idct_simd::rowPass<Sse2>(x, out[rowHalf]);
+    }
+    // Column k of all eight rows as 16-bit values, then an 8x8 16-bit transpose.
+    __m128i c[8];
+    for (int k = 0; k < 8; ++k) c[k] = truncateAndClamp(out[0][k], out[1][k]);
+    __m128i a0 = _mm_unpacklo_epi16(c[0], c[1]), a1 = _mm_unpackhi_epi16(c[0], c[1]);
+    __m128i a2 = _mm_unpacklo_epi16(c[2], c[3]), a3 = _mm_unpackhi_epi16(c[2], c[3]);
+    __m128i a4 = _mm_unpacklo_epi16(c[4], c[5]), a5 = _mm_unpackhi_epi16(c[4], c[5]);
+    __m128i a6 = _mm_unpacklo_epi16(c[6], c[7]), a7 = _mm_unpackhi_epi16(c[6], c[7]);
+    __m128i b0 = _mm_unpacklo_epi32(a0, a2), b1 = _mm_unpackhi_epi32(a0, a2);
+    __m128i b2 = _mm_unpacklo_epi32(a1, a3), b3 = _mm_unpackhi_epi32(a1, a3);
+    __m128i b4 = _mm_unpacklo_epi32(a4, a6), b5 = _mm_unpackhi_epi32(a4, a6);
+    __m128i b6 = _mm_unpacklo_epi32(a5, a7), b7 = _mm_unpackhi_epi32(a5, a7);
+    __m128i* rows = reinterpret_cast<__m128i*>(block);
+    _mm_storeu_si128(rows + 0, _mm_unpacklo_epi64(b0, b4));
+    _mm_storeu_si128(rows + 1, _mm_unpackhi_epi64(b0, b4));
+    _mm_storeu_si128(rows + 2, _mm_unpacklo_epi64(b1, b5));
+    _mm_storeu_si128(rows + 3, _mm_unpackhi_epi64(b1, b5));
+    _mm_storeu_si128(rows + 4, _mm_unpacklo_epi64(b2, b6));
+    _mm_storeu_si128(rows + 5, _mm_unpackhi_epi64(b2, b6));
+    _mm_storeu_si128(rows + 6, _mm_unpacklo_epi64(b3, b7));
+    _mm_storeu_si128(rows + 7, _mm_unpackhi_epi64(b3, b7));
+}
+
+#endif

@@ -1,0 +1,74 @@
+// Chooses the decoder's inner loops once per process, by processor.
+#include "decoder/kernels.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#include "decoder/colour_tables.h"
+#include "decoder/inverse_dct.h"
+#include "decoder/mcu_decode.h"
+
+namespace {
+
+const DecoderKernels kScalar = {"scalar", decodeBlock, decodeBlockPartial, inverseDctClampScalar, colourRow8Scalar};
+
+#if KELJPEG_X86_KERNELS
+const DecoderKernels kSse2 = {"sse2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampSse2, colourRow8Sse2};
+const DecoderKernels kAvx2 = {"avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, colourRow8Avx2};
+#endif
+#if KELJPEG_NEON_KERNELS
+const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, colourRow8Neon};
+#endif
+
+const DecoderKernels& bestForProcessor() {
+#if KELJPEG_X86_KERNELS && (defined(__GNUC__) || defined(__clang__))
+    if (__builtin_cpu_supports("avx2")) return kAvx2;
+    return kSse2;
+#elif KELJPEG_X86_KERNELS
+    return kSse2;
+#elif KELJPEG_NEON_KERNELS
+    return kNeon;
+#else
+    return kScalar;
+#endif
+}
+
+bool scalarRequested() {
+    const char* value = std::getenv("KELJPEG_FORCE_SCALAR");
+    return value && *value && std::strcmp(value, "0") != 0;
+}
+
+// Written once at start-up (or by the test switch), read for every MCU row.
+std::atomic<const DecoderKernels*> chosen{nullptr};
+
+}  // namespace
+
+const DecoderKernels& decoderKernels() {
+    const DecoderKernels* kernels = chosen.load(std::memory_order_acquire);
+    if (!kernels) {
+        kernels = scalarRequested() ? &kScalar : &bestForProcessor();
+        chosen.store(kernels, std::memory_order_release);
+    }
+    return *kernels;
+}
+
+void forceScalarKernels(bool scalar) {
+    chosen.store(scalar ? &kScalar : &bestForProcessor(), std::memory_order_release);
+}
+
+void inverseDctClampScalar(int16_t* block) {
+    inverseDct8x8(block);
+    clampBlock(block);
+}
+
+void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    for (int col = 0; col < 8; ++col, out += 3) {
+        int32_t luma = static_cast<int8_t>(y[col]);
+        const ChromaOffsets& b = cbOffsetTable[static_cast<uint8_t>(cb[col] + 128)];
+        const ChromaOffsets& red = crOffsetTable[static_cast<uint8_t>(cr[col] + 128)];
+        out[0] = rangeLimit(luma + b.first);
+        out[1] = rangeLimit(luma + b.second + red.first);
+        out[2] = rangeLimit(luma + red.second);
+    }
+}

@@ -1,0 +1,71 @@
+// The decoder's exchangeable inner loops. Each has a plain version (the
+// reference) and, where the processor allows, vector versions that give the
+// same bits; decoderKernels() hands out the set chosen once per process for
+// this processor. The environment variable KELJPEG_FORCE_SCALAR (any value
+// but "0") or forceScalarKernels(true) selects the plain set.
+#pragma once
+
+#include <cstdint>
+
+struct JpegContext;
+struct ComponentRecord;
+
+// Vector kernels: SSE2 (always there on x86-64) and AVX2 (when the processor
+// has it) on x86-64, NEON on AArch64; other targets use the plain set.
+#if defined(__x86_64__) || defined(_M_X64)
+#define KELJPEG_X86_KERNELS 1
+#else
+#define KELJPEG_X86_KERNELS 0
+#endif
+#if defined(__aarch64__) || defined(_M_ARM64)
+#define KELJPEG_NEON_KERNELS 1
+#else
+#define KELJPEG_NEON_KERNELS 0
+#endif
+
+// Functions of an AVX2 file are compiled for AVX2 (they only run where it exists).
+#if defined(__clang__)
+#define KELJPEG_BEGIN_AVX2 _Pragma("clang attribute push(__attribute__((target(\"avx2\"))), apply_to = function)")
+#define KELJPEG_END_AVX2 _Pragma("clang attribute pop")
+#elif defined(__GNUC__)
+#define KELJPEG_BEGIN_AVX2 _Pragma("GCC push_options") _Pragma("GCC target(\"avx2\")")
+#define KELJPEG_END_AVX2 _Pragma("GCC pop_options")
+#else
+#define KELJPEG_BEGIN_AVX2
+#define KELJPEG_END_AVX2
+#endif
+
+struct DecoderKernels {
+    const char* name;  // "scalar", "sse2", "avx2" or "neon"
+    // decodeBlock and decodeBlockPartial (mcu_decode.h).
+    int32_t (*decodeBlock)(JpegContext* context, int16_t* block, ComponentRecord* component);
+    int32_t (*decodeBlockPartial)(JpegContext* context, int16_t* block, ComponentRecord* component,
+                                  int32_t keepLimit);
+    // inverseDct8x8 then clampBlock, in place.
+    void (*inverseDctClamp)(int16_t* block);
+    // Eight pixels of one block row: blue, green, red from Y, Cb, Cr samples.
+    void (*colourRow8)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+};
+
+const DecoderKernels& decoderKernels();
+// Tests: true selects the plain set from now on, false the processor's best.
+void forceScalarKernels(bool scalar);
+
+// The plain versions.
+void inverseDctClampScalar(int16_t* block);
+void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+// The quick Huffman path (block_decode_fast.cpp).
+[[nodiscard]] int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* component);
+[[nodiscard]] int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRecord* component,
+                                             int32_t keepLimit);
+
+#if KELJPEG_X86_KERNELS
+void inverseDctClampSse2(int16_t* block);
+void inverseDctClampAvx2(int16_t* block);
+void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+#endif
+#if KELJPEG_NEON_KERNELS
+void inverseDctClampNeon(int16_t* block);
+void colourRow8Neon(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+#endif

@@ -1,0 +1,280 @@
+// The vector and quick-path kernels against their plain twins: the same bits
+// on random, extreme and damaged input, kernel by kernel and for whole
+// pictures decoded with the fast paths on and off.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "KelJPEG.h"
+#include "decoder/colour_tables.h"
+#include "decoder/kernels.h"
+#include "test_support.h"
+
+namespace {
+
+using Block = std::vector<int16_t>;
+using BlockKernel = void (*)(int16_t*);
+using RowKernel = void (*)(const int16_t*, const int16_t*, const int16_t*, uint8_t*);
+
+struct NamedBlockKernel {
+    const char* name;
+    BlockKernel run;
+};
+struct NamedRowKernel {
+    const char* name;
+    RowKernel run;
+};
+
+bool haveAvx2() {
+#if KELJPEG_X86_KERNELS && (defined(__GNUC__) || defined(__clang__))
+    return __builtin_cpu_supports("avx2");
+#else
+    return false;
+#endif
+}
+
+std::vector<NamedBlockKernel> vectorTransforms() {
+    std::vector<NamedBlockKernel> out;
+#if KELJPEG_X86_KERNELS
+    out.push_back({"sse2", inverseDctClampSse2});
+    if (haveAvx2()) out.push_back({"avx2", inverseDctClampAvx2});
+#endif
+#if KELJPEG_NEON_KERNELS
+    out.push_back({"neon", inverseDctClampNeon});
+#endif
+    return out;
+}
+
+std::vector<NamedRowKernel> vectorColourRows() {
+    std::vector<NamedRowKernel> out;
+#if KELJPEG_X86_KERNELS
+    out.push_back({"sse2", colourRow8Sse2});
+    if (haveAvx2()) out.push_back({"avx2", colourRow8Avx2});
+#endif
+#if KELJPEG_NEON_KERNELS
+    out.push_back({"neon", colourRow8Neon});
+#endif
+    return out;
+}
+
+// Coefficient blocks of several kinds: typical dequantised values, sparse
+// blocks, DC only, and the whole 16-bit range (where the 32-bit sums wrap).
+Block randomBlock(std::mt19937& rng, int kind) {
+    Block block(64, 0);
+    std::uniform_int_distribution<int> full(-32768, 32767), small(-1024, 1023), position(0, 63);
+    switch (kind % 5) {
+        case 0:
+            for (auto& v : block) v = static_cast<int16_t>(small(rng));
+            break;
+        case 1:
+            for (int i = 0; i < 6; ++i) block[position(rng)] = static_cast<int16_t>(small(rng) * 4);
+            break;
+        case 2:
+            block[0] = static_cast<int16_t>(full(rng));
+            break;
+        case 3:
+            for (auto& v : block) v = static_cast<int16_t>(full(rng));
+            break;
+        default:
+            for (auto& v : block) v = (rng() & 1) ? int16_t{32767} : int16_t{-32768};
+            break;
+    }
+    return block;
+}
+
+TEST(VectorKernels, InverseTransformMatchesThePlainOneOnRandomAndExtremeBlocks) {
+    std::mt19937 rng(20261122);
+    for (const NamedBlockKernel& kernel : vectorTransforms()) {
+        for (int trial = 0; trial < 20000; ++trial) {
+            Block expected = randomBlock(rng, trial), actual = expected;
+            inverseDctClampScalar(expected.data());
+            kernel.run(actual.data());
+            ASSERT_EQ(expected, actual) << kernel.name << " trial " << trial;
+        }
+    }
+}
+
+TEST(VectorKernels, ColourRowMatchesTheTablesForEverySamplePair) {
+    std::mt19937 rng(7);
+    for (const NamedRowKernel& kernel : vectorColourRows()) {
+        // Every (Cb, Cr) pair, each with luma at the extremes and in between.
+        for (int cb = -128; cb < 128; ++cb) {
+            for (int cr = -128; cr < 128; cr += 8) {
+                int16_t y[8], b[8], r[8];
+                for (int i = 0; i < 8; ++i) {
+                    y[i] = static_cast<int16_t>(i == 0 ? -128 : i == 1 ? 127 : static_cast<int>(rng() % 256) - 128);
+                    b[i] = static_cast<int16_t>(cb);
+                    r[i] = static_cast<int16_t>(cr + i);
+                }
+                uint8_t expected[24], actual[24];
+                colourRow8Scalar(y, b, r, expected);
+                kernel.run(y, b, r, actual);
+                ASSERT_EQ(0, std::memcmp(expected, actual, 24)) << kernel.name << " cb " << cb << " cr " << cr;
+            }
+        }
+        // Samples outside -128..127 are read through the same 8-bit view.
+        for (int trial = 0; trial < 2000; ++trial) {
+            int16_t y[8], b[8], r[8];
+            for (int i = 0; i < 8; ++i) {
+                y[i] = static_cast<int16_t>(rng());
+                b[i] = static_cast<int16_t>(rng());
+                r[i] = static_cast<int16_t>(rng());
+            }
+            uint8_t expected[24], actual[24];
+            colourRow8Scalar(y, b, r, expected);
+            kernel.run(y, b, r, actual);
+            ASSERT_EQ(0, std::memcmp(expected, actual, 24)) << kernel.name << " trial " << trial;
+        }
+    }
+}
+
+// ---- Whole pictures, fast paths on and off ----
+
+struct Decoded {
+    std::vector<uint8_t> pixels;
+    int32_t rows = 0;
+    std::vector<std::string> reports;
+    bool operator==(const Decoded& o) const { return pixels == o.pixels && rows == o.rows && reports == o.reports; }
+};
+
+Decoded decode(const std::vector<uint8_t>& jpeg, int32_t scale) {
+    testing_support::ReportCapture capture;
+    Decoded out;
+    JpegDecodeParams params;
+    std::memset(&params, 0, sizeof params);
+    params.options = JPEG_OPT_MEMORY;
+    params.data = jpeg.data();
+    params.dataLength = static_cast<uint32_t>(jpeg.size());
+    JpegHandle handle = jpegDecodeProlog(nullptr, &params);
+    if (handle) {
+        uint32_t width = 0, height = 0;
+        (void)jpegDecodeGetImageSize(handle, &width, &height, scale);
+        ImageRect rect;
+        std::memset(&rect, 0, sizeof rect);
+        int32_t bytes = params.componentCount >= 3 ? 3 : 1;
+        rect.width = static_cast<int32_t>(width);
+        rect.height = static_cast<int32_t>(height);
+        rect.stride = rect.width * bytes;
+        rect.bitsPerPixel = 8 * bytes;
+        out.pixels.assign(static_cast<size_t>(rect.stride) * (height + 16), 0);
+        rect.bits = out.pixels.data();
+        out.rows = scale >= 3 ? jpegDecodeToRect(handle, &rect, height)
+                              : jpegDecodeScaleOutputToRect(handle, &rect, height, scale);
+        (void)jpegDecodeEpilog(handle);
+    }
+    out.reports = capture.texts();
+    return out;
+}
+
+// A picture with smooth areas, edges and noise, so that blocks range from DC
+// only to full, then encoded by the library.
+std::vector<uint8_t> encodePicture(uint32_t sampling, uint16_t components, int width, int height, int quality,
+                                   uint16_t restartInterval, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::vector<uint8_t> pixels(static_cast<size_t>(width) * height * components);
+    for (int yy = 0; yy < height; ++yy)
+        for (int xx = 0; xx < width; ++xx)
+            for (int c = 0; c < components; ++c) {
+                int v = (xx * (3 + c) + yy * 2) % 256;
+                if ((xx / 13 + yy / 11) % 3 == 0) v = static_cast<int>(rng() % 256);
+                if (xx > width / 2 && yy > height / 2) v = 255 - c * 100;
+                pixels[(static_cast<size_t>(yy) * width + xx) * components + c] = static_cast<uint8_t>(v);
+            }
+    JpegEncodeParams params;
+    std::memset(&params, 0, sizeof params);
+    params.samplingFactors = sampling;
+    params.width = static_cast<uint16_t>(width);
+    params.height = static_cast<uint16_t>(height);
+    params.componentCount = components;
+    params.quality = static_cast<uint16_t>(quality);
+    params.restartInterval = restartInterval;
+    params.options = JPEG_OPT_MEMORY;
+    JpegHandle handle = jpegEncodeProlog(nullptr, &params);
+    if (!handle) return {};
+    ImageRect rect;
+    std::memset(&rect, 0, sizeof rect);
+    rect.width = width;
+    rect.height = height;
+    rect.stride = width * components;
+    rect.bitsPerPixel = 8 * components;
+    rect.bits = pixels.data();
+    (void)jpegEncodeFromRect(handle, &rect, static_cast<uint32_t>(height));
+    (void)jpegEncodeEpilog(handle);
+    std::vector<uint8_t> out;
+    if (params.outputBuffer) {
+        out.assign(params.outputBuffer, params.outputBuffer + params.outputSize);
+        jpegFreeMemory(params.outputBuffer);
+    }
+    return out;
+}
+
+// Decodes with the plain kernels and with the processor's best, at every scale.
+void expectSameDecodes(const std::vector<uint8_t>& jpeg, const std::string& what) {
+    for (int32_t scale : {3, 2, 1, 0}) {
+        forceScalarKernels(true);
+        Decoded plain = decode(jpeg, scale);
+        forceScalarKernels(false);
+        Decoded fast = decode(jpeg, scale);
+        ASSERT_TRUE(plain == fast) << what << " at scale " << scale << " (kernels " << decoderKernels().name << ")";
+    }
+}
+
+struct Shape {
+    uint32_t sampling;
+    uint16_t components;
+};
+const Shape kShapes[] = {{0x221111, 3}, {0x211111, 3}, {0x121111, 3}, {0x111111, 3}, {0x11, 1}, {0x22, 1}};
+
+TEST(VectorKernels, WholePicturesDecodeAlikeWithFastPathsOnAndOff) {
+    for (const Shape& shape : kShapes)
+        for (int quality : {10, 75, 100})
+            for (uint16_t restart : {0, 3}) {
+                std::vector<uint8_t> jpeg = encodePicture(shape.sampling, shape.components, 77, 45, quality, restart,
+                                                          shape.sampling + quality);
+                ASSERT_FALSE(jpeg.empty());
+                expectSameDecodes(jpeg, "sampling " + std::to_string(shape.sampling) + " q" + std::to_string(quality) +
+                                            " restart " + std::to_string(restart));
+            }
+    forceScalarKernels(false);
+}
+
+// Damaged data (flipped bytes, stray 0xFF and markers, cut streams) takes the
+// quick Huffman path into the plain reader's corners: fill bytes, lost marker
+// codes, corrupt codes. Pixels, row counts and reports must not change.
+TEST(VectorKernels, DamagedPicturesDecodeAlikeWithFastPathsOnAndOff) {
+    std::mt19937 rng(99);
+    for (const Shape& shape : kShapes) {
+        std::vector<uint8_t> clean = encodePicture(shape.sampling, shape.components, 64, 40, 90, 2, shape.sampling);
+        ASSERT_GT(clean.size(), 700u);
+        for (int trial = 0; trial < 40; ++trial) {
+            std::vector<uint8_t> jpeg = clean;
+            size_t from = 620;  // past the headers
+            std::uniform_int_distribution<size_t> at(from, jpeg.size() - 3);
+            switch (trial % 4) {
+                case 0:
+                    for (int i = 0; i < 3; ++i) jpeg[at(rng)] ^= static_cast<uint8_t>(1 + rng() % 255);
+                    break;
+                case 1:
+                    jpeg[at(rng)] = 0xFF;
+                    break;
+                case 2: {
+                    size_t p = at(rng);
+                    jpeg[p] = 0xFF;
+                    jpeg[p + 1] = static_cast<uint8_t>(0xC0 + rng() % 0x3F);
+                    break;
+                }
+                default:
+                    jpeg.resize(at(rng));
+                    break;
+            }
+            expectSameDecodes(jpeg, "damaged sampling " + std::to_string(shape.sampling) + " trial " +
+                                        std::to_string(trial));
+        }
+    }
+    forceScalarKernels(false);
+}
+
+}  // namespace
