@@ -7,6 +7,7 @@ for pkg in "$@"; do
 done
 if [ ${#need[@]} -gt 0 ]; then
   SUDO=""; [ "$(id -u)" = 0 ] || SUDO=sudo
-  $SUDO apt-get update -qq
+  # A mirror caught mid-sync fails some index; the lists it did fetch still serve.
+  $SUDO apt-get update -qq || true
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}" >/dev/null
 fi
