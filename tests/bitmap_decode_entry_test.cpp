@@ -16,22 +16,6 @@ namespace {
 
 constexpr uint8_t kUntouched = 0xCD;
 
-// A decode over a memory stream, closed on destruction.
-struct OpenDecode {
-    std::vector<uint8_t> stream;
-    JpegDecodeParams params{};
-    JpegHandle handle = nullptr;
-    explicit OpenDecode(std::vector<uint8_t> bytes) : stream(std::move(bytes)) {
-        params.options = JPEG_OPT_MEMORY;
-        params.data = stream.data();
-        params.dataLength = static_cast<uint32_t>(stream.size());
-        handle = jpegDecodeProlog(nullptr, &params);
-    }
-    ~OpenDecode() {
-        if (handle) jpegDecodeEpilog(handle);
-    }
-};
-
 // Flat 8x8 blocks: component c of MCU m has sample 10m + 20c - 60, so every
 // block of the picture is distinguishable.
 MiniJpeg picture(uint16_t width, uint16_t height, std::vector<MiniComponent> components) {

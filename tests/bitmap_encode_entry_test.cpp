@@ -95,21 +95,6 @@ double psnr(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
     return sum == 0 ? 99.0 : 10 * std::log10(255.0 * 255.0 * a.size() / sum);
 }
 
-struct OpenDecode {
-    std::vector<uint8_t> stream;
-    JpegDecodeParams params{};
-    JpegHandle handle = nullptr;
-    explicit OpenDecode(std::vector<uint8_t> bytes) : stream(std::move(bytes)) {
-        params.options = JPEG_OPT_MEMORY;
-        params.data = stream.data();
-        params.dataLength = static_cast<uint32_t>(stream.size());
-        handle = jpegDecodeProlog(nullptr, &params);
-    }
-    ~OpenDecode() {
-        if (handle) jpegDecodeEpilog(handle);
-    }
-};
-
 }  // namespace
 
 TEST(EncodeFromDibEntry, TwentyFourBitRowsAreReadInPlaceLastStoredRowFirst) {

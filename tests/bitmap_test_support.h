@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "KelJPEG.h"
@@ -69,6 +70,24 @@ struct TestRect {
             if (storage[i] != fill || storage[storage.size() - 1 - i] != fill) return false;
         return true;
     }
+};
+
+// A decode over a memory stream, closed on destruction.
+struct OpenDecode {
+    std::vector<uint8_t> stream;
+    JpegDecodeParams params{};
+    JpegHandle handle = nullptr;
+    explicit OpenDecode(std::vector<uint8_t> bytes) : stream(std::move(bytes)) {
+        params.options = JPEG_OPT_MEMORY;
+        params.data = stream.data();
+        params.dataLength = static_cast<uint32_t>(stream.size());
+        handle = jpegDecodeProlog(nullptr, &params);
+    }
+    ~OpenDecode() {
+        if (handle) jpegDecodeEpilog(handle);
+    }
+    OpenDecode(const OpenDecode&) = delete;
+    OpenDecode& operator=(const OpenDecode&) = delete;
 };
 
 }  // namespace bitmap_testing
