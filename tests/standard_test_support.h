@@ -1,0 +1,418 @@
+// Helpers of the standard-mode tests: libjpeg-turbo as the black-box peer that
+// writes the files (any sampling, scan script, restart interval, colour space)
+// and decodes them with the accurate integer transform and plain replication,
+// our decoder in standard or legacy mode, stream surgery (fill bytes, DNL),
+// and a small lossless writer for what the peer cannot write.
+#pragma once
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "KelJPEG.h"
+
+#if defined(KELJPEG_HAVE_LIBJPEG)
+#include <jpeglib.h>
+#endif
+
+namespace standard_test {
+
+// A picture with smooth gradients, edges and fine texture, so that every
+// coefficient band carries data.
+inline std::vector<uint8_t> makePicture(int width, int height, int channels, int seed) {
+    std::vector<uint8_t> pixels(static_cast<size_t>(width) * height * channels);
+    uint32_t noise = 12345u + static_cast<uint32_t>(seed) * 7919u;
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < channels; ++c) {
+                noise = noise * 1103515245u + 12345u;
+                int v = (x * (3 + c) + y * (5 - c) + seed * 17) % 256;
+                if (((x / 9) + (y / 7) + c) % 3 == 0) v = 255 - v;
+                v += static_cast<int>((noise >> 16) % 24) - 12;
+                pixels[(static_cast<size_t>(y) * width + x) * channels + c] = static_cast<uint8_t>(std::clamp(v, 0, 255));
+            }
+    return pixels;
+}
+
+// A decoded picture: rows of width pixels, channels bytes each (blue, green,
+// red for our colour output, red, green, blue for the peer's).
+struct Picture {
+    int width = 0, height = 0, channels = 0;
+    std::vector<uint8_t> pixels;
+};
+
+// Largest difference between our blue-green-red (or grey) picture and the peer's.
+inline int largestDifference(const Picture& ours, const Picture& peer) {
+    if (ours.width != peer.width || ours.height != peer.height || ours.channels != peer.channels) return 1000;
+    int largest = 0;
+    const bool swap = ours.channels == 3;
+    for (size_t p = 0; p < size_t(ours.width) * ours.height; ++p)
+        for (int c = 0; c < ours.channels; ++c) {
+            int peerChannel = swap ? 2 - c : c;
+            int d = std::abs(int(ours.pixels[p * ours.channels + c]) - int(peer.pixels[p * ours.channels + peerChannel]));
+            largest = std::max(largest, d);
+        }
+    return largest;
+}
+
+// Our decode from memory. Returns false when the prolog or the rows fail.
+inline bool ourDecode(const std::vector<uint8_t>& jpeg, uint16_t options, int channels, Picture& out,
+                      int32_t scale = 3) {
+    JpegDecodeParams params{};
+    params.options = static_cast<uint16_t>(options | JPEG_OPT_MEMORY);
+    params.data = jpeg.data();
+    params.dataLength = static_cast<uint32_t>(jpeg.size());
+    JpegHandle h = jpegDecodeProlog(nullptr, &params);
+    if (!h) return false;
+    uint32_t width = 0, height = 0;
+    (void)jpegDecodeGetImageSize(h, &width, &height, scale);
+    out.width = int(width);
+    out.height = int(height);
+    out.channels = channels;
+    out.pixels.assign(size_t(width) * (height + 16) * channels, 0);
+    ImageRect rect{};
+    rect.width = int32_t(width);
+    rect.height = int32_t(height);
+    rect.stride = int32_t(width) * channels;
+    rect.bitsPerPixel = channels * 8;
+    rect.bits = out.pixels.data();
+    int32_t rows = scale == 3 ? jpegDecodeToRect(h, &rect, height) : jpegDecodeScaleOutputToRect(h, &rect, height, scale);
+    (void)jpegDecodeEpilog(h);
+    out.pixels.resize(size_t(width) * height * channels);
+    return rows == int32_t(height);
+}
+
+#if defined(KELJPEG_HAVE_LIBJPEG)
+
+struct PeerError {
+    jpeg_error_mgr manager;
+    std::jmp_buf jump;
+};
+inline void onPeerError(j_common_ptr cinfo) { std::longjmp(reinterpret_cast<PeerError*>(cinfo->err)->jump, 1); }
+inline void onPeerMessage(j_common_ptr) {}
+
+// What the peer is asked to write.
+struct PeerSpec {
+    int width = 61, height = 45;
+    int inputChannels = 3;                 // 1 grey, 3 RGB, 4 CMYK
+    J_COLOR_SPACE stored = JCS_YCbCr;      // JCS_GRAYSCALE, JCS_YCbCr, JCS_RGB, JCS_CMYK, JCS_YCCK
+    std::vector<std::pair<int, int>> sampling;  // per component; empty: the library's default
+    int quality = 85;
+    bool baseline = true;                  // false allows 16-bit quantisation tables
+    bool progressive = false;              // the library's own progression
+    std::vector<jpeg_scan_info> scans;     // a scan script, when not empty
+    int restartBlocks = 0, restartRows = 0;
+    bool optimize = false;
+    int seed = 1;
+};
+
+inline bool peerEncode(const PeerSpec& spec, std::vector<uint8_t>& jpeg) {
+    std::vector<uint8_t> source = makePicture(spec.width, spec.height, spec.inputChannels, spec.seed);
+    jpeg_compress_struct cinfo;
+    PeerError error;
+    cinfo.err = jpeg_std_error(&error.manager);
+    error.manager.error_exit = onPeerError;
+    error.manager.output_message = onPeerMessage;
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    if (setjmp(error.jump)) {
+        jpeg_destroy_compress(&cinfo);
+        std::free(buffer);
+        return false;
+    }
+    jpeg_create_compress(&cinfo);
+    jpeg_mem_dest(&cinfo, &buffer, &size);
+    cinfo.image_width = JDIMENSION(spec.width);
+    cinfo.image_height = JDIMENSION(spec.height);
+    cinfo.input_components = spec.inputChannels;
+    cinfo.in_color_space = spec.inputChannels == 1 ? JCS_GRAYSCALE : spec.inputChannels == 4 ? JCS_CMYK : JCS_RGB;
+    jpeg_set_defaults(&cinfo);
+    jpeg_set_colorspace(&cinfo, spec.stored);
+    jpeg_set_quality(&cinfo, spec.quality, spec.baseline ? TRUE : FALSE);
+    for (size_t c = 0; c < spec.sampling.size() && int(c) < cinfo.num_components; ++c) {
+        cinfo.comp_info[c].h_samp_factor = spec.sampling[c].first;
+        cinfo.comp_info[c].v_samp_factor = spec.sampling[c].second;
+    }
+    if (spec.progressive) jpeg_simple_progression(&cinfo);
+    if (!spec.scans.empty()) {
+        cinfo.scan_info = spec.scans.data();
+        cinfo.num_scans = int(spec.scans.size());
+    }
+    cinfo.restart_interval = unsigned(spec.restartBlocks);
+    cinfo.restart_in_rows = spec.restartRows;
+    cinfo.optimize_coding = spec.optimize ? TRUE : FALSE;
+    jpeg_start_compress(&cinfo, TRUE);
+    const size_t stride = size_t(spec.width) * spec.inputChannels;
+    while (cinfo.next_scanline < cinfo.image_height) {
+        JSAMPROW row = source.data() + cinfo.next_scanline * stride;
+        jpeg_write_scanlines(&cinfo, &row, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    jpeg.assign(buffer, buffer + size);
+    jpeg_destroy_compress(&cinfo);
+    std::free(buffer);
+    return true;
+}
+
+// The peer's decode with the accurate integer transform and no smoothing:
+// grey, RGB, or four-component files shown as a viewer shows Adobe CMYK.
+inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out) {
+    jpeg_decompress_struct cinfo;
+    PeerError error;
+    cinfo.err = jpeg_std_error(&error.manager);
+    error.manager.error_exit = onPeerError;
+    error.manager.output_message = onPeerMessage;
+    if (setjmp(error.jump)) {
+        jpeg_destroy_decompress(&cinfo);
+        return false;
+    }
+    jpeg_create_decompress(&cinfo);
+    jpeg_mem_src(&cinfo, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
+    jpeg_read_header(&cinfo, TRUE);
+    const bool fourComponents = cinfo.num_components == 4;
+    cinfo.out_color_space = cinfo.num_components == 1 ? JCS_GRAYSCALE : fourComponents ? JCS_CMYK : JCS_RGB;
+    cinfo.dct_method = JDCT_ISLOW;
+    cinfo.do_fancy_upsampling = FALSE;
+    cinfo.do_block_smoothing = FALSE;
+    jpeg_start_decompress(&cinfo);
+    const int channels = int(cinfo.output_components);
+    std::vector<uint8_t> row(size_t(cinfo.output_width) * channels);
+    out.width = int(cinfo.output_width);
+    out.height = int(cinfo.output_height);
+    out.channels = fourComponents ? 3 : channels;
+    out.pixels.clear();
+    while (cinfo.output_scanline < cinfo.output_height) {
+        JSAMPROW r = row.data();
+        jpeg_read_scanlines(&cinfo, &r, 1);
+        for (size_t x = 0; x < cinfo.output_width; ++x) {
+            if (!fourComponents) {
+                for (int c = 0; c < channels; ++c) out.pixels.push_back(row[x * channels + c]);
+                continue;
+            }
+            // Adobe stores inverted ink: the colour is ink times black over 255.
+            const uint8_t* p = &row[x * 4];
+            for (int c = 0; c < 3; ++c) out.pixels.push_back(uint8_t((p[c] * p[3] + 127) / 255));
+        }
+    }
+    jpeg_finish_decompress(&cinfo);
+    jpeg_destroy_decompress(&cinfo);
+    return true;
+}
+
+inline jpeg_scan_info scan(std::initializer_list<int> components, int ss, int se, int ah, int al) {
+    jpeg_scan_info s{};
+    s.comps_in_scan = int(components.size());
+    int i = 0;
+    for (int c : components) s.component_index[i++] = c;
+    s.Ss = ss;
+    s.Se = se;
+    s.Ah = ah;
+    s.Al = al;
+    return s;
+}
+
+#endif  // KELJPEG_HAVE_LIBJPEG
+
+// ---- Stream surgery ----
+
+// Offsets of the markers that follow entropy-coded data or stand between
+// segments, found by walking segment lengths and skipping entropy data.
+inline std::vector<size_t> markerOffsets(const std::vector<uint8_t>& jpeg) {
+    std::vector<size_t> offsets;
+    size_t i = 2;
+    while (i + 1 < jpeg.size()) {
+        if (jpeg[i] != 0xFF) {  // entropy-coded data
+            ++i;
+            continue;
+        }
+        uint8_t marker = jpeg[i + 1];
+        if (marker == 0x00) {
+            i += 2;
+            continue;
+        }
+        offsets.push_back(i);
+        if (marker == 0xD9) break;
+        if (marker >= 0xD0 && marker <= 0xD7) {
+            i += 2;
+            continue;
+        }
+        size_t length = (size_t(jpeg[i + 2]) << 8) | jpeg[i + 3];
+        i += 2 + length;
+    }
+    return offsets;
+}
+
+// Every marker after SOI gets count fill bytes 0xFF in front of it.
+inline std::vector<uint8_t> withFillBytes(const std::vector<uint8_t>& jpeg, int count) {
+    std::vector<size_t> offsets = markerOffsets(jpeg);
+    std::vector<uint8_t> out;
+    size_t from = 0;
+    for (size_t at : offsets) {
+        out.insert(out.end(), jpeg.begin() + ptrdiff_t(from), jpeg.begin() + ptrdiff_t(at));
+        out.insert(out.end(), size_t(count), 0xFF);
+        from = at;
+    }
+    out.insert(out.end(), jpeg.begin() + ptrdiff_t(from), jpeg.end());
+    return out;
+}
+
+// The frame header's height set to 0 and a DNL segment with the true height
+// written after the first scan's data.
+inline std::vector<uint8_t> withDnlHeight(const std::vector<uint8_t>& jpeg) {
+    std::vector<uint8_t> out = jpeg;
+    std::vector<size_t> offsets = markerOffsets(jpeg);
+    size_t sof = 0, afterFirstScan = 0;
+    bool inScan = false;
+    for (size_t at : offsets) {
+        uint8_t marker = jpeg[at + 1];
+        if (marker >= 0xC0 && marker <= 0xC3) sof = at;
+        if (inScan && !(marker >= 0xD0 && marker <= 0xD7)) {
+            afterFirstScan = at;
+            break;
+        }
+        if (marker == 0xDA) inScan = true;
+    }
+    const uint8_t high = out[sof + 5], low = out[sof + 6];
+    out[sof + 5] = out[sof + 6] = 0;
+    const uint8_t dnl[] = {0xFF, 0xDC, 0x00, 0x04, high, low};
+    out.insert(out.begin() + ptrdiff_t(afterFirstScan), std::begin(dnl), std::end(dnl));
+    return out;
+}
+
+// ---- A lossless writer as the standard defines it ----
+
+struct LosslessSpec {
+    int width = 19, height = 13, precision = 8, predictor = 1, pointTransform = 0, restartInterval = 0;
+    std::vector<uint8_t> sampling;  // H*16+V per component
+};
+
+class Bits {
+public:
+    void put(uint32_t value, int count) {
+        for (int i = count - 1; i >= 0; --i) {
+            byte_ = uint8_t((byte_ << 1) | ((value >> i) & 1));
+            if (++filled_ == 8) flush();
+        }
+    }
+    void pad() {
+        while (filled_) put(1, 1);
+    }
+    std::vector<uint8_t> out;
+
+private:
+    void flush() {
+        out.push_back(byte_);
+        if (byte_ == 0xFF) out.push_back(0);
+        byte_ = 0;
+        filled_ = 0;
+    }
+    uint8_t byte_ = 0;
+    int filled_ = 0;
+};
+
+// Component planes (already point-transformed) in, file out. Categories 0..16
+// get codes of lengths 3..9 from one table; category 16 carries no bits.
+inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::vector<std::vector<int32_t>>& planes) {
+    const int count = int(spec.sampling.size());
+    int maxH = 1, maxV = 1;
+    for (uint8_t s : spec.sampling) {
+        maxH = std::max(maxH, s >> 4);
+        maxV = std::max(maxV, s & 15);
+    }
+    const uint8_t counts[16] = {0, 0, 6, 0, 7, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0};  // 17 codes, none all ones
+    uint32_t codes[17];
+    int lengths[17];
+    {
+        uint32_t code = 0;
+        int symbol = 0;
+        for (int length = 1; length <= 16; ++length) {
+            for (int i = 0; i < counts[length - 1]; ++i) {
+                codes[symbol] = code++;
+                lengths[symbol++] = length;
+            }
+            code <<= 1;
+        }
+    }
+    auto segment = [](std::vector<uint8_t>& out, uint8_t marker, const std::vector<uint8_t>& body) {
+        out.insert(out.end(), {0xFF, marker, uint8_t((body.size() + 2) >> 8), uint8_t(body.size() + 2)});
+        out.insert(out.end(), body.begin(), body.end());
+    };
+    std::vector<uint8_t> out = {0xFF, 0xD8};
+    std::vector<uint8_t> sof = {uint8_t(spec.precision), uint8_t(spec.height >> 8), uint8_t(spec.height),
+                                uint8_t(spec.width >> 8), uint8_t(spec.width), uint8_t(count)};
+    for (int c = 0; c < count; ++c) sof.insert(sof.end(), {uint8_t(c + 1), spec.sampling[size_t(c)], 0});
+    segment(out, 0xC3, sof);
+    std::vector<uint8_t> dht(counts, counts + 16);
+    dht.insert(dht.begin(), 0x00);
+    for (int s = 0; s <= 16; ++s) dht.push_back(uint8_t(s));
+    segment(out, 0xC4, dht);
+    if (spec.restartInterval) segment(out, 0xDD, {uint8_t(spec.restartInterval >> 8), uint8_t(spec.restartInterval)});
+    std::vector<uint8_t> sos = {uint8_t(count)};
+    for (int c = 0; c < count; ++c) sos.insert(sos.end(), {uint8_t(c + 1), 0x00});
+    sos.insert(sos.end(), {uint8_t(spec.predictor), 0, uint8_t(spec.pointTransform)});
+    segment(out, 0xDA, sos);
+
+    // A scan of one component codes one sample per MCU, in the component's raster order.
+    const bool single = count == 1;
+    const int planeAcross = (spec.width + maxH - 1) / maxH;
+    const int mcusAcross = single ? spec.width : planeAcross, mcusDown = single ? spec.height : (spec.height + maxV - 1) / maxV;
+    std::vector<int> widths(static_cast<size_t>(count), 0);
+    std::vector<int> firstRow(static_cast<size_t>(count), 0);
+    for (int c = 0; c < count; ++c) widths[size_t(c)] = planeAcross * (spec.sampling[size_t(c)] >> 4);
+    const int32_t mid = 1 << (spec.precision - spec.pointTransform - 1);
+    Bits bits;
+    int restartNumber = 0;
+    for (int m = 0; m < mcusAcross * mcusDown; ++m) {
+        const int mx = m % mcusAcross, my = m / mcusAcross;
+        if (spec.restartInterval && m && m % spec.restartInterval == 0) {
+            bits.pad();
+            bits.out.insert(bits.out.end(), {0xFF, uint8_t(0xD0 + (restartNumber++ & 7))});
+            for (int c = 0; c < count; ++c) firstRow[size_t(c)] = single ? my : my * (spec.sampling[size_t(c)] & 15);
+        }
+        for (int c = 0; c < count; ++c) {
+            const int h = single ? 1 : spec.sampling[size_t(c)] >> 4, v = single ? 1 : spec.sampling[size_t(c)] & 15;
+            const int w = widths[size_t(c)];
+            const std::vector<int32_t>& p = planes[size_t(c)];
+            for (int vy = 0; vy < v; ++vy)
+                for (int hx = 0; hx < h; ++hx) {
+                    const int x = mx * h + hx, y = my * v + vy;
+                    auto at = [&](int xx, int yy) { return p[size_t(yy) * size_t(w) + size_t(xx)]; };
+                    int32_t px;
+                    if (y == firstRow[size_t(c)]) px = x == 0 ? mid : at(x - 1, y);
+                    else if (x == 0) px = at(0, y - 1);
+                    else {
+                        int32_t ra = at(x - 1, y), rb = at(x, y - 1), rc = at(x - 1, y - 1);
+                        switch (spec.predictor) {
+                            case 1: px = ra; break;
+                            case 2: px = rb; break;
+                            case 3: px = rc; break;
+                            case 4: px = ra + rb - rc; break;
+                            case 5: px = ra + ((rb - rc) >> 1); break;
+                            case 6: px = rb + ((ra - rc) >> 1); break;
+                            default: px = (ra + rb) >> 1; break;
+                        }
+                    }
+                    int32_t d = (at(x, y) - px) & 0xFFFF;
+                    if (d >= 0x8000) d -= 0x10000;
+                    if (d == -32768) {
+                        bits.put(codes[16], lengths[16]);  // 32768: the category alone
+                        continue;
+                    }
+                    uint32_t magnitude = uint32_t(d < 0 ? -d : d);
+                    int category = 0;
+                    while ((magnitude >> category) != 0) ++category;
+                    bits.put(codes[category], lengths[category]);
+                    if (category) bits.put(uint32_t(d < 0 ? d - 1 : d) & ((1u << category) - 1), category);
+                }
+        }
+    }
+    bits.pad();
+    out.insert(out.end(), bits.out.begin(), bits.out.end());
+    out.insert(out.end(), {0xFF, 0xD9});
+    return out;
+}
+
+}  // namespace standard_test
