@@ -41,9 +41,34 @@ int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* c
     const HuffmanLookupTable* lookup = component->acLookupTable;
     const HuffmanCode* codes = component->acCodeTable;
     const uint32_t maxLength = component->acMaxCodeLength;
+    const uint32_t* fast = lookup && codes ? fastHuffmanTable(lookup, maxLength) : nullptr;
     const int32_t* quant = component->quant;
     uint32_t k = 0;
     for (;;) {
+        uint32_t entry = peekCodeWithValue(bf, fast);
+        if (entry != 0) {
+            uint32_t symbol = fastSymbol(entry), r = symbol >> 4, s = symbol & 15;
+            if (s != 0) {
+                k += r + 1;
+                if (k > 63) {
+                    consumeBits(bf, fastCodeLength(entry));  // the value bits stay unread
+                    reportJpegError(KJ_TEXT("AC"));
+                    return -1;
+                }
+                consumeBits(bf, fastCodeLength(entry) + s);
+                block[zigzagToNatural[k]] = dequantise(fastValue(entry), quant[k]);
+                if (k == 63) return 0;
+                continue;
+            }
+            consumeBits(bf, fastCodeLength(entry));
+            if (r == 0) return 0;
+            k += 16;
+            if (k > static_cast<uint32_t>(kRunawayIndex)) {
+                reportJpegError(KJ_TEXT("AC"));
+                return -1;
+            }
+            continue;
+        }
         int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
         if (symbol < 0) {
             reportJpegError(KJ_TEXT("AC"));
@@ -79,8 +104,26 @@ int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRe
     const HuffmanLookupTable* lookup = component->acLookupTable;
     const HuffmanCode* codes = component->acCodeTable;
     const uint32_t maxLength = component->acMaxCodeLength;
+    const uint32_t* fast = lookup && codes ? fastHuffmanTable(lookup, maxLength) : nullptr;
     int32_t k = 0;
     while (k < keepLimit) {
+        // Value bits are read before the index is checked here, so a quick
+        // entry may take code and value together.
+        uint32_t entry = peekCodeWithValue(bf, fast);
+        if (entry != 0) {
+            int32_t symbol = static_cast<int32_t>(fastSymbol(entry)), r = symbol >> 4, s = symbol & 15;
+            consumeBits(bf, fastCodeLength(entry) + static_cast<uint32_t>(s));
+            if (s != 0) {
+                k += r + 1;
+                if (k > 63) return -1;
+                block[zigzagToNatural[k]] = dequantise(fastValue(entry), component->quant[k]);
+            } else if (r == 0) {
+                return 0;
+            } else {
+                k += 16;
+            }
+            continue;
+        }
         int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
         if (symbol < 0) {
             reportJpegError(KJ_TEXT("DC"));
@@ -99,6 +142,21 @@ int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRe
         }
     }
     for (;;) {
+        uint32_t entry = peekCodeWithValue(bf, fast);
+        if (entry != 0) {
+            int32_t symbol = static_cast<int32_t>(fastSymbol(entry)), r = symbol >> 4, s = symbol & 15;
+            consumeBits(bf, fastCodeLength(entry) + static_cast<uint32_t>(s));
+            if (s != 0) {
+                k += r + 1;
+                if (k >= 63) return k == 63 ? 0 : -1;
+            } else if (r == 0) {
+                return 0;
+            } else {
+                k += 16;
+                if (k > kRunawayIndex) return -1;
+            }
+            continue;
+        }
         int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
         if (symbol < 0) {
             reportJpegError(KJ_TEXT("DC"));

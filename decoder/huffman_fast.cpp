@@ -4,7 +4,7 @@
 
 void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxCodeLength) {
     const uint8_t* full = reinterpret_cast<const uint8_t*>(lookup);
-    auto* fast = const_cast<uint16_t*>(fastHuffmanTable(lookup, maxCodeLength));
+    auto* fast = const_cast<uint32_t*>(fastHuffmanTable(lookup, maxCodeLength));
     const uint32_t span = maxCodeLength >= kFastHuffmanBits ? 1u << (maxCodeLength - kFastHuffmanBits) : 1u;
     for (uint32_t i = 0; i < (1u << kFastHuffmanBits); ++i) {
         // The full table's indexes that start with these bits (or, for a
@@ -13,10 +13,17 @@ void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes,
         uint8_t k = full[first];
         bool sameForAll = true;
         for (uint32_t p = first + 1; p < first + span && sameForAll; ++p) sameForAll = full[p] == k;
-        uint16_t entry = 0;
+        uint32_t entry = 0;
         if (sameForAll && k != kNoCode && codes[k].length > 0 && codes[k].length <= kFastHuffmanBits &&
-            codes[k].length <= maxCodeLength && codes[k].symbol <= 0xFF)
-            entry = static_cast<uint16_t>(codes[k].length | codes[k].symbol << 8);
+            codes[k].length <= maxCodeLength && codes[k].symbol <= 0xFF) {
+            uint32_t length = codes[k].length, symbol = codes[k].symbol, s = symbol & 15;
+            entry = length | symbol << 8;
+            if (s != 0 && length + s <= kFastHuffmanBits) {
+                // The value bits follow the code within these leading bits.
+                uint32_t bits = (i >> (kFastHuffmanBits - length - s)) & ((1u << s) - 1);
+                entry |= static_cast<uint32_t>(static_cast<uint16_t>(extendValue(bits, s))) << 16;
+            }
+        }
         fast[i] = entry;
     }
 }

@@ -18,14 +18,23 @@
 #include "decoder/huffman_decode.h"
 
 // Short codes, indexed by the next kFastHuffmanBits bits: entry = code length
-// | symbol << 8, or 0 for a longer code (or none). The table lives in the same
-// block as the slot's lookup table, after its 2^maxCodeLength bytes.
+// | symbol << 8 | value << 16, or 0 for a longer code (or none). value is the
+// signed value of the s = symbol & 15 bits after the code when they lie
+// within the indexed bits too (code length + s <= kFastHuffmanBits), else 0.
+// The table lives in the same block as the slot's lookup table, after its
+// 2^maxCodeLength bytes.
 constexpr uint32_t kFastHuffmanBits = 10;
 
-inline const uint16_t* fastHuffmanTable(const HuffmanLookupTable* lookup, uint32_t maxCodeLength) {
-    uint32_t offset = ((1u << maxCodeLength) + 1u) & ~1u;
-    return reinterpret_cast<const uint16_t*>(reinterpret_cast<const uint8_t*>(lookup) + offset);
+inline uint32_t fastHuffmanOffset(uint32_t maxCodeLength) { return ((1u << maxCodeLength) + 3u) & ~3u; }
+
+inline const uint32_t* fastHuffmanTable(const HuffmanLookupTable* lookup, uint32_t maxCodeLength) {
+    return reinterpret_cast<const uint32_t*>(reinterpret_cast<const uint8_t*>(lookup) +
+                                             fastHuffmanOffset(maxCodeLength));
 }
+
+inline uint32_t fastCodeLength(uint32_t entry) { return entry & 0xFF; }
+inline uint32_t fastSymbol(uint32_t entry) { return (entry >> 8) & 0xFF; }
+inline int32_t fastValue(uint32_t entry) { return static_cast<int16_t>(entry >> 16); }
 
 // Tops the bit buffer up with whole bytes from the read buffer while they fit
 // and none of them is 0xFF.
@@ -68,6 +77,17 @@ inline void consumeBits(BitstreamFile* bf, uint32_t n) {
     bf->bitCount -= n;
 }
 
+// The entry for the next code when the table holds it with its value bits
+// and the buffer holds 16 bits (so that neither the plain peek nor the plain
+// value read would have refilled); 0 otherwise.
+inline uint32_t peekCodeWithValue(BitstreamFile* bf, const uint32_t* fast) {
+    if (bf->bitCount < 16) refillQuick(bf);
+    if (!fast || bf->bitCount < 16) return 0;
+    uint32_t entry = fast[bf->bitBuffer >> (32 - kFastHuffmanBits)];
+    if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
+    return entry;
+}
+
 // decodeHuffmanSymbol's result, reached quickly when the buffer allows.
 inline int32_t decodeHuffmanSymbolFast(BitstreamFile* bf, const HuffmanLookupTable* lookup, const HuffmanCode* codes,
                                        uint32_t maxCodeLength) {
@@ -78,8 +98,8 @@ inline int32_t decodeHuffmanSymbolFast(BitstreamFile* bf, const HuffmanLookupTab
     }
     uint32_t entry = fastHuffmanTable(lookup, maxCodeLength)[bf->bitBuffer >> (32 - kFastHuffmanBits)];
     if (entry != 0) {
-        consumeBits(bf, entry & 0xFF);
-        return static_cast<int32_t>(entry >> 8);
+        consumeBits(bf, fastCodeLength(entry));
+        return static_cast<int32_t>(fastSymbol(entry));
     }
     uint8_t k = reinterpret_cast<const uint8_t*>(lookup)[topBits(bf->bitBuffer, maxCodeLength)];
     if (k == kNoCode) return -1;
@@ -114,7 +134,7 @@ inline void skipBitsFast(BitstreamFile* bf, uint32_t s) {
 
 // Bytes to allocate for a slot's lookup table and the short-code table after it.
 inline uint32_t huffmanTableBytes(uint32_t maxCodeLength) {
-    return (((1u << maxCodeLength) + 1u) & ~1u) + 2u * (1u << kFastHuffmanBits);
+    return fastHuffmanOffset(maxCodeLength) + 4u * (1u << kFastHuffmanBits);
 }
 
 // Fills the short-code table from a built lookup table and its code list.
