@@ -59,7 +59,8 @@ void inverseDctPrecise(const int32_t* coefficients, int32_t* samples) {
         for (int x = 0; x < 8; ++x) {
             double sum = 0;
             for (int u = 0; u < 8; ++u) sum += cosines[x][u] * rows[y * 8 + u];
-            samples[y * 8 + x] = static_cast<int32_t>(std::floor(sum / 2 + 0.5));
+            double value = std::floor(sum / 2 + 0.5);  // limited first: hostile coefficients overflow int
+            samples[y * 8 + x] = static_cast<int32_t>(value < -65536 ? -65536 : (value > 65536 ? 65536 : value));
         }
 }
 
@@ -190,7 +191,7 @@ void standardImageSize(const JpegContext* context, int32_t scale, uint32_t* widt
 
 int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale) {
     StandardDecode* sd = context->dec.standard;
-    if (!rect || !rect->bits || scale < 0) return 0;
+    if (!rect || !rect->bits || rect->height <= 0 || scale < 0) return 0;
     if (scale > 3) scale = 3;
     if (scale != sd->scale) {
         sd->scale = scale;
@@ -207,6 +208,8 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     }
     uint32_t wanted = rows & 0xFFFF;
     if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
+    // Never below the caller's rectangle.
+    if (wanted > static_cast<uint32_t>(rect->height)) wanted = static_cast<uint32_t>(rect->height);
     const uint32_t columns = rect->width < 0 ? 0 : (uint32_t(rect->width) < outWidth ? uint32_t(rect->width) : outWidth);
     const uint32_t factor = 1u << (3 - scale);
     const uint64_t rowValues = uint64_t{sd->width} * channels;

@@ -25,11 +25,16 @@ BlockPass passOf(const StandardDecode* sd) {
     return scan.ah == 0 ? BlockPass::AcFirst : BlockPass::AcRefine;
 }
 
+// The predictor wraps rather than overflows on hostile data.
+void addDifference(StandardComponent& component, int32_t difference) {
+    component.dcPredictor = static_cast<int32_t>(static_cast<uint32_t>(component.dcPredictor) + static_cast<uint32_t>(difference));
+}
+
 [[nodiscard]] bool decodeSequentialBlock(ScanWalk& w, int16_t* block, StandardComponent& component, uint32_t i) {
     const StandardScan& scan = w.sd->scan;
     int32_t s = decodeEntropySymbol(w.reader, w.sd->dcTables[scan.dcTable[i]]);
     if (s < 0 || s > 15) return false;
-    if (s) component.dcPredictor += extendBits(getEntropyBits(w.reader, static_cast<uint32_t>(s)), static_cast<uint32_t>(s));
+    if (s) addDifference(component, extendBits(getEntropyBits(w.reader, static_cast<uint32_t>(s)), static_cast<uint32_t>(s)));
     block[0] = static_cast<int16_t>(component.dcPredictor);
     const StandardHuffman& ac = w.sd->acTables[scan.acTable[i]];
     for (uint32_t k = 1; k < 64; ++k) {
@@ -51,7 +56,7 @@ BlockPass passOf(const StandardDecode* sd) {
 [[nodiscard]] bool decodeDcFirst(ScanWalk& w, int16_t* block, StandardComponent& component, uint32_t i) {
     int32_t s = decodeEntropySymbol(w.reader, w.sd->dcTables[w.sd->scan.dcTable[i]]);
     if (s < 0 || s > 15) return false;
-    if (s) component.dcPredictor += extendBits(getEntropyBits(w.reader, static_cast<uint32_t>(s)), static_cast<uint32_t>(s));
+    if (s) addDifference(component, extendBits(getEntropyBits(w.reader, static_cast<uint32_t>(s)), static_cast<uint32_t>(s)));
     block[0] = static_cast<int16_t>(static_cast<uint32_t>(component.dcPredictor) << w.sd->scan.al);
     return true;
 }

@@ -241,6 +241,32 @@ TEST(StandardModeOutput, ReducedScalesAverageTheFullPicture) {
             }
 }
 
+TEST(StandardModeDamage, DamagedFilesFailOrDecodeWithoutHarm) {
+    // Sanitizer builds watch the reads and writes; here only the outcome's kind is checked.
+    PeerSpec progressive = colour({{2, 2}, {1, 1}, {1, 1}});
+    progressive.progressive = true;
+    progressive.restartBlocks = 2;
+    PeerSpec separate = colour({{4, 1}, {1, 1}, {1, 1}});
+    separate.scans = {scan({2}, 0, 63, 0, 0), scan({0}, 0, 63, 0, 0), scan({1}, 0, 63, 0, 0)};
+    ReportCapture quiet;
+    uint32_t noise = 99;
+    for (const PeerSpec& spec : {progressive, separate}) {
+        const std::vector<uint8_t> good = encoded(spec);
+        for (int trial = 0; trial < 150; ++trial) {
+            std::vector<uint8_t> bad = good;
+            for (int hits = 0; hits < 1 + trial % 4; ++hits) {
+                noise = noise * 1103515245u + 12345u;
+                size_t at = 2 + (noise >> 8) % (bad.size() - 4);
+                bad[at] = uint8_t(trial % 3 == 0 ? 0xFF : bad[at] ^ (noise >> 24));
+            }
+            if (trial % 10 == 9) bad.erase(bad.begin() + ptrdiff_t(bad.size() / 2), bad.end() - 2);  // cut, EOI kept
+            Picture ours;
+            (void)ourDecode(bad, kStandard, 3, ours);
+            (void)ourDecode(bad, kStandard, 3, ours, 1);
+        }
+    }
+}
+
 #endif  // KELJPEG_HAVE_LIBJPEG
 
 // ---- Lossless frames: exact, checked against the samples written ----
