@@ -15,7 +15,7 @@ struct ComponentRecord;
 // Rows delivered by this call; 0 on any failure. rows: low 16 bits used.
 // A pass begins when rowsDelivered is 0 or equals the frame's lines: all
 // scans are decoded first (or one scan, with progressiveMode bit 0 set).
-int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t rows);
+[[nodiscard]] int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t rows);
 
 // ---- Scan decoders: one block each; 0, or -1 on a coding error ----
 // DC first pass: clears the block, predicts, stores dcPredictor << Al.
