@@ -75,9 +75,11 @@ typedef struct JpegContext* JpegHandle;
  *  - restart markers in every kind of scan, progressive ones included (end-
  *    of-band runs and DC predictors restart), and DC first scans that code
  *    components separately, each with its own predictor;
- *  - fill bytes 0xFF before any marker; table segments (DHT, DQT, DRI) between
- *    scans; 16-bit quantisation tables, each component using the table in
- *    force when its first scan starts; 12-bit DCT frames (output 8 bits);
+ *  - fill bytes 0xFF before any marker; every segment skipped by its own
+ *    length (a JFIF thumbnail never shifts the parse); table segments (DHT,
+ *    DQT, DRI) between scans, a new DRI redefining the restart interval;
+ *    16-bit quantisation tables, each component using the table in force
+ *    when its first scan starts; 12-bit DCT frames (output 8 bits);
  *  - sampling factors 1 to 4 in any combination (4:1:1, 3x1 ...), expanded by
  *    replication; a height of 0 in the frame header taken from DNL (reported
  *    back in params->height);
