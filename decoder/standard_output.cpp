@@ -208,6 +208,8 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     }
     uint32_t wanted = rows & 0xFFFF;
     if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
+    // Rows are written from the top of rect, never below its height.
+    if (rect->height > 0 && wanted > uint32_t(rect->height)) wanted = uint32_t(rect->height);
     // Never below the caller's rectangle.
     if (wanted > static_cast<uint32_t>(rect->height)) wanted = static_cast<uint32_t>(rect->height);
     const uint32_t columns = rect->width < 0 ? 0 : (uint32_t(rect->width) < outWidth ? uint32_t(rect->width) : outWidth);

@@ -90,8 +90,9 @@ typedef struct JpegContext* JpegHandle;
  *    is RGB (no YCbCr conversion), four components are CMYK (transform 0) or
  *    YCCK (transform 2) stored inverted as Adobe writes them and shown as
  *    blue-green-red; without Adobe or JFIF, identifiers 'R','G','B' mean RGB;
- *  - rows are counted per call (rows = rows wanted now); the reduced scales
- *    average the full-size picture and exist for every frame type.
+ *  - rows are counted per call (rows = rows wanted now, written from the top
+ *    of rect, at most rect->height of them when that is set); the reduced
+ *    scales average the full-size picture and exist for every frame type.
  * The whole stream is read by the prolog, so JPEG_OPT_PARTIAL_BITSTREAM is
  * refused ("Illegal options"); a progressive frame may still be shown one
  * scan per pass (jpegDecodeSetProgressiveMode). */
