@@ -7,6 +7,7 @@
 #include "encoder/encode_prolog.h"
 #include "encoder/encode_tables.h"
 #include "encoder/forward_dct.h"
+#include "encoder/kernels.h"
 
 namespace encoder {
 
@@ -76,12 +77,16 @@ Magnitude magnitudeOf(int32_t v) { return lookUp(v); }
 
 void jpegEncodeMcu(JpegContext* context) {
     BitstreamFile* bf = context->bitstream;
+    const EncoderKernels& kernels = encoderKernels();
     int16_t* block = context->enc.mcuBlocks;
     for (uint32_t c = 0; c < context->enc.componentCount; ++c) {
         ComponentRecord& record = context->components[c];
         for (uint32_t b = 0; b < record.blocksInMcu; ++b, block += 64) {
-            forwardDct(block);
-            codeBlock(bf, record, block);
+            kernels.forwardDct(block);
+            if (kernels.plain)
+                codeBlock(bf, record, block);
+            else
+                codeBlockFast(bf, record, block, kernels);
         }
     }
     jpegEncodeCountMcuForRestart(context);

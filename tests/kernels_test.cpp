@@ -11,6 +11,8 @@
 #include "KelJPEG.h"
 #include "decoder/colour_tables.h"
 #include "decoder/kernels.h"
+#include "encoder/forward_dct.h"
+#include "encoder/kernels.h"
 #include "test_support.h"
 
 namespace {
@@ -275,6 +277,64 @@ TEST(VectorKernels, DamagedPicturesDecodeAlikeWithFastPathsOnAndOff) {
         }
     }
     forceScalarKernels(false);
+}
+
+// ---- Encoder ----
+
+std::vector<encoder::EncoderKernels> vectorEncoderKernels() {
+    std::vector<encoder::EncoderKernels> out;
+#if KELJPEG_X86_KERNELS
+    out.push_back({"sse2", false, encoder::forwardDctSse2, encoder::quantiseSse2});
+    if (haveAvx2()) out.push_back({"avx2", false, encoder::forwardDctAvx2, encoder::quantiseAvx2});
+#endif
+#if KELJPEG_NEON_KERNELS
+    out.push_back({"neon", false, encoder::forwardDctNeon, encoder::quantiseNeon});
+#endif
+    return out;
+}
+
+TEST(VectorKernels, ForwardTransformAndQuantiserMatchThePlainOnes) {
+    std::mt19937 rng(4242);
+    std::uniform_int_distribution<int> sample(-128, 128), coefficient(-32768, 32767), divisor(8, 8 * 255);
+    for (const encoder::EncoderKernels& kernels : vectorEncoderKernels()) {
+        for (int trial = 0; trial < 20000; ++trial) {
+            Block expected(64), actual;
+            for (auto& v : expected)
+                v = static_cast<int16_t>(trial % 4 == 0 ? ((rng() & 1) ? 128 : -128) : sample(rng));
+            actual = expected;
+            encoder::forwardDct(expected.data());
+            kernels.forwardDct(actual.data());
+            ASSERT_EQ(expected, actual) << kernels.name << " transform, trial " << trial;
+        }
+        for (int trial = 0; trial < 20000; ++trial) {
+            int16_t zigzag[64];
+            int32_t divisors[64], expected[64], actual[64];
+            for (int k = 0; k < 64; ++k) {
+                zigzag[k] = static_cast<int16_t>(trial % 3 ? coefficient(rng) / (1 + trial % 50) : coefficient(rng));
+                divisors[k] = trial % 5 == 0 ? 8 : divisor(rng);
+            }
+            // Values just around the rounding steps of every divisor.
+            for (int k = 0; k < 8; ++k) zigzag[k] = static_cast<int16_t>((divisors[k] / 2) * (k - 4) + (k & 1));
+            uint64_t expectedMask = encoder::quantiseScalar(zigzag, divisors, expected);
+            uint64_t actualMask = kernels.quantise(zigzag, divisors, actual);
+            ASSERT_EQ(expectedMask, actualMask) << kernels.name << " trial " << trial;
+            ASSERT_EQ(0, std::memcmp(expected, actual, sizeof expected)) << kernels.name << " trial " << trial;
+        }
+    }
+}
+
+TEST(VectorKernels, EncodedStreamsAreTheSameWithFastPathsOnAndOff) {
+    for (const Shape& shape : kShapes)
+        for (int quality : {1, 30, 75, 100})
+            for (uint16_t restart : {0, 5}) {
+                encoder::forceScalarEncoderKernels(true);
+                std::vector<uint8_t> plain = encodePicture(shape.sampling, shape.components, 83, 37, quality, restart, 5);
+                encoder::forceScalarEncoderKernels(false);
+                std::vector<uint8_t> fast = encodePicture(shape.sampling, shape.components, 83, 37, quality, restart, 5);
+                ASSERT_FALSE(plain.empty());
+                ASSERT_TRUE(plain == fast) << "sampling " << shape.sampling << " q" << quality << " restart "
+                                           << restart << " (kernels " << encoder::encoderKernels().name << ")";
+            }
 }
 
 }  // namespace
