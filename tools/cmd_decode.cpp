@@ -2,13 +2,14 @@
 // only, as a host application would drive it.
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "KelJPEG.h"
+#include "batch.h"
+#include "cli_io.h"
 #include "commands.h"
+#include "conversions.h"
 #include "decode_passes.h"
 #include "dib_file.h"
 #include "image_write.h"
@@ -18,48 +19,85 @@ namespace {
 constexpr uint16_t kSofLossless = 0xFFC3;
 
 const char* kDecodeUsage =
-    "usage: keljpeg decode IN.jpg OUT.bmp|OUT.ppm|OUT.pgm [--scale N] [--bmp-depth D] [--legacy]\n"
-    "       keljpeg decode IN.jpg [OUT] --passes DIR [--legacy]\n"
+    "usage: keljpeg decode [OPTIONS] IN.jpg OUT\n"
+    "       keljpeg decode [OPTIONS] --out-dir DIR IN.jpg...\n"
+    "       keljpeg decode [OPTIONS] IN.jpg [OUT] --passes DIR\n"
+    "\n"
+    "Decodes JPEG to an uncompressed picture. OUT ends in .bmp, .ppm, .pgm or .pnm\n"
+    "(PPM for colour, PGM for grey); IN.jpg \"-\" reads standard input and OUT \"-\"\n"
+    "writes standard output (as PNM unless --format says otherwise). Lossless\n"
+    "frames above 8 bits give 16-bit PPM/PGM samples.\n"
+    "\n"
+    "options:\n"
     "  --scale N       1/8, 1/4, 1/2 or 1 (default), or the codes 0..3\n"
+    "  --format F      bmp, ppm, pgm or pnm: the output format for \"-\" and --out-dir\n"
+    "                  (default pnm), or instead of OUT's extension\n"
+    "  --bmp-depth D   8, 16, 24 or 32: write the BMP the library's bitmap output makes\n"
+    "                  (colour into 8 bits: dithered 202-colour palette, full size only)\n"
     "  --legacy        read the file as the legacy decoder does (sequential frames in one\n"
     "                  interleaved scan, sampling 1 or 2, no Adobe colour; reduced scales\n"
     "                  for sequential frames only); by default every standard file is read\n"
     "  --passes DIR    progressive frames: one picture per scan, DIR/pass-NN.ppm (or .pgm)\n"
-    "  --bmp-depth D   8, 16, 24 or 32: write the BMP the library's bitmap output makes\n"
-    "                  (colour into 8 bits: dithered 202-colour palette, full size only)\n";
+    "  --out-dir DIR   batch mode: decode every IN.jpg to DIR/NAME.ppm (.pgm, .bmp)\n"
+    "  --jobs N        batch mode: N worker threads (default: one per processor core)\n"
+    "  --quiet, -q     no progress line and no notes\n";
 
 struct DecodeOptions {
-    std::string input, output;
-    int32_t scale = 3;
+    std::vector<std::string> inputs;
+    std::string output;
+    DecodeSettings settings;
     int bmpDepth = 0;  // 0: the tool's own BMP writer
+    ImageFormat format = ImageFormat::Unknown;  // Unknown: from OUT's extension
     std::string passesDir;
-    bool legacy = false;
+    BatchOptions batch;
 };
 
-bool parseDecodeArgs(const Args& args, DecodeOptions& o) {
-    std::vector<std::string> names;
+// Returns "" or the reason the arguments make no sense.
+std::string parseDecodeArgs(const Args& args, DecodeOptions& o) {
     for (size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--scale" && i + 1 < args.size()) {
-            if (!parseScaleArgument(args[++i], o.scale)) return false;
-        } else if (args[i] == "--legacy") {
-            o.legacy = true;
-        } else if (args[i] == "--passes" && i + 1 < args.size()) {
+        const std::string& a = args[i];
+        bool hasValue = i + 1 < args.size();
+        int batchOption = takeBatchOption(args, i, o.batch);
+        if (batchOption < 0) return "missing or bad value for " + a;
+        if (batchOption > 0) continue;
+        if (a == "--scale") {
+            if (!hasValue || !parseScaleArgument(args[++i], o.settings.scale)) return "--scale takes 1/8, 1/4, 1/2 or 1";
+        } else if (a == "--legacy") {
+            o.settings.legacy = true;
+        } else if (a == "--passes") {
+            if (!hasValue) return "--passes needs a directory";
             o.passesDir = args[++i];
-        } else if (args[i] == "--bmp-depth" && i + 1 < args.size()) {
-            const std::string& v = args[++i];
-            if (v != "8" && v != "16" && v != "24" && v != "32") return false;
+        } else if (a == "--format") {
+            if (!hasValue || (o.format = imageFormatNamed(args[++i])) == ImageFormat::Unknown)
+                return "--format takes bmp, ppm, pgm or pnm";
+        } else if (a == "--bmp-depth") {
+            const std::string v = hasValue ? args[++i] : "";
+            if (v != "8" && v != "16" && v != "24" && v != "32") return "--bmp-depth takes 8, 16, 24 or 32";
             o.bmpDepth = std::stoi(v);
-        } else if (!args[i].empty() && args[i][0] == '-') {
-            return false;
+        } else if (a.size() > 1 && a[0] == '-') {
+            return "unknown option " + a;
         } else {
-            names.push_back(args[i]);
+            o.inputs.push_back(a);
         }
     }
-    // With --passes the final picture's file is optional.
-    if (names.size() != 2 && !(names.size() == 1 && !o.passesDir.empty())) return false;
-    o.input = names[0];
-    if (names.size() == 2) o.output = names[1];
-    return true;
+    if (o.inputs.empty()) return "no input file";
+    if (!o.batch.outDir.empty()) {
+        if (!o.passesDir.empty()) return "--passes decodes one file; it does not go with --out-dir";
+    } else if (o.inputs.size() == 2) {
+        o.output = o.inputs[1];
+        o.inputs.pop_back();
+    } else if (o.inputs.size() != 1 || o.passesDir.empty()) {
+        return o.inputs.size() == 1 ? "no output file" : "several input files need --out-dir DIR";
+    }
+    if (o.bmpDepth) {
+        if (o.format == ImageFormat::Unknown && !o.output.empty() && o.output != "-") o.format = imageFormatFor(o.output);
+        if (o.format != ImageFormat::Unknown && o.format != ImageFormat::Bmp) return "--bmp-depth needs BMP output";
+        o.format = ImageFormat::Bmp;
+    }
+    if (o.format == ImageFormat::Unknown && !o.output.empty() && o.output != "-") {
+        if (imageFormatFor(o.output) == ImageFormat::Unknown) return "output name must end in .bmp, .ppm, .pgm or .pnm";
+    }
+    return "";
 }
 
 // Largest vertical sampling factor of the frame: the MCU height is 8 times it.
@@ -85,11 +123,6 @@ void prepareCanvas(Canvas& canvas, uint32_t width, uint32_t rows, uint32_t bytes
     canvas.rect.bitsPerPixel = static_cast<int32_t>(bytesPerPixel * 8);
     canvas.rect.bits = canvas.storage.data();
     canvas.rect.size = static_cast<uint32_t>(canvas.storage.size());
-}
-
-int fail(const std::string& message) {
-    std::fprintf(stderr, "keljpeg decode: %s\n", message.c_str());
-    return 1;
 }
 
 // Decodes the opened frame into picture; returns an error text or "".
@@ -128,58 +161,91 @@ std::string decodeFrame(JpegHandle h, const JpegDecodeParams& params, const Fram
     return "";
 }
 
+// The output format: --format, else OUT's extension; PNM for standard output.
+ImageFormat outputFormat(const DecodeOptions& o, const std::string& output) {
+    if (o.format != ImageFormat::Unknown) return o.format;
+    if (isStandardStream(output) || !o.batch.outDir.empty()) return ImageFormat::Pnm;
+    return imageFormatFor(output);
+}
+
+struct OpenDecode {
+    JpegDecodeParams params{};
+    FrameHeader frame{};
+    JpegHandle handle = 0;
+    uint32_t height = 0;  // from the frame header or the DNL segment
+};
+
+std::string openDecode(const JpegInput& input, const DecodeSettings& settings, OpenDecode& d) {
+    if (!settings.legacy) d.params.options = JPEG_OPT_STANDARD;
+    d.handle = startJpegDecode(input, d.params);
+    if (!d.handle) return "not a JPEG stream the library can decode";
+    (void)jpegGetFrameHeader(d.handle, &d.frame);
+    d.height = d.params.height != 0 ? d.params.height : heightFromDnl(input);
+    if (d.params.width == 0 || d.height == 0) return "the image has no width or height";
+    return "";
+}
+
+// Decodes one file; in batch mode output lacks the extension, which follows
+// from the picture. Returns "" or an error text.
+std::string decodeFile(const DecodeOptions& o, const std::string& inputName, const std::string& output) {
+    std::string error;
+    JpegInput input;
+    if (!openJpegInput(inputName, input, error)) return error;
+    OpenDecode d;
+    error = openDecode(input, o.settings, d);
+    const ImageFormat format = outputFormat(o, output);
+    const std::string target = o.batch.outDir.empty() ? output : output + (o.bmpDepth ? ".bmp" : "");
+    DecodedPicture picture;
+    if (!error.empty()) {
+        // nothing to decode; the handle, if any, is still closed below
+    } else if (!o.passesDir.empty()) {
+        int passes = 0;
+        error = decodeProgressivePasses(d.handle, d.params, d.height, o.passesDir, picture, passes);
+        if (error.empty() && !o.batch.quiet)
+            std::fprintf(stderr, "keljpeg decode: %d passes written to %s\n", passes, o.passesDir.c_str());
+    } else if (o.bmpDepth) {
+        error = decodeToDibFile(d.handle, o.settings.scale, o.bmpDepth, d.height, target);
+    } else {
+        error = decodeFrame(d.handle, d.params, d.frame, d.height, o.settings.scale, picture);
+    }
+    if (d.handle) (void)jpegDecodeEpilog(d.handle);
+    if (!error.empty() || o.bmpDepth || output.empty()) return error;
+    std::string path = o.batch.outDir.empty() ? output : output + extensionFor(format, picture);
+    (void)writePictureAs(path, format, picture, error);
+    return error;
+}
+
 }  // namespace
 
-uint32_t heightFromDnl(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    // The last DNL segment (FF DC 00 04 followed by the line count).
-    if (bytes.size() < 6) return 0;
-    for (size_t i = bytes.size() - 5; i-- > 0;) {
-        if (bytes[i] == 0xFF && bytes[i + 1] == 0xDC && bytes[i + 2] == 0 && bytes[i + 3] == 4)
-            return (uint32_t{bytes[i + 4]} << 8) | bytes[i + 5];
-    }
-    return 0;
+std::string decodeToPicture(const JpegInput& input, const DecodeSettings& settings, DecodedPicture& picture) {
+    OpenDecode d;
+    std::string error = openDecode(input, settings, d);
+    if (error.empty()) error = decodeFrame(d.handle, d.params, d.frame, d.height, settings.scale, picture);
+    if (d.handle) (void)jpegDecodeEpilog(d.handle);
+    return error;
 }
 
 int runDecode(const Args& args) {
-    DecodeOptions o;
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
         std::printf("%s", kDecodeUsage);
         return 0;
     }
-    if (!parseDecodeArgs(args, o)) {
-        std::fprintf(stderr, "%s", kDecodeUsage);
+    DecodeOptions o;
+    std::string problem = parseDecodeArgs(args, o);
+    if (!problem.empty()) {
+        std::fprintf(stderr, "keljpeg decode: %s\n\n%s", problem.c_str(), kDecodeUsage);
         return 2;
     }
-    if (!o.output.empty() && imageFormatFor(o.output) == ImageFormat::Unknown) return fail("output name must end in .bmp, .ppm or .pgm");
-    if (o.bmpDepth && imageFormatFor(o.output) != ImageFormat::Bmp) return fail("--bmp-depth needs a .bmp output");
-
-    JpegDecodeParams params{};
-    if (!o.legacy) params.options = JPEG_OPT_STANDARD;
-    auto name = libraryPath(o.input);
-    JpegHandle h = jpegDecodeProlog(name.c_str(), &params);
-    if (!h) return fail("cannot decode " + o.input);
-    FrameHeader frame{};
-    (void)jpegGetFrameHeader(h, &frame);
-    uint32_t height = params.height != 0 ? params.height : heightFromDnl(o.input);
-    std::string error;
-    DecodedPicture picture;
-    if (params.width == 0 || height == 0) {
-        error = "the image has no width or height";
-    } else if (!o.passesDir.empty()) {
-        int passes = 0;
-        error = decodeProgressivePasses(h, params, height, o.passesDir, picture, passes);
-        if (error.empty()) std::printf("%d passes written to %s\n", passes, o.passesDir.c_str());
-    } else if (o.bmpDepth) {
-        error = decodeToDibFile(h, o.scale, o.bmpDepth, height, o.output);
-        (void)jpegDecodeEpilog(h);
-        return error.empty() ? 0 : fail(error + ": " + o.input);
-    } else {
-        error = decodeFrame(h, params, frame, height, o.scale, picture);
+    installReportPrinter("decode");
+    ConvertFile convert = [&o](const std::string& in, const std::string& out) { return decodeFile(o, in, out); };
+    if (!o.batch.outDir.empty()) {
+        // The dither tables of 8-bit colour bitmaps are shared by the process.
+        unsigned maxWorkers = o.bmpDepth == 8 ? 1 : 0;
+        return runBatch("decode", o.inputs, "", o.batch, convert, maxWorkers);
     }
-    (void)jpegDecodeEpilog(h);
-    if (!error.empty()) return fail(error + ": " + o.input);
-    if (!o.output.empty() && !writePicture(o.output, picture, error)) return fail(error);
-    return 0;
+    setReportFile(o.inputs[0]);
+    std::string error = convert(o.inputs[0], o.output);
+    if (error.empty()) return 0;
+    std::fprintf(stderr, "keljpeg decode: %s: %s\n", displayName(o.inputs[0]).c_str(), error.c_str());
+    return 1;
 }

@@ -1,5 +1,6 @@
 // keljpeg encode: BMP, PPM, PGM or planar YUV 4:2:0 to baseline JPEG through
-// the library's encode calls.
+// the library's encode calls; one file, standard streams, or many files in
+// batch mode.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -7,45 +8,49 @@
 #include <vector>
 
 #include "KelJPEG.h"
+#include "batch.h"
+#include "cli_io.h"
 #include "commands.h"
+#include "conversions.h"
 #include "dib_file.h"
 #include "image_read.h"
 
-namespace {
-
-const char kUsage[] =
-    "usage: keljpeg encode [OPTIONS] IN OUT.jpg\n"
-    "\n"
-    "IN is a BMP, binary PPM (P6) or PGM (P5) file, or with --yuv420 a planar\n"
-    "frame (width*height luma bytes, then the U and V planes at quarter size).\n"
-    "\n"
-    "options:\n"
+const char kEncodeOptionsHelp[] =
     "  --quality N             1..100, default 75\n"
     "  --sampling S            444, 422, 440 or 420 (default) for colour input\n"
     "  --restart N             a restart marker every N MCUs\n"
     "  --fine-tables           the fixed fine quantisation tables instead of --quality\n"
     "  --jfif-density X,Y,U    JFIF densities and units (0 aspect, 1 dpi, 2 dpcm); default 1,1,0\n"
     "  --no-jfif               leave out the JFIF segment\n"
-    "  --yuv420 WxH            IN is a planar 4:2:0 frame of that size\n"
     "  --dnl                   write height 0 in the frame header and the real\n"
     "                          height in a DNL segment (many decoders reject this)\n"
     "  --interleaved-grey      apply --sampling to grey input too (the blocks are\n"
     "                          then coded in an order other decoders misread)\n";
 
-struct EncodeOptions {
-    std::string input, output;
-    uint32_t quality = 75;
-    uint32_t samplingY = 0x22;  // of the first component; chroma is always 1x1
-    uint32_t restart = 0;
-    bool fineTables = false;
-    bool jfif = true;
-    uint16_t xDensity = 1, yDensity = 1;
-    uint8_t units = 0;
-    bool yuv = false;
-    uint32_t yuvWidth = 0, yuvHeight = 0;
-    bool dnl = false;
-    bool interleavedGrey = false;
-};
+namespace {
+
+const char kUsageHead[] =
+    "usage: keljpeg encode [OPTIONS] IN OUT.jpg\n"
+    "       keljpeg encode [OPTIONS] --out-dir DIR IN...\n"
+    "\n"
+    "IN is a BMP (1, 4, 8, 16, 24 or 32 bits), binary PPM (P6) or PGM (P5) file\n"
+    "of 8 or 16 bits per sample, or with --yuv420 a planar frame (width*height\n"
+    "luma bytes, then the U and V planes at quarter size). IN \"-\" reads standard\n"
+    "input and OUT.jpg \"-\" writes standard output.\n"
+    "\n"
+    "options:\n";
+
+const char kUsageTail[] =
+    "  --yuv420 WxH            IN is a planar 4:2:0 frame of that size\n"
+    "  --out-dir DIR           batch mode: encode every IN to DIR/NAME.jpg\n"
+    "  --jobs N                batch mode: N worker threads (default: one per core)\n"
+    "  --quiet, -q             no progress line and no warnings\n";
+
+void printUsage(FILE* out) {
+    std::fputs(kUsageHead, out);
+    std::fputs(kEncodeOptionsHelp, out);
+    std::fputs(kUsageTail, out);
+}
 
 bool parseNumber(const std::string& text, uint32_t low, uint32_t high, uint32_t& value) {
     if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos) return false;
@@ -81,70 +86,6 @@ bool parseSize(const std::string& text, uint32_t& w, uint32_t& h) {
            parseNumber(text.substr(x + 1), 2, 65535, h);
 }
 
-// Returns 0 to go on, 1 after --help, 2 on a usage error.
-int parseOptions(const Args& args, EncodeOptions& o) {
-    std::vector<std::string> positional;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string& a = args[i];
-        auto value = [&](std::string& out) {
-            if (i + 1 >= args.size()) return false;
-            out = args[++i];
-            return true;
-        };
-        std::string v;
-        bool ok = true;
-        if (a == "--help" || a == "-h") {
-            std::fputs(kUsage, stdout);
-            return 1;
-        } else if (a == "--quality") ok = value(v) && parseNumber(v, 1, 100, o.quality);
-        else if (a == "--sampling") ok = value(v) && parseSampling(v, o.samplingY);
-        else if (a == "--restart") ok = value(v) && parseNumber(v, 0, 65535, o.restart);
-        else if (a == "--fine-tables") o.fineTables = true;
-        else if (a == "--jfif-density") ok = value(v) && parseDensity(v, o);
-        else if (a == "--no-jfif") o.jfif = false;
-        else if (a == "--yuv420") ok = (o.yuv = value(v) && parseSize(v, o.yuvWidth, o.yuvHeight));
-        else if (a == "--dnl") o.dnl = true;
-        else if (a == "--interleaved-grey") o.interleavedGrey = true;
-        else if (a.size() > 1 && a[0] == '-') ok = false;
-        else positional.push_back(a);
-        if (!ok) {
-            std::fprintf(stderr, "keljpeg encode: bad option or value near '%s'\n\n%s", a.c_str(), kUsage);
-            return 2;
-        }
-    }
-    if (positional.size() != 2) {
-        std::fputs(kUsage, stderr);
-        return 2;
-    }
-    o.input = positional[0];
-    o.output = positional[1];
-    return 0;
-}
-
-// UTF-8 to the library's UTF-16 file names.
-std::basic_string<KelChar16> wideName(const std::string& s) {
-    std::basic_string<KelChar16> out;
-    for (size_t i = 0; i < s.size();) {
-        uint32_t c = static_cast<uint8_t>(s[i]);
-        int extra = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
-        if (extra) c &= 0x3F >> extra;
-        for (++i; extra > 0 && i < s.size(); --extra, ++i) c = (c << 6) | (static_cast<uint8_t>(s[i]) & 0x3F);
-        if (c >= 0x10000) {
-            c -= 0x10000;
-            out += static_cast<KelChar16>(0xD800 + (c >> 10));
-            c = 0xDC00 + (c & 0x3FF);
-        }
-        out += static_cast<KelChar16>(c);
-    }
-    return out;
-}
-
-void KELJPEG_CALL printReport(void*, const KelChar16*, int32_t, const KelChar16*, const KelChar16* line, uint32_t) {
-    std::fputs("keljpeg encode: library: ", stderr);
-    for (int i = 0; line[i]; ++i) std::fputc(line[i] < 0x80 ? static_cast<char>(line[i]) : '?', stderr);
-    std::fputc('\n', stderr);
-}
-
 struct Source {
     PixelImage image;              // rectangle input
     std::vector<uint8_t> planes;   // planar input
@@ -152,23 +93,27 @@ struct Source {
     bool isDib = false;
 };
 
-bool loadSource(const EncodeOptions& o, Source& source) {
+// Reads the input file (or standard input) into source. Returns "" or an error text.
+std::string loadSource(const std::string& name, const EncodeOptions& o, Source& source) {
     std::string error;
-    if (!o.yuv && (source.isDib = readDibFile(o.input, source.dib, error))) {
+    std::vector<uint8_t> bytes;
+    if (!readAllBytes(name, bytes, error)) return error;
+    const std::string shown = isStandardStream(name) ? "standard input" : name;
+    if (o.yuv) {
+        source.planes = std::move(bytes);
+        if (!takeYuv420Planes(shown, o.yuvWidth, o.yuvHeight, source.planes, error)) return error;
+        source.image = PixelImage{o.yuvWidth, o.yuvHeight, 3, {}};
+        return "";
+    }
+    if ((source.isDib = readDibBytes(bytes, source.dib, error))) {
         const BITMAPINFOHEADER& h = *source.dib.header();
         uint32_t components = source.dib.grey ? 1 : 3;
         source.image = PixelImage{static_cast<uint32_t>(h.biWidth), static_cast<uint32_t>(h.biHeight), components, {}};
-        return true;
+        return "";
     }
-    if (!error.empty()) {
-        std::fprintf(stderr, "keljpeg encode: %s\n", error.c_str());
-        return false;
-    }
-    bool ok = o.yuv ? readYuv420File(o.input, o.yuvWidth, o.yuvHeight, source.planes, error)
-                    : readPixelImage(o.input, source.image, error);
-    if (!ok) std::fprintf(stderr, "keljpeg encode: %s\n", error.c_str());
-    if (ok && o.yuv) source.image = PixelImage{o.yuvWidth, o.yuvHeight, 3, {}};
-    return ok;
+    if (!error.empty()) return error;
+    (void)readPixelImageBytes(bytes, shown, source.image, error);
+    return error;
 }
 
 JpegEncodeParams paramsFor(const EncodeOptions& o, const PixelImage& image, JfifInfo* jfif) {
@@ -185,12 +130,12 @@ JpegEncodeParams paramsFor(const EncodeOptions& o, const PixelImage& image, Jfif
     return p;
 }
 
-void warnAboutUnusualStreams(const EncodeOptions& o, const PixelImage& image) {
+void warnAboutUnusualStreams(const EncodeOptions& o) {
     if (o.dnl)
         std::fprintf(stderr, "keljpeg encode: warning: --dnl writes height 0 and a DNL segment; "
                              "many decoders cannot read such a file\n");
-    if (o.interleavedGrey && image.components == 1 && o.samplingY != 0x11)
-        std::fprintf(stderr, "keljpeg encode: warning: grey with sampling other than 1x1 is coded in "
+    if (o.interleavedGrey && o.samplingY != 0x11)
+        std::fprintf(stderr, "keljpeg encode: warning: grey input with sampling other than 1x1 is coded in "
                              "interleaved block order; other decoders will misread it\n");
     if (o.yuv && o.interleavedGrey)
         std::fprintf(stderr, "keljpeg encode: note: --interleaved-grey has no effect on planar input\n");
@@ -214,32 +159,124 @@ bool encodeRect(JpegHandle handle, const PixelImage& image, uint32_t mcuHeight) 
     return true;
 }
 
-}  // namespace
-
-int runEncode(const Args& args) {
-    EncodeOptions o;
-    if (int r = parseOptions(args, o)) return r == 1 ? 0 : 2;
-    Source source;
-    if (!loadSource(o, source)) return 1;
+// Encodes the source to a file, or through a memory block to standard output.
+std::string encodeSource(const Source& source, const EncodeOptions& o, const std::string& output) {
     const PixelImage& image = source.image;
-    warnAboutUnusualStreams(o, image);
-
+    const bool toStdout = isStandardStream(output);
     JfifInfo jfif{o.xDensity, o.yDensity, o.units, 0, 0, {0}};
     JpegEncodeParams params = paramsFor(o, image, &jfif);
-    jpegSetReportHandler(printReport, nullptr);
-    JpegHandle handle = jpegEncodeProlog(wideName(o.output).c_str(), &params);
-    if (!handle) {
-        std::fprintf(stderr, "keljpeg encode: cannot start encoding '%s'\n", o.output.c_str());
-        return 1;
-    }
+    if (toStdout) params.options |= JPEG_OPT_MEMORY;
+    auto name = libraryPath(output);
+    JpegHandle handle = jpegEncodeProlog(toStdout ? nullptr : name.c_str(), &params);
+    if (!handle) return "cannot start encoding '" + output + "'";
     uint32_t samplingV = (params.samplingFactors >> (8 * (image.components - 1))) & 15;
-    bool ok = o.yuv      ? jpegEncodeFromYUV411(handle, source.planes.data(), image.width, image.height) == image.height
+    bool ok = o.yuv          ? jpegEncodeFromYUV411(handle, source.planes.data(), image.width, image.height) == image.height
               : source.isDib ? encodeDibStrips(handle, source.dib, 8 * samplingV)
                              : encodeRect(handle, image, 8 * samplingV);
     bool closed = jpegEncodeEpilog(handle) == 0;
-    if (!ok || !closed) {
-        std::fprintf(stderr, "keljpeg encode: writing '%s' failed\n", o.output.c_str());
-        return 1;
+    std::string error;
+    if (toStdout && params.outputBuffer) {
+        std::vector<uint8_t> bytes(params.outputBuffer, params.outputBuffer + params.outputSize);
+        jpegFreeMemory(params.outputBuffer);
+        if (ok && closed && !writeAllBytes(output, bytes, error)) return error;
     }
-    return 0;
+    if (!ok || !closed) return toStdout ? "encoding failed" : "writing '" + output + "' failed";
+    return "";
+}
+
+std::string encodeFile(const EncodeOptions& o, const std::string& input, const std::string& output) {
+    Source source;
+    std::string error = loadSource(input, o, source);
+    return error.empty() ? encodeSource(source, o, output) : error;
+}
+
+}  // namespace
+
+int takeEncodeOption(const Args& args, size_t& i, EncodeOptions& o, bool withInput) {
+    const std::string& a = args[i];
+    auto value = [&](std::string& out) {
+        if (i + 1 >= args.size()) return false;
+        out = args[++i];
+        return true;
+    };
+    std::string v;
+    bool ok = true;
+    if (a == "--quality") ok = value(v) && parseNumber(v, 1, 100, o.quality);
+    else if (a == "--sampling") ok = value(v) && parseSampling(v, o.samplingY);
+    else if (a == "--restart") ok = value(v) && parseNumber(v, 0, 65535, o.restart);
+    else if (a == "--fine-tables") o.fineTables = true;
+    else if (a == "--jfif-density") ok = value(v) && parseDensity(v, o);
+    else if (a == "--no-jfif") o.jfif = false;
+    else if (a == "--yuv420" && withInput) ok = (o.yuv = value(v) && parseSize(v, o.yuvWidth, o.yuvHeight));
+    else if (a == "--dnl") o.dnl = true;
+    else if (a == "--interleaved-grey") o.interleavedGrey = true;
+    else return 0;
+    return ok ? 1 : -1;
+}
+
+std::string encodePixels(const PixelImage& image, const EncodeOptions& o, const std::string& output) {
+    Source source;
+    source.image = image;
+    return encodeSource(source, o, output);
+}
+
+PixelImage pixelsOf(const DecodedPicture& picture) {
+    PixelImage image{picture.width, picture.height, picture.components < 3 ? 1u : 3u, {}};
+    const size_t samples = size_t{image.width} * image.height * image.components;
+    const uint32_t maxValue = picture.maxValue ? picture.maxValue : picture.bytesPerSample == 2 ? 65535 : 255;
+    image.pixels.resize(samples);
+    for (size_t i = 0; i < samples; ++i) {
+        // Lossless colour comes in component order; the encoder takes blue first.
+        size_t c = i % image.components, pixel = i / image.components;
+        size_t from = pixel * picture.components + (image.components == 3 && picture.rgbOrder ? 2 - c : c);
+        uint32_t v = picture.pixels[from * picture.bytesPerSample];
+        if (picture.bytesPerSample == 2) {
+            uint16_t wide;
+            std::memcpy(&wide, &picture.pixels[from * 2], 2);
+            v = wide;
+        }
+        image.pixels[i] = static_cast<uint8_t>(maxValue == 255 ? v : (v * 255 + maxValue / 2) / maxValue);
+    }
+    return image;
+}
+
+int runEncode(const Args& args) {
+    EncodeOptions o;
+    BatchOptions batch;
+    std::vector<std::string> names;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (a == "--help" || a == "-h") {
+            printUsage(stdout);
+            return 0;
+        }
+        int taken = takeEncodeOption(args, i, o, true);
+        if (taken == 0) taken = takeBatchOption(args, i, batch);
+        if (taken < 0 || (taken == 0 && a.size() > 1 && a[0] == '-')) {
+            std::fprintf(stderr, "keljpeg encode: %s '%s'\n\n", taken < 0 ? "missing or bad value for" : "unknown option",
+                         a.c_str());
+            printUsage(stderr);
+            return 2;
+        }
+        if (taken == 0) names.push_back(a);
+    }
+    const char* problem = names.empty() ? "no input file"
+                          : batch.outDir.empty() && names.size() == 1 ? "no output file"
+                          : batch.outDir.empty() && names.size() > 2  ? "several input files need --out-dir DIR"
+                                                                      : nullptr;
+    if (problem) {
+        std::fprintf(stderr, "keljpeg encode: %s\n\n", problem);
+        printUsage(stderr);
+        return 2;
+    }
+    if (!batch.quiet) warnAboutUnusualStreams(o);
+    installReportPrinter("encode");
+    ConvertFile convert = [&o](const std::string& in, const std::string& out) { return encodeFile(o, in, out); };
+    if (!batch.outDir.empty()) return runBatch("encode", names, ".jpg", batch, convert);
+    setReportFile(names[0]);
+    std::string error = convert(names[0], names[1]);
+    if (error.empty()) return 0;
+    std::fprintf(stderr, "keljpeg encode: %s: %s\n", isStandardStream(names[0]) ? "standard input" : names[0].c_str(),
+                 error.c_str());
+    return 1;
 }

@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "KelJPEG.h"
+#include "cli_io.h"
 #include "commands.h"
+#include "jpeg_input.h"
 #include "image_write.h"
 
 namespace {
@@ -42,35 +44,77 @@ void printFrame(const JpegDecodeParams& params, const FrameHeader& frame, uint32
     std::printf("restart interval: %u MCUs%s\n", params.restartInterval, params.restartInterval ? "" : " (none)");
 }
 
-}  // namespace
+const char kInfoUsage[] =
+    "usage: keljpeg info [--legacy] IN.jpg...\n"
+    "\n"
+    "Shows what the decoder learns from each file's headers: frame type and\n"
+    "precision, size, components and sampling, restart interval, JFIF density\n"
+    "and thumbnail. IN.jpg \"-\" reads standard input.\n"
+    "\n"
+    "options:\n"
+    "  --legacy   read the headers as the legacy decoder does\n";
 
-int runInfo(const Args& args) {
-    const bool legacy = args.size() == 2 && args[1] == "--legacy";
-    if ((args.size() != 1 && !legacy) || args[0] == "--help" || args[0] == "-h") {
-        std::fprintf(args.size() == 1 ? stdout : stderr, "usage: keljpeg info FILE.jpg [--legacy]\n");
-        return args.size() == 1 ? 0 : 2;
+// Prints one file's headers; returns false when they cannot be read.
+bool describeFile(const std::string& name, bool legacy) {
+    std::string error;
+    JpegInput input;
+    if (!openJpegInput(name, input, error)) {
+        std::fprintf(stderr, "keljpeg info: %s\n", error.c_str());
+        return false;
     }
     // Room for the densities and the largest thumbnail (255 x 255 pixels).
     std::vector<uint8_t> jfif(7 + 255 * 255 * 3, 0);
     JpegDecodeParams params{};
     params.options = legacy ? JPEG_OPT_JFIF : JPEG_OPT_JFIF | JPEG_OPT_STANDARD;
     params.jfifInfo = reinterpret_cast<JfifInfo*>(jfif.data());
-    auto name = libraryPath(args[0]);
-    JpegHandle h = jpegDecodeProlog(name.c_str(), &params);
+    setReportFile(name);
+    JpegHandle h = startJpegDecode(input, params);
     if (!h) {
-        std::fprintf(stderr, "keljpeg info: cannot read the headers of %s\n", args[0].c_str());
-        return 1;
+        std::fprintf(stderr, "keljpeg info: cannot read the headers of %s\n", displayName(name).c_str());
+        return false;
     }
     FrameHeader frame{};
     (void)jpegGetFrameHeader(h, &frame);
     (void)jpegDecodeEpilog(h);
-    std::printf("file:             %s\n", args[0].c_str());
-    printFrame(params, frame, params.height == 0 ? heightFromDnl(args[0]) : 0);
+    std::printf("file:             %s\n", displayName(name).c_str());
+    printFrame(params, frame, params.height == 0 ? heightFromDnl(input) : 0);
     const JfifInfo* info = params.jfifInfo;
     if (info->xDensity == 0 && info->yDensity == 0)
         std::printf("JFIF density:     none\n");
     else
         std::printf("JFIF density:     %u x %u (%s), thumbnail %u x %u\n", info->xDensity, info->yDensity,
                     densityUnitName(info->units), info->thumbnailWidth, info->thumbnailHeight);
-    return 0;
+    return true;
+}
+
+}  // namespace
+
+int runInfo(const Args& args) {
+    bool legacy = false;
+    std::vector<std::string> names;
+    for (const std::string& a : args) {
+        if (a == "--help" || a == "-h") {
+            std::fputs(kInfoUsage, stdout);
+            return 0;
+        }
+        if (a == "--legacy") {
+            legacy = true;
+        } else if (a.size() > 1 && a[0] == '-') {
+            std::fprintf(stderr, "keljpeg info: unknown option %s\n\n%s", a.c_str(), kInfoUsage);
+            return 2;
+        } else {
+            names.push_back(a);
+        }
+    }
+    if (names.empty()) {
+        std::fprintf(stderr, "keljpeg info: no input file\n\n%s", kInfoUsage);
+        return 2;
+    }
+    installReportPrinter("info");
+    bool allRead = true;
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (i) std::printf("\n");
+        allRead = describeFile(names[i], legacy) && allRead;
+    }
+    return allRead ? 0 : 1;
 }

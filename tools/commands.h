@@ -12,10 +12,7 @@ int runDemo(const Args& args);
 int runEncode(const Args& args);
 int runDecode(const Args& args);
 int runInfo(const Args& args);
-
-// Lines given by the last DNL segment of a JPEG file, or 0 (for frames whose
-// header says 0 lines).
-uint32_t heightFromDnl(const std::string& path);
+int runTranscode(const Args& args);
 
 struct Command {
     const char* name;

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "cli_io.h"
+
 namespace {
 
 constexpr size_t kFileHeaderBytes = 14;
@@ -53,6 +55,11 @@ bool readDibFile(const std::string& path, DibFile& dib, std::string& error) {
     error.clear();
     std::ifstream in(path, std::ios::binary);
     std::vector<uint8_t> file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return readDibBytes(file, dib, error);
+}
+
+bool readDibBytes(const std::vector<uint8_t>& file, DibFile& dib, std::string& error) {
+    error.clear();
     if (file.size() < 2 || file[0] != 'B' || file[1] != 'M') return false;
     if (file.size() < kFileHeaderBytes + kInfoHeaderBytes) return fail(error, "BMP file too short");
     uint32_t offset = le32(&file[10]);
@@ -118,7 +125,6 @@ std::string decodeToDibFile(JpegHandle handle, int32_t scale, int depth, uint32_
     put32(out, offset);
     out.insert(out.end(), dib.info.begin(), dib.info.begin() + kInfoHeaderBytes + paletteBytes);
     out.insert(out.end(), dib.bits.begin(), dib.bits.end());
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(out.data()), static_cast<std::streamsize>(out.size()));
-    return file ? "" : "cannot write '" + path + "'";
+    std::string error;
+    return writeAllBytes(path, out, error) ? "" : error;
 }

@@ -26,10 +26,14 @@ struct DibFile {
 // message for a BMP that is damaged.
 bool readDibFile(const std::string& path, DibFile& dib, std::string& error);
 
+// The same for a file's bytes already in memory.
+bool readDibBytes(const std::vector<uint8_t>& file, DibFile& dib, std::string& error);
+
 // Encodes the bitmap's rows top to bottom in strips of whole MCU rows.
 bool encodeDibStrips(JpegHandle handle, const DibFile& dib, uint32_t mcuHeight);
 
 // Decodes the opened image at scale into a BMP file of depth bits per pixel
-// (8, 16, 24 or 32); height is used when the frame leaves it to a DNL segment.
+// (8, 16, 24 or 32), or to standard output for "-"; height is used when the
+// frame leaves it to a DNL segment.
 // Returns an error text, or "" on success.
 std::string decodeToDibFile(JpegHandle handle, int32_t scale, int depth, uint32_t height, const std::string& path);

@@ -130,10 +130,11 @@ bool readNetpbm(const std::vector<uint8_t>& b, PixelImage& image, std::string& e
         return fail(error, "bad PPM/PGM header");
     if (width == 0 || height == 0 || width > kMaxDimension || height > kMaxDimension)
         return fail(error, "bad PPM/PGM size");
-    if (maxval == 0 || maxval > 255) return fail(error, "only 8-bit PPM/PGM files are supported");
+    if (maxval == 0 || maxval > 65535) return fail(error, "bad PPM/PGM maximum value");
     ++pos;  // the single white-space byte before the samples
     size_t count = static_cast<size_t>(width) * height * components;
-    if (pos > b.size() || b.size() - pos < count) return fail(error, "PPM/PGM pixel data truncated");
+    size_t sampleBytes = maxval > 255 ? 2 : 1;  // wide samples: most significant byte first
+    if (pos > b.size() || (b.size() - pos) / sampleBytes < count) return fail(error, "PPM/PGM pixel data truncated");
     image.width = width;
     image.height = height;
     image.components = components;
@@ -141,7 +142,9 @@ bool readNetpbm(const std::vector<uint8_t>& b, PixelImage& image, std::string& e
     for (size_t i = 0; i < count; i += components) {
         for (uint32_t c = 0; c < components; ++c) {
             // Samples are red, green, blue; the library wants blue first.
-            uint32_t v = b[pos + i + (components == 3 ? 2 - c : 0)];
+            size_t at = pos + (i + (components == 3 ? 2 - c : 0)) * sampleBytes;
+            uint32_t v = sampleBytes == 2 ? (uint32_t{b[at]} << 8) | b[at + 1] : b[at];
+            if (v > maxval) v = maxval;
             image.pixels[i + c] = static_cast<uint8_t>(maxval == 255 ? v : (v * 255 + maxval / 2) / maxval);
         }
     }
@@ -153,18 +156,28 @@ bool readNetpbm(const std::vector<uint8_t>& b, PixelImage& image, std::string& e
 bool readPixelImage(const std::string& path, PixelImage& image, std::string& error) {
     std::vector<uint8_t> bytes;
     if (!loadFile(path, bytes, error)) return false;
+    return readPixelImageBytes(bytes, path, image, error);
+}
+
+bool readPixelImageBytes(const std::vector<uint8_t>& bytes, const std::string& name, PixelImage& image,
+                         std::string& error) {
     if (bytes.size() >= 2 && bytes[0] == 'B' && bytes[1] == 'M') return readBmp(bytes, image, error);
     if (bytes.size() >= 2 && bytes[0] == 'P' && (bytes[1] == '5' || bytes[1] == '6')) return readNetpbm(bytes, image, error);
-    return fail(error, "'" + path + "' is not a BMP, binary PPM or PGM file");
+    return fail(error, "'" + name + "' is not a BMP, binary PPM or PGM file");
 }
 
 bool readYuv420File(const std::string& path, uint32_t width, uint32_t height, std::vector<uint8_t>& planes,
                     std::string& error) {
     if (!loadFile(path, planes, error)) return false;
+    return takeYuv420Planes(path, width, height, planes, error);
+}
+
+bool takeYuv420Planes(const std::string& name, uint32_t width, uint32_t height, std::vector<uint8_t>& planes,
+                      std::string& error) {
     size_t luma = static_cast<size_t>(width) * height;
     size_t need = luma + 2 * (luma / 4);
     if (planes.size() < need)
-        return fail(error, "'" + path + "' holds " + std::to_string(planes.size()) + " bytes, a " +
+        return fail(error, "'" + name + "' holds " + std::to_string(planes.size()) + " bytes, a " +
                                std::to_string(width) + "x" + std::to_string(height) + " frame needs " +
                                std::to_string(need));
     planes.resize(need);

@@ -5,12 +5,9 @@
 #include <cstdio>
 #include <memory>
 
-namespace {
+#include "cli_io.h"
 
-struct FileCloser {
-    void operator()(FILE* f) const { std::fclose(f); }
-};
-using File = std::unique_ptr<FILE, FileCloser>;
+namespace {
 
 void putLe16(std::vector<uint8_t>& out, uint32_t v) {
     out.push_back(static_cast<uint8_t>(v));
@@ -127,28 +124,44 @@ ImageFormat imageFormatFor(const std::string& path) {
     if (dot == std::string::npos) return ImageFormat::Unknown;
     std::string ext = path.substr(dot + 1);
     std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-    if (ext == "bmp") return ImageFormat::Bmp;
-    if (ext == "ppm") return ImageFormat::Ppm;
-    if (ext == "pgm") return ImageFormat::Pgm;
+    return imageFormatNamed(ext);
+}
+
+ImageFormat imageFormatNamed(const std::string& name) {
+    if (name == "bmp") return ImageFormat::Bmp;
+    if (name == "ppm") return ImageFormat::Ppm;
+    if (name == "pgm") return ImageFormat::Pgm;
+    if (name == "pnm") return ImageFormat::Pnm;
     return ImageFormat::Unknown;
 }
 
+std::string extensionFor(ImageFormat format, const DecodedPicture& picture) {
+    switch (format) {
+        case ImageFormat::Bmp: return ".bmp";
+        case ImageFormat::Ppm: return ".ppm";
+        case ImageFormat::Pgm: return ".pgm";
+        case ImageFormat::Pnm: return picture.components >= 3 ? ".ppm" : ".pgm";
+        case ImageFormat::Unknown: break;
+    }
+    return "";
+}
+
 bool writePicture(const std::string& path, const DecodedPicture& picture, std::string& error) {
+    return writePictureAs(path, imageFormatFor(path), picture, error);
+}
+
+bool writePictureAs(const std::string& path, ImageFormat format, const DecodedPicture& picture, std::string& error) {
     std::vector<uint8_t> bytes;
-    switch (imageFormatFor(path)) {
+    switch (format) {
         case ImageFormat::Bmp: bytes = encodeBmp(picture); break;
         case ImageFormat::Ppm: bytes = encodePnm(picture, true); break;
         case ImageFormat::Pgm: bytes = encodePnm(picture, false); break;
+        case ImageFormat::Pnm: bytes = encodePnm(picture, picture.components >= 3); break;
         case ImageFormat::Unknown:
-            error = "output name must end in .bmp, .ppm or .pgm: " + path;
+            error = "output name must end in .bmp, .ppm, .pgm or .pnm: " + path;
             return false;
     }
-    File f(std::fopen(path.c_str(), "wb"));
-    if (!f || std::fwrite(bytes.data(), 1, bytes.size(), f.get()) != bytes.size()) {
-        error = "cannot write " + path;
-        return false;
-    }
-    return true;
+    return writeAllBytes(path, bytes, error);
 }
 
 std::basic_string<KelChar16> libraryPath(const std::string& s) {

@@ -22,15 +22,25 @@ struct DecodedPicture {
     std::vector<uint8_t> pixels;
 };
 
-enum class ImageFormat { Bmp, Ppm, Pgm, Unknown };
+// Pnm: PPM (P6) for colour pictures, PGM (P5) for grey ones.
+enum class ImageFormat { Bmp, Ppm, Pgm, Pnm, Unknown };
 
-// By extension: .bmp, .ppm, .pgm (any case).
+// By extension: .bmp, .ppm, .pgm, .pnm (any case).
 ImageFormat imageFormatFor(const std::string& path);
+
+// By name: "bmp", "ppm", "pgm" or "pnm".
+ImageFormat imageFormatNamed(const std::string& name);
+
+// The extension a picture is written with: ".ppm" or ".pgm" for Pnm.
+std::string extensionFor(ImageFormat format, const DecodedPicture& picture);
 
 // Writes the picture; a colour picture written as PGM, or grey as PPM, is
 // converted (luma by the usual weights, or grey repeated). On failure returns
 // false with a message in error.
 bool writePicture(const std::string& path, const DecodedPicture& picture, std::string& error);
+
+// Writes the picture in format to path, or to standard output for "-".
+bool writePictureAs(const std::string& path, ImageFormat format, const DecodedPicture& picture, std::string& error);
 
 // UTF-8 path to the library's UTF-16 file name.
 std::basic_string<KelChar16> libraryPath(const std::string& path);

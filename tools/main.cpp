@@ -9,15 +9,17 @@ namespace {
 
 const Command kCommands[] = {
     {"demo", "show the library at work on the built-in sample", runDemo},
-    {"encode", "encode a BMP, PPM, PGM or planar YUV 4:2:0 file to JPEG", runEncode},
-    {"decode", "decode a JPEG file to BMP, PPM or PGM", runDecode},
-    {"info", "show the frame, sampling, restart interval and JFIF values of a JPEG file", runInfo},
+    {"encode", "encode BMP, PPM, PGM or planar YUV 4:2:0 files to JPEG", runEncode},
+    {"decode", "decode JPEG files to BMP, PPM or PGM", runDecode},
+    {"transcode", "re-encode JPEG files at another quality, sampling or restart interval", runTranscode},
+    {"info", "show the frame, sampling, restart interval and JFIF values of JPEG files", runInfo},
 };
 
 void printUsage(FILE* out) {
     std::fprintf(out, "usage: keljpeg COMMAND [ARGS...]\n\ncommands:\n");
     for (const Command& c : kCommands) std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
-    std::fprintf(out, "\nkeljpeg COMMAND --help describes one command.\n");
+    std::fprintf(out, "\nkeljpeg COMMAND --help describes one command. A file name \"-\" stands for\n"
+                      "standard input or output; --out-dir DIR converts many files at once.\n");
 }
 
 }  // namespace
