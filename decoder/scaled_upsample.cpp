@@ -33,10 +33,10 @@ void replicate(const int16_t* src, int16_t* dst, int32_t n, int32_t top, int32_t
 }
 
 // Widens one block into the positions left and right (each sample twice across).
-void widen(const ScaledMcu& mcu, uint32_t component, const int16_t* src, uint32_t leftPos, uint32_t rightPos) {
+void widen(const ScaledMcu& mcu, uint32_t component, int16_t* src, uint32_t leftPos, uint32_t rightPos) {
     if (mcu.n == 1) {
-        point(mcu, component, leftPos, const_cast<int16_t*>(src));
-        point(mcu, component, rightPos, const_cast<int16_t*>(src));
+        point(mcu, component, leftPos, src);
+        point(mcu, component, rightPos, src);
         return;
     }
     int16_t* left = scratchBlock(mcu, component, leftPos);
@@ -48,10 +48,10 @@ void widen(const ScaledMcu& mcu, uint32_t component, const int16_t* src, uint32_
 }
 
 // Heightens one block into the positions above and below (each row twice).
-void heighten(const ScaledMcu& mcu, uint32_t component, const int16_t* src, uint32_t topPos, uint32_t bottomPos) {
+void heighten(const ScaledMcu& mcu, uint32_t component, int16_t* src, uint32_t topPos, uint32_t bottomPos) {
     if (mcu.n == 1) {
-        point(mcu, component, topPos, const_cast<int16_t*>(src));
-        point(mcu, component, bottomPos, const_cast<int16_t*>(src));
+        point(mcu, component, topPos, src);
+        point(mcu, component, bottomPos, src);
         return;
     }
     int16_t* top = scratchBlock(mcu, component, topPos);
@@ -63,10 +63,10 @@ void heighten(const ScaledMcu& mcu, uint32_t component, const int16_t* src, uint
 }
 
 // One block over the four positions of a 2 x 2 MCU, quadrant by quadrant.
-void quadruple(const ScaledMcu& mcu, uint32_t component, const int16_t* src) {
+void quadruple(const ScaledMcu& mcu, uint32_t component, int16_t* src) {
     for (uint32_t q = 0; q < 4; ++q) {
         if (mcu.n == 1) {
-            point(mcu, component, q, const_cast<int16_t*>(src));
+            point(mcu, component, q, src);
             continue;
         }
         int16_t* dst = scratchBlock(mcu, component, q);
