@@ -1,0 +1,251 @@
+#!/bin/sh
+# The keljpeg program as a user drives it: help and argument errors, round
+# trips through every input format, standard streams, batch mode against
+# single runs, and transcode as decode-then-encode.
+# usage: cli_test.sh PATH/TO/keljpeg
+set -u
+KELJPEG=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+[ -x "$KELJPEG" ] || { echo "no program $1" >&2; exit 1; }
+WORK=$(mktemp -d "${TMPDIR:-/tmp}/keljpeg-cli.XXXXXX")
+trap 'rm -rf "$WORK"' EXIT
+cd "$WORK" || exit 1
+export LC_ALL=C
+failures=0
+
+fail() {
+    echo "FAIL: $*" >&2
+    failures=$((failures + 1))
+}
+
+# Runs keljpeg; the exit status is kept in $status, stderr in err.txt.
+run() {
+    "$KELJPEG" "$@" 2>err.txt
+    status=$?
+}
+
+expect_status() {  # WANT DESCRIPTION -- ARGS...
+    want=$1 what=$2
+    shift 3
+    run "$@" >out.txt
+    case $want in
+        0) [ "$status" -eq 0 ] || { fail "$what: status $status: $(cat err.txt)"; return; } ;;
+        nonzero) [ "$status" -ne 0 ] || { fail "$what: succeeded"; return; }
+                 [ -s err.txt ] || fail "$what: no message on standard error" ;;
+    esac
+}
+
+same() {  # A B DESCRIPTION
+    cmp -s "$1" "$2" || fail "$3: $1 and $2 differ"
+}
+
+# Largest difference of the bytes of two equally long files.
+max_difference() {
+    cmp -l "$1" "$2" | awk '
+        function octal(s,   v, i) { v = 0; for (i = 1; i <= length(s); i++) v = v * 8 + substr(s, i, 1); return v }
+        { d = octal($2) - octal($3); if (d < 0) d = -d; if (d > m) m = d }
+        END { print m + 0 }'
+}
+
+# ---- test pictures ------------------------------------------------------
+# picture.awk writes a W x H picture with one of several kinds of pixels,
+# either as PPM/PGM (format pnm8, pnm16) or as a BMP of a given depth whose
+# pixels are exactly those of the PPM/PGM of the same kind.
+cat > picture.awk <<'AWK'
+function byte(v) { printf "%c", v % 256 }
+function le16(v) { byte(v); byte(int(v / 256)) }
+function le32(v) { le16(v % 65536); le16(int(v / 65536)) }
+# Red, green, blue of pixel x, y for each kind.
+function colour(x, y) {
+    if (kind == "smooth") { R = (x * 4 + y * 2) % 256; G = (128 + x * 3 - y) % 256; B = (y * 5) % 256 }
+    else if (kind == "two") { if ((x + y) % 5 < 2) { R = 200; G = 30; B = 60 } else { R = 20; G = 90; B = 220 } }
+    else if (kind == "grey16") { R = G = B = ((x + 2 * y) % 16) * 17 }
+    else if (kind == "palette") { i = (x * 7 + y * 3) % 256; R = (i * 37) % 256; G = (i * 11) % 256; B = 255 - i }
+    else if (kind == "rgb555") { R = (x % 32) * 8; G = ((y * 3) % 32) * 8; B = ((x + y) % 32) * 8 }
+    if (R < 0) R += 256; if (G < 0) G += 256
+}
+function index_of(x, y) {
+    if (kind == "two") return (x + y) % 5 < 2 ? 0 : 1
+    if (kind == "grey16") return (x + 2 * y) % 16
+    return (x * 7 + y * 3) % 256
+}
+BEGIN {
+    if (format == "pnm8" || format == "pnm16") {
+        wide = format == "pnm16"
+        printf "%s\n%d %d\n%d\n", grey ? "P5" : "P6", w, h, wide ? 65535 : 255
+        for (y = 0; y < h; y++) for (x = 0; x < w; x++) {
+            colour(x, y)
+            n = grey ? 1 : 3; v[0] = R; v[1] = G; v[2] = B
+            for (c = 0; c < n; c++) { if (wide) { byte(v[c]); byte(v[c]) } else byte(v[c]) }
+        }
+        exit
+    }
+    # BMP: depth 1, 4, 8 (palette), 16 (5-5-5), 24, 32; topdown=1 for a negative height.
+    colours = depth <= 8 ? 2 ^ depth : 0
+    row = int((w * depth + 31) / 32) * 4
+    offset = 54 + 4 * colours
+    printf "BM"; le32(offset + row * h); le32(0); le32(offset)
+    le32(40); le32(w); le32(topdown ? 4294967296 - h : h); le16(1); le16(depth); le32(0); le32(row * h)
+    le32(2835); le32(2835); le32(colours); le32(0)
+    for (i = 0; i < colours; i++) {
+        if (kind == "two") { if (i == 0) { R = 200; G = 30; B = 60 } else { R = 20; G = 90; B = 220 } }
+        else if (kind == "grey16") { R = G = B = i * 17 }
+        else { R = (i * 37) % 256; G = (i * 11) % 256; B = 255 - i }
+        byte(B); byte(G); byte(R); byte(0)
+    }
+    for (r = 0; r < h; r++) {
+        y = topdown ? r : h - 1 - r
+        written = 0; acc = 0; bits = 0
+        for (x = 0; x < w; x++) {
+            if (depth <= 8) {
+                acc = acc * 2 ^ depth + index_of(x, y); bits += depth
+                if (bits == 8) { byte(acc); written++; acc = 0; bits = 0 }
+                continue
+            }
+            colour(x, y)
+            if (depth == 16) { le16(int(R / 8) * 1024 + int(G / 8) * 32 + int(B / 8)); written += 2 }
+            else { byte(B); byte(G); byte(R); written += 3; if (depth == 32) { byte(0); written++ } }
+        }
+        if (bits) { byte(acc * 2 ^ (8 - bits)); written++ }
+        for (; written < row; written++) byte(0)
+    }
+}
+AWK
+
+picture() {  # OUT KIND FORMAT [awk assignments...]
+    out=$1 kind=$2 format=$3
+    shift 3
+    awk -v kind="$kind" -v format="$format" -v w=37 -v h=23 "$@" -f picture.awk > "$out"
+}
+
+picture smooth.ppm smooth pnm8
+picture smooth16.ppm smooth pnm16
+picture smooth.pgm smooth pnm8 -v grey=1
+picture smooth16.pgm smooth pnm16 -v grey=1
+
+# ---- help and argument errors -------------------------------------------
+expect_status 0 "keljpeg --help" -- --help
+for command in info decode encode transcode demo; do
+    expect_status 0 "$command --help" -- "$command" --help
+    grep -q "usage: keljpeg $command" out.txt || fail "$command --help: no usage line"
+done
+expect_status nonzero "no command" --
+expect_status nonzero "unknown command" -- frobnicate
+expect_status nonzero "encode: quality 0" -- encode --quality 0 smooth.ppm x.jpg
+expect_status nonzero "encode: bad sampling" -- encode --sampling 411 smooth.ppm x.jpg
+expect_status nonzero "encode: unknown option" -- encode --colour smooth.ppm x.jpg
+expect_status nonzero "encode: no output" -- encode smooth.ppm
+expect_status nonzero "encode: missing input" -- encode missing.ppm x.jpg
+grep -q "missing.ppm" err.txt || fail "encode: the message does not name the missing file"
+head -c 100 smooth.ppm > truncated.ppm
+expect_status nonzero "encode: truncated PPM" -- encode truncated.ppm x.jpg
+expect_status nonzero "decode: bad scale" -- decode --scale 1/3 a.jpg a.ppm
+expect_status nonzero "decode: unknown output format" -- decode a.jpg a.png
+expect_status nonzero "decode: several inputs without --out-dir" -- decode a.jpg b.jpg c.jpg
+expect_status nonzero "decode: a picture is no JPEG" -- decode smooth.ppm x.ppm
+expect_status nonzero "decode: missing file" -- decode missing.jpg x.ppm
+expect_status nonzero "info: missing file" -- info missing.jpg
+expect_status nonzero "transcode: no jobs" -- transcode --jobs 0 --out-dir d a.jpg
+[ -e x.jpg ] && fail "a failed encode left x.jpg behind"
+
+# ---- round trips ---------------------------------------------------------
+expect_status 0 "encode PPM" -- encode --quality 100 --sampling 444 smooth.ppm smooth.jpg
+expect_status 0 "decode to PPM" -- decode smooth.jpg back.ppm
+[ "$(max_difference smooth.ppm back.ppm)" -le 6 ] || fail "PPM round trip off by $(max_difference smooth.ppm back.ppm)"
+expect_status 0 "encode PGM" -- encode --quality 100 smooth.pgm grey.jpg
+expect_status 0 "decode to PGM" -- decode grey.jpg back.pgm
+[ "$(max_difference smooth.pgm back.pgm)" -le 3 ] || fail "PGM round trip off by $(max_difference smooth.pgm back.pgm)"
+expect_status 0 "info" -- info grey.jpg
+grep -q "components: *1" out.txt || fail "info: a grey file does not show one component"
+# 16-bit samples v*257 are the 8-bit samples v.
+expect_status 0 "encode 16-bit PPM" -- encode smooth16.ppm smooth16.jpg
+expect_status 0 "encode 8-bit PPM" -- encode smooth.ppm smooth8.jpg
+same smooth16.jpg smooth8.jpg "16-bit PPM"
+expect_status 0 "encode 16-bit PGM" -- encode smooth16.pgm grey16.jpg
+expect_status 0 "encode 8-bit PGM" -- encode smooth.pgm grey8.jpg
+same grey16.jpg grey8.jpg "16-bit PGM"
+
+# A BMP of each depth encodes to the bytes its PPM (or PGM, for a grey
+# palette) twin encodes to.
+for case in "1 two" "4 grey16" "8 palette" "16 rgb555" "24 smooth" "32 smooth" "24 smooth topdown"; do
+    set -- $case
+    depth=$1 kind=$2 topdown=0
+    [ $# -eq 3 ] && topdown=1
+    grey=0
+    [ "$kind" = grey16 ] && grey=1
+    picture "$kind-$depth.bmp" "$kind" bmp -v depth="$depth" -v topdown=$topdown
+    picture "$kind-twin.pnm" "$kind" pnm8 -v grey=$grey
+    expect_status 0 "encode $depth-bit BMP ($kind)" -- encode --sampling 444 "$kind-$depth.bmp" "bmp-$depth.jpg"
+    expect_status 0 "encode its twin" -- encode --sampling 444 "$kind-twin.pnm" "twin-$depth.jpg"
+    same "bmp-$depth.jpg" "twin-$depth.jpg" "$depth-bit BMP ($kind, top-down $topdown)"
+done
+
+# The library's own bitmaps read back as the pictures they hold.
+for depth in 16 24 32; do
+    expect_status 0 "decode --bmp-depth $depth" -- decode --bmp-depth "$depth" smooth.jpg "out-$depth.bmp"
+    expect_status 0 "encode the $depth-bit output" -- encode --quality 100 --sampling 444 "out-$depth.bmp" "again-$depth.jpg"
+    expect_status 0 "decode it" -- decode "again-$depth.jpg" "again-$depth.ppm"
+    [ "$(max_difference back.ppm "again-$depth.ppm")" -le 12 ] || fail "$depth-bit bitmap output does not hold the picture"
+done
+expect_status 0 "decode to BMP" -- decode smooth.jpg back.bmp
+expect_status 0 "encode the BMP" -- encode --quality 100 --sampling 444 back.bmp back-bmp.jpg
+expect_status 0 "encode the PPM" -- encode --quality 100 --sampling 444 back.ppm back-ppm.jpg
+same back-bmp.jpg back-ppm.jpg "BMP output"
+
+# ---- standard input and output -------------------------------------------
+"$KELJPEG" encode --quality 100 --sampling 444 - - < smooth.ppm > piped.jpg || fail "encode - -"
+same piped.jpg smooth.jpg "encode through pipes"
+"$KELJPEG" decode - - < smooth.jpg > piped.ppm || fail "decode - -"
+same piped.ppm back.ppm "decode through pipes"
+"$KELJPEG" decode - - < grey.jpg > piped.pgm || fail "decode - - (grey)"
+same piped.pgm back.pgm "grey decode through pipes (PGM by default)"
+"$KELJPEG" decode --format bmp - - < smooth.jpg > piped.bmp || fail "decode --format bmp - -"
+same piped.bmp back.bmp "BMP to standard output"
+"$KELJPEG" info - < smooth.jpg > info.txt || fail "info -"
+grep -q "37 x 23" info.txt || fail "info - does not show the size"
+"$KELJPEG" decode - x.ppm < smooth.ppm 2>/dev/null && fail "decode of a PPM on standard input succeeded"
+
+# ---- batch mode ------------------------------------------------------------
+mkdir in
+for kind in smooth two palette rgb555 grey16; do
+    grey=0
+    [ "$kind" = grey16 ] && grey=1
+    picture "in/$kind.pnm" "$kind" pnm8 -v grey=$grey
+    "$KELJPEG" encode --quality 60 "in/$kind.pnm" "in/$kind.jpg" || fail "encode in/$kind.pnm"
+done
+expect_status 0 "encode --out-dir" -- encode --quality 60 --quiet --out-dir enc in/*.pnm
+expect_status 0 "decode --out-dir" -- decode --out-dir dec in/*.jpg
+expect_status 0 "transcode --out-dir" -- transcode --quality 30 --sampling 444 --jobs 3 --out-dir tra in/*.jpg
+for kind in smooth two palette rgb555 grey16; do
+    ext=ppm
+    [ "$kind" = grey16 ] && ext=pgm
+    same "enc/$kind.jpg" "in/$kind.jpg" "batch encode of $kind"
+    "$KELJPEG" decode "in/$kind.jpg" "single.$ext" || fail "decode in/$kind.jpg"
+    same "dec/$kind.$ext" "single.$ext" "batch decode of $kind"
+    "$KELJPEG" transcode --quality 30 --sampling 444 "in/$kind.jpg" single.jpg || fail "transcode in/$kind.jpg"
+    same "tra/$kind.jpg" single.jpg "batch transcode of $kind"
+done
+expect_status 0 "decode --out-dir --jobs 1 --format bmp" -- decode --jobs 1 --format bmp --out-dir bmps in/*.jpg
+[ "$(ls bmps | wc -l)" -eq 5 ] || fail "batch BMP decode wrote $(ls bmps | wc -l) files"
+cp smooth.ppm in/broken.jpg
+expect_status nonzero "batch with one bad file" -- decode --out-dir dec2 in/*.jpg
+grep -q "broken.jpg" err.txt || fail "batch error does not name the bad file"
+[ "$(ls dec2 | wc -l)" -eq 5 ] || fail "batch with a bad file did not convert the others"
+mkdir other && cp in/smooth.jpg other/
+expect_status nonzero "batch with two files of one name" -- decode --out-dir dec3 in/smooth.jpg other/smooth.jpg
+
+# ---- transcode --------------------------------------------------------------
+# Exactly a decode followed by an encode.
+expect_status 0 "transcode" -- transcode --quality 40 --restart 2 smooth.jpg t.jpg
+"$KELJPEG" decode smooth.jpg t-step.ppm && "$KELJPEG" encode --quality 40 --restart 2 t-step.ppm t-step.jpg ||
+    fail "decode then encode"
+same t.jpg t-step.jpg "transcode"
+"$KELJPEG" transcode --sampling 444 - - < smooth.jpg > t444.jpg || fail "transcode - -"
+"$KELJPEG" info t444.jpg | grep -q "sampling: *1x1 1x1 1x1" || fail "transcode --sampling 444"
+expect_status 0 "transcode --scale 1/2" -- transcode --scale 1/2 smooth.jpg half.jpg
+"$KELJPEG" info half.jpg | grep -q "19 x 12" || fail "transcode --scale 1/2 size"
+
+if [ "$failures" -ne 0 ]; then
+    echo "$failures CLI checks failed" >&2
+    exit 1
+fi
+echo "all CLI checks passed"
