@@ -8,6 +8,7 @@
 #include "decoder/standard_decode.h"
 #include "runtime/bitstream_file.h"
 #include "runtime/heap.h"
+#include "runtime/limits.h"
 #include "runtime/report.h"
 
 namespace {
@@ -44,6 +45,7 @@ uint32_t divideUp(uint64_t a, uint64_t b) { return static_cast<uint32_t>((a + b 
 const KelChar16* allocatePlanes(StandardDecode* sd) {
     const bool lossless = sd->sofMarker == 0xFFC3;
     const uint32_t unit = lossless ? 1 : 8;
+    uint64_t total = 0;  // all planes together stay within the one limit
     sd->mcusPerRow = divideUp(sd->width, uint64_t{unit} * sd->maxH);
     sd->mcuRows = divideUp(sd->height, uint64_t{unit} * sd->maxV);
     for (uint32_t c = 0; c < sd->componentCount; ++c) {
@@ -55,6 +57,11 @@ const KelChar16* allocatePlanes(StandardDecode* sd) {
         component.planeWidth = component.blocksWide * unit;
         component.planeHeight = component.blocksHigh * unit;
         uint64_t samples = uint64_t{component.planeWidth} * component.planeHeight;
+        total += samples * (lossless ? 2 : 4);
+        if (total > kMaxStandardBytes) return KJ_TEXT("standard-mode plane allocation failed.");
+        // The planes count against the host's memory limit.
+        if (!reserveContextMemory(&sd->heldBytes, samples * (lossless ? 2 : 4)))
+            return KJ_TEXT("standard-mode plane allocation failed.");
         component.samples = static_cast<uint16_t*>(allocateZeroed(samples * 2));
         if (!component.samples) return KJ_TEXT("standard-mode plane allocation failed.");
         if (!lossless) {
@@ -148,6 +155,10 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
     if (sd->height == 0) sd->height = findStandardDnlHeight(sd);
     if (sd->height == 0) {
         reportJpegError(KJ_TEXT("the image has no height"));
+        return KJ_TEXT("Frame Level parse failed.");
+    }
+    if (!framePixelsAllowed(sd->width, sd->height)) {
+        reportJpegError(KJ_TEXT("image exceeds the pixel limit"));
         return KJ_TEXT("Frame Level parse failed.");
     }
     if (const KelChar16* failure = allocatePlanes(sd)) return failure;
