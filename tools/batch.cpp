@@ -31,8 +31,7 @@ struct BatchState {
     const char* command;
     bool progress;
     std::atomic<size_t> next{0};
-    std::mutex lock;  // guards done, failed and standard error
-    size_t done = 0, failed = 0;
+    size_t done = 0, failed = 0;  // guarded by standardErrorLock()
 };
 
 void showProgress(const BatchState& s) {
@@ -47,7 +46,7 @@ void work(BatchState& s) {
         setReportFile(input);
         std::string error = (*s.convert)(input, (*s.outputs)[k]);
         setReportFile("");
-        std::lock_guard<std::mutex> guard(s.lock);
+        std::lock_guard<std::mutex> guard(standardErrorLock());
         ++s.done;
         if (!error.empty()) {
             ++s.failed;
@@ -55,6 +54,7 @@ void work(BatchState& s) {
             std::fprintf(stderr, "keljpeg %s: %s: %s\n", s.command, input.c_str(), error.c_str());
         }
         if (s.progress) showProgress(s);
+        setProgressLineShown(s.progress);
     }
 }
 
@@ -129,6 +129,7 @@ int runBatch(const char* command, const std::vector<std::string>& inputs, const 
     work(state);  // the main thread is a worker too
     for (std::thread& t : threads) t.join();
     if (state.progress) std::fputc('\n', stderr);
+    setProgressLineShown(false);
     if (state.failed)
         std::fprintf(stderr, "keljpeg %s: %zu of %zu files failed\n", command, state.failed, inputs.size());
     return state.failed ? 1 : 0;

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <mutex>
 
 #include "KelJPEG.h"
 
@@ -37,6 +36,7 @@ bool readStream(FILE* f, std::vector<uint8_t>& bytes) {
 
 const char* gCommand = "keljpeg";
 thread_local std::string tReportFile;
+bool gProgressLineShown = false;  // guarded by standardErrorLock()
 
 void KELJPEG_CALL printReport(void*, const KelChar16*, int32_t, const KelChar16*, const KelChar16* line, uint32_t) {
     std::string text = std::string("keljpeg ") + gCommand + ": ";
@@ -44,7 +44,9 @@ void KELJPEG_CALL printReport(void*, const KelChar16*, int32_t, const KelChar16*
     text += "library: ";
     for (int i = 0; line[i]; ++i) text += line[i] < 0x80 ? static_cast<char>(line[i]) : '?';
     text += '\n';
-    std::fputs(text.c_str(), stderr);  // one call: lines of workers do not mix
+    std::lock_guard<std::mutex> guard(standardErrorLock());
+    if (gProgressLineShown) std::fputs("\r\033[K", stderr);
+    std::fputs(text.c_str(), stderr);
 }
 
 }  // namespace
@@ -85,6 +87,13 @@ void installReportPrinter(const char* command) {
 }
 
 void setReportFile(const std::string& name) { tReportFile = name; }
+
+std::mutex& standardErrorLock() {
+    static std::mutex lock;
+    return lock;
+}
+
+void setProgressLineShown(bool shown) { gProgressLineShown = shown; }
 
 std::string fileStem(const std::string& path) {
     size_t slash = path.find_last_of("/\\");

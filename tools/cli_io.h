@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,13 @@ bool writeAllBytes(const std::string& name, const std::vector<uint8_t>& bytes, s
 // Routes the library's reports to standard error as
 // "keljpeg COMMAND: FILE: library: TEXT" lines.
 void installReportPrinter(const char* command);
+
+// Held while writing to standard error, so that the lines of workers, the
+// library's reports and the progress line do not mix.
+std::mutex& standardErrorLock();
+
+// Set while a progress line stands on the terminal: a report clears it first.
+void setProgressLineShown(bool shown);
 
 // Names the file the calling thread works on, for its reports ("" for none).
 void setReportFile(const std::string& name);
