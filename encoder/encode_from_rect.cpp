@@ -5,6 +5,7 @@
 #include "context/jpeg_context.h"
 #include "encoder/block_coder.h"
 #include "encoder/gather.h"
+#include "encoder/kernels.h"
 #include "runtime/heap.h"
 
 namespace encoder {
@@ -61,10 +62,24 @@ void copyMcuAs(const uint8_t* origin, int32_t stride, uint32_t rows, uint32_t pi
     }
 }
 
+// The colour conversion eight pixels at a time through the chosen kernel.
+void copyMcuYcc(const uint8_t* origin, int32_t stride, uint32_t rows, uint32_t pixels, int16_t* work) {
+    auto yccRow8 = encoderKernels().yccRow8;
+    for (uint32_t y = 0; y < rows; ++y) {
+        const uint8_t* p = origin + static_cast<intptr_t>(stride) * y;
+        int16_t* out = work + y * kMcuRowPixels * 3;
+        uint32_t x = 0;
+        for (; x + 8 <= pixels; x += 8, p += 24, out += 24) yccRow8(p, out);
+        for (; x < pixels; ++x, p += 3, out += 3) convertPixel(p, 3, PixelConversion::Ycc, out);
+    }
+}
+
 void copyMcu(const uint8_t* origin, int32_t stride, uint32_t rows, uint32_t pixels, uint32_t n,
              PixelConversion conversion, int16_t* work) {
     switch (conversion) {
-        case PixelConversion::Ycc: return copyMcuAs<PixelConversion::Ycc>(origin, stride, rows, pixels, n, work);
+        case PixelConversion::Ycc:
+            if (!encoderKernels().plain) return copyMcuYcc(origin, stride, rows, pixels, work);
+            return copyMcuAs<PixelConversion::Ycc>(origin, stride, rows, pixels, n, work);
         case PixelConversion::LevelShifted:
             return copyMcuAs<PixelConversion::LevelShifted>(origin, stride, rows, pixels, n, work);
         case PixelConversion::Bytes: return copyMcuAs<PixelConversion::Bytes>(origin, stride, rows, pixels, n, work);

@@ -15,13 +15,13 @@ namespace encoder {
 
 namespace {
 
-const EncoderKernels kScalar = {"scalar", true, forwardDct, quantiseScalar};
+const EncoderKernels kScalar = {"scalar", true, forwardDct, quantiseScalar, yccRow8Scalar};
 #if KELJPEG_X86_KERNELS
-const EncoderKernels kSse2 = {"sse2", false, forwardDctSse2, quantiseSse2};
-const EncoderKernels kAvx2 = {"avx2", false, forwardDctAvx2, quantiseAvx2};
+const EncoderKernels kSse2 = {"sse2", false, forwardDctSse2, quantiseSse2, yccRow8Sse2};
+const EncoderKernels kAvx2 = {"avx2", false, forwardDctAvx2, quantiseAvx2, yccRow8Avx2};
 #endif
 #if KELJPEG_NEON_KERNELS
-const EncoderKernels kNeon = {"neon", false, forwardDctNeon, quantiseNeon};
+const EncoderKernels kNeon = {"neon", false, forwardDctNeon, quantiseNeon, yccRow8Neon};
 #endif
 
 const EncoderKernels& bestForProcessor() {
@@ -82,6 +82,15 @@ uint64_t quantiseScalar(const int16_t* zigzag, const int32_t* divisors, int32_t*
         if (q[k] != 0) nonZero |= uint64_t{1} << k;
     }
     return nonZero;
+}
+
+void yccRow8Scalar(const uint8_t* bgr, int16_t* out) {
+    for (int p = 0; p < 8; ++p, bgr += 3, out += 3) {
+        int32_t b = bgr[0], g = bgr[1], r = bgr[2];
+        out[0] = static_cast<int16_t>((1225 * r + 2404 * g + 467 * b - 522240) >> 12);
+        out[1] = static_cast<int16_t>((2048 * b - 1357 * g - 691 * r + 2048) >> 12);
+        out[2] = static_cast<int16_t>((2048 * r - 1715 * g - 333 * b + 2048) >> 12);
+    }
 }
 
 void codeBlockFast(BitstreamFile* bf, ComponentRecord& record, const int16_t block[64],

@@ -284,11 +284,12 @@ TEST(VectorKernels, DamagedPicturesDecodeAlikeWithFastPathsOnAndOff) {
 std::vector<encoder::EncoderKernels> vectorEncoderKernels() {
     std::vector<encoder::EncoderKernels> out;
 #if KELJPEG_X86_KERNELS
-    out.push_back({"sse2", false, encoder::forwardDctSse2, encoder::quantiseSse2});
-    if (haveAvx2()) out.push_back({"avx2", false, encoder::forwardDctAvx2, encoder::quantiseAvx2});
+    out.push_back({"sse2", false, encoder::forwardDctSse2, encoder::quantiseSse2, encoder::yccRow8Sse2});
+    if (haveAvx2())
+        out.push_back({"avx2", false, encoder::forwardDctAvx2, encoder::quantiseAvx2, encoder::yccRow8Avx2});
 #endif
 #if KELJPEG_NEON_KERNELS
-    out.push_back({"neon", false, encoder::forwardDctNeon, encoder::quantiseNeon});
+    out.push_back({"neon", false, encoder::forwardDctNeon, encoder::quantiseNeon, encoder::yccRow8Neon});
 #endif
     return out;
 }
@@ -318,6 +319,24 @@ TEST(VectorKernels, ForwardTransformAndQuantiserMatchThePlainOnes) {
             uint64_t expectedMask = encoder::quantiseScalar(zigzag, divisors, expected);
             uint64_t actualMask = kernels.quantise(zigzag, divisors, actual);
             ASSERT_EQ(expectedMask, actualMask) << kernels.name << " trial " << trial;
+            ASSERT_EQ(0, std::memcmp(expected, actual, sizeof expected)) << kernels.name << " trial " << trial;
+        }
+    }
+}
+
+TEST(VectorKernels, ColourConversionMatchesThePlainOneForEveryGreyAndRandomPixels) {
+    std::mt19937 rng(11);
+    for (const encoder::EncoderKernels& kernels : vectorEncoderKernels()) {
+        for (int trial = 0; trial < 40000; ++trial) {
+            uint8_t bgr[24];
+            for (int i = 0; i < 24; ++i) {
+                if (trial < 32) bgr[i] = static_cast<uint8_t>(trial * 8 + i / 3);  // every grey level
+                else if (trial % 7 == 0) bgr[i] = (rng() & 1) ? 255 : 0;          // the corners of the cube
+                else bgr[i] = static_cast<uint8_t>(rng());
+            }
+            int16_t expected[24], actual[24];
+            encoder::yccRow8Scalar(bgr, expected);
+            kernels.yccRow8(bgr, actual);
             ASSERT_EQ(0, std::memcmp(expected, actual, sizeof expected)) << kernels.name << " trial " << trial;
         }
     }
