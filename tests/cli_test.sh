@@ -75,7 +75,11 @@ BEGIN {
         for (y = 0; y < h; y++) for (x = 0; x < w; x++) {
             colour(x, y)
             n = grey ? 1 : 3; v[0] = R; v[1] = G; v[2] = B
-            for (c = 0; c < n; c++) { if (wide) { byte(v[c]); byte(v[c]) } else byte(v[c]) }
+            # A wide sample off v * 257 by less than half a step still scales to v.
+            for (c = 0; c < n; c++) {
+                if (wide) { V = v[c] * 257 + (v[c] < 128 ? 60 : -60); byte(int(V / 256)); byte(V % 256) }
+                else byte(v[c])
+            }
         }
         exit
     }
@@ -156,7 +160,7 @@ expect_status 0 "decode to PGM" -- decode grey.jpg back.pgm
 [ "$(max_difference smooth.pgm back.pgm)" -le 3 ] || fail "PGM round trip off by $(max_difference smooth.pgm back.pgm)"
 expect_status 0 "info" -- info grey.jpg
 grep -q "components: *1" out.txt || fail "info: a grey file does not show one component"
-# 16-bit samples v*257 are the 8-bit samples v.
+# 16-bit samples near v*257 are the 8-bit samples v.
 expect_status 0 "encode 16-bit PPM" -- encode smooth16.ppm smooth16.jpg
 expect_status 0 "encode 8-bit PPM" -- encode smooth.ppm smooth8.jpg
 same smooth16.jpg smooth8.jpg "16-bit PPM"
@@ -191,6 +195,65 @@ expect_status 0 "encode the BMP" -- encode --quality 100 --sampling 444 back.bmp
 expect_status 0 "encode the PPM" -- encode --quality 100 --sampling 444 back.ppm back-ppm.jpg
 same back-bmp.jpg back-ppm.jpg "BMP output"
 
+# Lossless frames of 16 bits come back as the 16-bit PGM they were made from.
+cat > lossless.awk <<'AWK'
+# A 16-bit grey picture, as a PGM (format=pgm) or as a lossless JPEG with
+# predictor 1 and one flat Huffman table (format=jpeg).
+function byte(v) { printf "%c", v % 256 }
+function be16(v) { byte(int(v / 256)); byte(v % 256) }
+function sample(x, y) { return (x * 1777 + y * 40503 + (x * y % 7) * 9000) % 65536 }
+function put(v, n,   i, p) { for (i = n - 1; i >= 0; i--) { p = 2 ^ i; bits = bits (int(v / p) % 2) } }
+BEGIN {
+    if (format == "pgm") {
+        printf "P5\n%d %d\n65535\n", w, h
+        for (y = 0; y < h; y++) for (x = 0; x < w; x++) be16(sample(x, y))
+        exit
+    }
+    byte(255); byte(216)
+    byte(255); byte(195); be16(11); byte(16); be16(h); be16(w); byte(1); byte(1); byte(17); byte(0)
+    byte(255); byte(196); be16(3 + 16 + 17); byte(0)
+    for (i = 1; i <= 16; i++) byte(i == 5 ? 17 : 0)
+    for (i = 0; i <= 16; i++) byte(i)
+    byte(255); byte(218); be16(8); byte(1); byte(1); byte(0); byte(1); byte(0); byte(0)
+    bits = ""
+    for (y = 0; y < h; y++) for (x = 0; x < w; x++) {
+        pred = x == 0 && y == 0 ? 32768 : y == 0 || x > 0 ? sample(x - 1, y) : sample(x, y - 1)
+        if (x == 0 && y > 0) pred = sample(x, y - 1)
+        d = sample(x, y) - pred
+        if (d > 32768) d -= 65536
+        if (d < -32767) d += 65536
+        m = d < 0 ? -d : d
+        for (c = 0; m >= 2 ^ c; c++) {}
+        put(c, 5)
+        if (c > 0 && c < 16) put(d < 0 ? d + 2 ^ c - 1 : d, c)
+    }
+    while (length(bits) % 8) bits = bits "1"
+    for (i = 1; i <= length(bits); i += 8) {
+        v = 0
+        for (j = 0; j < 8; j++) v = v * 2 + substr(bits, i + j, 1)
+        byte(v)
+        if (v == 255) byte(0)
+    }
+    byte(255); byte(217)
+}
+AWK
+awk -v w=37 -v h=23 -v format=pgm -f lossless.awk > wide.pgm
+awk -v w=37 -v h=23 -v format=jpeg -f lossless.awk > lossless.jpg
+expect_status 0 "decode a 16-bit lossless frame" -- decode lossless.jpg lossless.pgm
+same lossless.pgm wide.pgm "16-bit lossless decode"
+
+# Progressive passes: the last pass is the whole picture. cjpeg, when
+# installed, makes the progressive file.
+if command -v cjpeg >/dev/null 2>&1 && cjpeg -progressive smooth.ppm > progressive.jpg 2>/dev/null; then
+    expect_status 0 "decode --passes" -- decode progressive.jpg whole.ppm --passes passes
+    last=$(ls passes | tail -n 1)
+    [ "$(ls passes | wc -l)" -ge 2 ] || fail "decode --passes wrote $(ls passes | wc -l) passes"
+    same "passes/$last" whole.ppm "the last pass"
+    expect_status nonzero "--passes on a baseline file" -- decode smooth.jpg x.ppm --passes passes2
+else
+    echo "skipped: progressive passes (no cjpeg)"
+fi
+
 # ---- standard input and output -------------------------------------------
 "$KELJPEG" encode --quality 100 --sampling 444 - - < smooth.ppm > piped.jpg || fail "encode - -"
 same piped.jpg smooth.jpg "encode through pipes"
@@ -203,6 +266,11 @@ same piped.bmp back.bmp "BMP to standard output"
 "$KELJPEG" info - < smooth.jpg > info.txt || fail "info -"
 grep -q "37 x 23" info.txt || fail "info - does not show the size"
 "$KELJPEG" decode - x.ppm < smooth.ppm 2>/dev/null && fail "decode of a PPM on standard input succeeded"
+awk 'BEGIN { for (i = 0; i < 32 * 16 * 3 / 2; i++) printf "%c", (i * 7) % 251 }' > frame.yuv
+expect_status 0 "encode --yuv420" -- encode --yuv420 32x16 frame.yuv frame.jpg
+"$KELJPEG" encode --yuv420 32x16 - - < frame.yuv > frame-piped.jpg || fail "encode --yuv420 - -"
+same frame-piped.jpg frame.jpg "planar frame through pipes"
+expect_status nonzero "encode --yuv420 of a short file" -- encode --yuv420 64x64 frame.yuv x.jpg
 
 # ---- batch mode ------------------------------------------------------------
 mkdir in
