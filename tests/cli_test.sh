@@ -132,6 +132,9 @@ for command in info decode encode transcode demo; do
     expect_status 0 "$command --help" -- "$command" --help
     grep -q "usage: keljpeg $command" out.txt || fail "$command --help: no usage line"
 done
+expect_status 0 "demo" -- demo
+grep -q "pass 7: PSNR" out.txt || fail "demo: no progressive passes"
+expect_status nonzero "demo on a missing file" -- demo missing.jpg
 expect_status nonzero "no command" --
 expect_status nonzero "unknown command" -- frobnicate
 expect_status nonzero "encode: quality 0" -- encode --quality 0 smooth.ppm x.jpg
@@ -154,6 +157,7 @@ expect_status nonzero "transcode: no jobs" -- transcode --jobs 0 --out-dir d a.j
 # ---- round trips ---------------------------------------------------------
 expect_status 0 "encode PPM" -- encode --quality 100 --sampling 444 smooth.ppm smooth.jpg
 expect_status 0 "decode to PPM" -- decode smooth.jpg back.ppm
+expect_status 0 "demo on a file" -- demo smooth.jpg
 [ "$(max_difference smooth.ppm back.ppm)" -le 6 ] || fail "PPM round trip off by $(max_difference smooth.ppm back.ppm)"
 expect_status 0 "encode PGM" -- encode --quality 100 smooth.pgm grey.jpg
 expect_status 0 "decode to PGM" -- decode grey.jpg back.pgm

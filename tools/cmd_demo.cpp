@@ -197,13 +197,13 @@ std::vector<uint8_t> boxReduceOf(const std::vector<uint8_t>& bgr, uint32_t facto
 
 std::vector<uint8_t> boxReduce(const std::vector<uint8_t>& bgr, uint32_t factor) { return boxReduceOf(bgr, factor); }
 
-void printPreview(const std::vector<uint8_t>& bgr, uint32_t width, uint32_t height) {
+void printPreview(const std::vector<uint8_t>& pixels, uint32_t width, uint32_t height, uint32_t bytesPerPixel = 3) {
     const char* shades = " .:-=+*#%@";
     for (uint32_t y = 0; y + 1 < height; y += 2) {  // characters are about twice as tall as wide
         std::printf("    ");
         for (uint32_t x = 0; x < width; ++x) {
-            const uint8_t* p = &bgr[(size_t(y) * width + x) * 3];
-            int luma = (114 * p[0] + 587 * p[1] + 299 * p[2]) / 1000;
+            const uint8_t* p = &pixels[(size_t(y) * width + x) * bytesPerPixel];
+            int luma = bytesPerPixel == 1 ? p[0] : (114 * p[0] + 587 * p[1] + 299 * p[2]) / 1000;
             std::putchar(shades[luma * 9 / 255]);
         }
         std::printf("\n");
@@ -336,6 +336,7 @@ int demoBuiltIn() {
 int demoFile(const std::string& path) {
     std::printf("Decoding %s\n", path.c_str());
     if (runInfo(Args{path}) != 0) return 1;
+    jpegSetReportHandler(printReport, nullptr);  // info installed its own
     JpegInput input;
     std::string error;
     if (!openJpegInput(path, input, error)) return 1;
@@ -351,7 +352,7 @@ int demoFile(const std::string& path) {
     int32_t rows = jpegDecodeScaleOutputToRect(h, &rect, height, 0);
     (void)jpegDecodeEpilog(h);
     std::printf("1/8-size preview: %d of %u rows decoded\n", rows, height);
-    if (rows > 0 && bytesPerPixel == 3 && w <= 100) printPreview(pixels, w, static_cast<uint32_t>(rows));
+    if (rows > 0 && w <= 100) printPreview(pixels, w, static_cast<uint32_t>(rows), bytesPerPixel);
     return rows == static_cast<int32_t>(height) ? 0 : 1;
 }
 
