@@ -19,12 +19,21 @@ uint32_t blocksOf(uint32_t samplingByte) {
 
 // dst(r, c) := src(row0 + r / vRepeat, col0 + c / hRepeat): a quarter or half
 // of src blown up to a whole block by repeating samples.
-void replicate(const int16_t* src, int16_t* dst, int row0, int col0, int hRepeat, int vRepeat) {
+template <int hRepeat, int vRepeat>
+void replicateBy(const int16_t* src, int16_t* dst, int row0, int col0) {
     for (int r = 0; r < 8; ++r) {
         const int16_t* from = src + (row0 + r / vRepeat) * 8 + col0;
         int16_t* to = dst + r * 8;
         for (int c = 0; c < 8; ++c) to[c] = from[c / hRepeat];
     }
+}
+
+// The repeat factors as constants, so that each shape compiles to straight copies.
+void replicate(const int16_t* src, int16_t* dst, int row0, int col0, int hRepeat, int vRepeat) {
+    if (hRepeat == 2 && vRepeat == 2) return replicateBy<2, 2>(src, dst, row0, col0);
+    if (hRepeat == 2) return replicateBy<2, 1>(src, dst, row0, col0);
+    if (vRepeat == 2) return replicateBy<1, 2>(src, dst, row0, col0);
+    replicateBy<1, 1>(src, dst, row0, col0);
 }
 
 // Walks the components of the MCU, handing each its decoded blocks, its
