@@ -61,6 +61,7 @@ function colour(x, y) {
     else if (kind == "grey16") { R = G = B = ((x + 2 * y) % 16) * 17 }
     else if (kind == "palette") { i = (x * 7 + y * 3) % 256; R = (i * 37) % 256; G = (i * 11) % 256; B = 255 - i }
     else if (kind == "rgb555") { R = (x % 32) * 8; G = ((y * 3) % 32) * 8; B = ((x + y) % 32) * 8 }
+    else if (kind == "rgb565") { R = (x % 32) * 8; G = ((y * 3) % 64) * 4; B = ((x + y) % 32) * 8 }
     if (R < 0) R += 256; if (G < 0) G += 256
 }
 function index_of(x, y) {
@@ -83,13 +84,16 @@ BEGIN {
         }
         exit
     }
-    # BMP: depth 1, 4, 8 (palette), 16 (5-5-5), 24, 32; topdown=1 for a negative height.
+    # BMP: depth 1, 4, 8 (palette), 16 (5-5-5, or 5-6-5 with kind rgb565),
+    # 24, 32; topdown=1 for a negative height.
     colours = depth <= 8 ? 2 ^ depth : 0
+    masks = kind == "rgb565"
     row = int((w * depth + 31) / 32) * 4
-    offset = 54 + 4 * colours
+    offset = 54 + 4 * colours + 12 * masks
     printf "BM"; le32(offset + row * h); le32(0); le32(offset)
-    le32(40); le32(w); le32(topdown ? 4294967296 - h : h); le16(1); le16(depth); le32(0); le32(row * h)
+    le32(40); le32(w); le32(topdown ? 4294967296 - h : h); le16(1); le16(depth); le32(masks ? 3 : 0); le32(row * h)
     le32(2835); le32(2835); le32(colours); le32(0)
+    if (masks) { le32(63488); le32(2016); le32(31) }
     for (i = 0; i < colours; i++) {
         if (kind == "two") { if (i == 0) { R = 200; G = 30; B = 60 } else { R = 20; G = 90; B = 220 } }
         else if (kind == "grey16") { R = G = B = i * 17 }
@@ -106,7 +110,8 @@ BEGIN {
                 continue
             }
             colour(x, y)
-            if (depth == 16) { le16(int(R / 8) * 1024 + int(G / 8) * 32 + int(B / 8)); written += 2 }
+            if (depth == 16 && masks) { le16(int(R / 8) * 2048 + int(G / 4) * 32 + int(B / 8)); written += 2 }
+            else if (depth == 16) { le16(int(R / 8) * 1024 + int(G / 8) * 32 + int(B / 8)); written += 2 }
             else { byte(B); byte(G); byte(R); written += 3; if (depth == 32) { byte(0); written++ } }
         }
         if (bits) { byte(acc * 2 ^ (8 - bits)); written++ }
@@ -174,7 +179,8 @@ same grey16.jpg grey8.jpg "16-bit PGM"
 
 # A BMP of each depth encodes to the bytes its PPM (or PGM, for a grey
 # palette) twin encodes to.
-for case in "1 two" "4 grey16" "8 palette" "16 rgb555" "24 smooth" "32 smooth" "24 smooth topdown"; do
+for case in "1 two" "4 grey16" "8 palette" "16 rgb555" "16 rgb565" "24 smooth" "32 smooth" "24 smooth topdown" \
+            "16 rgb555 topdown" "32 smooth topdown" "1 two topdown"; do
     set -- $case
     depth=$1 kind=$2 topdown=0
     [ $# -eq 3 ] && topdown=1
@@ -186,6 +192,11 @@ for case in "1 two" "4 grey16" "8 palette" "16 rgb555" "24 smooth" "32 smooth" "
     expect_status 0 "encode its twin" -- encode --sampling 444 "$kind-twin.pnm" "twin-$depth.jpg"
     same "bmp-$depth.jpg" "twin-$depth.jpg" "$depth-bit BMP ($kind, top-down $topdown)"
 done
+
+picture rle.bmp smooth bmp -v depth=8
+printf '\001' | dd of=rle.bmp bs=1 seek=30 conv=notrunc 2>/dev/null
+expect_status nonzero "encode a compressed BMP" -- encode rle.bmp x.jpg
+grep -q "compressed" err.txt || fail "a compressed BMP gets no plain message"
 
 # The library's own bitmaps read back as the pictures they hold.
 for depth in 16 24 32; do

@@ -49,6 +49,15 @@ void takePalette(const std::vector<uint8_t>& file, size_t headerSize, DibFile& d
     }
 }
 
+// Depths the library's bitmap entry reads. Returns "" or the reason the
+// bitmap cannot be encoded.
+std::string checkDepth(const BITMAPINFOHEADER& h) {
+    const uint32_t depth = h.biBitCount;
+    if (depth != 1 && depth != 4 && depth != 8 && depth != 16 && depth != 24 && depth != 32)
+        return "unsupported BMP bit count " + std::to_string(depth);
+    return "";
+}
+
 }  // namespace
 
 bool readDibFile(const std::string& path, DibFile& dib, std::string& error) {
@@ -65,12 +74,17 @@ bool readDibBytes(const std::vector<uint8_t>& file, DibFile& dib, std::string& e
     uint32_t offset = le32(&file[10]);
     uint32_t headerSize = le32(&file[14]);
     int32_t height = static_cast<int32_t>(le32(&file[22]));
-    if (headerSize < kInfoHeaderBytes || height <= 0) return false;  // core headers, top-down rows: read elsewhere
+    uint32_t compression = le32(&file[30]);
+    // Core headers, top-down rows, colour masks and compressed bitmaps are
+    // read (or refused) elsewhere: the library's entry takes plain rows only.
+    if (headerSize < kInfoHeaderBytes || height <= 0 || compression != 0) return false;
     std::memcpy(dib.info.data(), &file[kFileHeaderBytes], kInfoHeaderBytes);
     dib.header()->biSize = kInfoHeaderBytes;
     const BITMAPINFOHEADER& h = *dib.header();
     if (h.biWidth <= 0 || h.biWidth > kMaxDimension || height > kMaxDimension)
         return fail(error, "BMP size outside 1..65535");
+    std::string depthProblem = checkDepth(h);
+    if (!depthProblem.empty()) return fail(error, depthProblem);
     int64_t bytes = rowStep(h.biWidth, h.biBitCount) * height;
     if (h.biBitCount == 0 || offset > file.size() || bytes > static_cast<int64_t>(file.size() - offset))
         return fail(error, "BMP pixel data truncated");

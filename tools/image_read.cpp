@@ -31,7 +31,39 @@ bool fail(std::string& error, const std::string& text) {
 struct BmpLayout {
     uint32_t dataOffset, headerSize, bitCount, compression, colours;
     int32_t width, height;
+    uint32_t masks[3];  // red, green, blue of 16- and 32-bit pixels
 };
+
+constexpr uint32_t kBitFields = 3;  // uncompressed, with colour masks
+
+// Takes the colour masks: those after the first 40 header bytes, or the
+// defaults (5-5-5 for 16 bits, blue-green-red bytes for 32). Only masks of
+// whole contiguous bits up to 8 wide are accepted.
+bool takeMasks(const std::vector<uint8_t>& b, BmpLayout& l, std::string& error) {
+    const bool wide = l.bitCount == 32;
+    l.masks[0] = wide ? 0xFF0000 : 0x7C00;
+    l.masks[1] = wide ? 0xFF00 : 0x3E0;
+    l.masks[2] = wide ? 0xFF : 0x1F;
+    if (l.compression != kBitFields) return true;
+    if (l.bitCount != 16 && l.bitCount != 32) return fail(error, "compressed BMP files are not supported");
+    if (b.size() < 54 + 12) return fail(error, "BMP colour masks truncated");
+    for (int c = 0; c < 3; ++c) {
+        uint32_t m = le32(&b[54 + 4 * c]);
+        uint32_t low = m & (~m + 1);  // lowest set bit
+        uint32_t run = m / (low ? low : 1);
+        if (m == 0 || (run & (run + 1)) != 0 || run > 0xFF) return fail(error, "unsupported BMP colour masks");
+        l.masks[c] = m;
+    }
+    return true;
+}
+
+// A masked field as 8 bits, its bits at the top: 5 bits v become v << 3, as
+// the library's bitmap entry widens them.
+uint8_t maskedSample(uint32_t pixel, uint32_t mask) {
+    uint32_t low = mask & (~mask + 1), value = (pixel & mask) / low, width = 0;
+    for (uint32_t run = mask / low; run; run >>= 1) ++width;
+    return static_cast<uint8_t>(value << (8 - width));
+}
 
 bool parseBmpHeader(const std::vector<uint8_t>& b, BmpLayout& l, std::string& error) {
     if (b.size() < 54) return fail(error, "BMP file too short");
@@ -43,9 +75,11 @@ bool parseBmpHeader(const std::vector<uint8_t>& b, BmpLayout& l, std::string& er
     l.bitCount = le16(&b[28]);
     l.compression = le32(&b[30]);
     l.colours = le32(&b[46]);
-    if (l.compression != 0) return fail(error, "compressed BMP files are not supported");
-    if (l.bitCount != 1 && l.bitCount != 4 && l.bitCount != 8 && l.bitCount != 24 && l.bitCount != 32)
+    if (l.compression != 0 && l.compression != kBitFields) return fail(error, "compressed BMP files are not supported");
+    if (l.bitCount != 1 && l.bitCount != 4 && l.bitCount != 8 && l.bitCount != 16 && l.bitCount != 24 &&
+        l.bitCount != 32)
         return fail(error, "unsupported BMP bit count " + std::to_string(l.bitCount));
+    if (!takeMasks(b, l, error)) return false;
     if (l.width <= 0 || l.height == 0 || l.height == INT32_MIN) return fail(error, "bad BMP size");
     uint32_t h = static_cast<uint32_t>(l.height < 0 ? -l.height : l.height);
     if (static_cast<uint32_t>(l.width) > kMaxDimension || h > kMaxDimension) return fail(error, "BMP too large");
@@ -80,9 +114,15 @@ bool readBmp(const std::vector<uint8_t>& b, PixelImage& image, std::string& erro
         const uint8_t* row = &b[l.dataOffset + sourceRow * rowBytes];
         uint8_t* out = &image.pixels[static_cast<size_t>(y) * width * image.components];
         for (uint32_t x = 0; x < width; ++x) {
-            if (l.bitCount >= 24) {
-                std::memcpy(out, row + x * (l.bitCount / 8), 3);
+            if (l.bitCount == 24) {
+                std::memcpy(out, row + x * 3, 3);
                 out += 3;
+                continue;
+            }
+            if (l.bitCount >= 16) {
+                const uint8_t* p = row + x * (l.bitCount / 8);
+                uint32_t pixel = l.bitCount == 16 ? le16(p) : le32(p);
+                for (int c = 2; c >= 0; --c) *out++ = maskedSample(pixel, l.masks[c]);  // blue first
                 continue;
             }
             uint32_t perByte = 8 / l.bitCount;

@@ -15,8 +15,9 @@ struct PixelImage {
     std::vector<uint8_t> pixels;
 };
 
-// Reads a BMP (1, 4, 8, 24 or 32 bits, uncompressed), PPM or PGM file (8 or
-// 16 bits per sample, scaled to 8), chosen by its signature. On failure returns false with a message in error.
+// Reads a BMP (1, 4, 8, 16, 24 or 32 bits, uncompressed or with colour
+// masks), PPM or PGM file (8 or 16 bits per sample, scaled to 8), chosen by
+// its signature. On failure returns false with a message in error.
 bool readPixelImage(const std::string& path, PixelImage& image, std::string& error);
 
 // The same for a file's bytes already in memory; name is for messages.
