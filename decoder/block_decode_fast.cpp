@@ -16,6 +16,64 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
     return static_cast<int16_t>(static_cast<uint32_t>(value) * static_cast<uint32_t>(quant));
 }
 
+// The bit reader's buffer, count and read position held in locals for the
+// run of quick steps through one block, written back before anything else
+// (the plain reader, a report, a return) looks at the reader.
+struct LocalBits {
+    BitstreamFile* bf;
+    uint32_t buffer, count, index;
+
+    explicit LocalBits(BitstreamFile* reader)
+        : bf(reader), buffer(reader->bitBuffer), count(reader->bitCount), index(reader->readIndex) {}
+    void save() const {
+        bf->bitBuffer = buffer;
+        bf->bitCount = count;
+        bf->readIndex = index;
+    }
+    void load() {
+        buffer = bf->bitBuffer;
+        count = bf->bitCount;
+        index = bf->readIndex;
+    }
+    // refillQuick on the locals.
+    void refill() {
+        const uint32_t end = bf->bufferedCount;
+        if (index + 4 <= end) {
+            const uint8_t* p = bf->readBuffer + index;
+            uint32_t word;
+            std::memcpy(&word, p, 4);
+            uint32_t inverted = ~word;
+            if (((inverted - 0x01010101u) & ~inverted & 0x80808080u) == 0) {
+                uint32_t bytes = (32 - count) >> 3;
+                uint32_t big = uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
+                buffer |= (big >> (32 - 8 * bytes)) << (32 - count - 8 * bytes);
+                count += 8 * bytes;
+                index += bytes;
+                return;
+            }
+        }
+        while (count <= 24 && index < end) {
+            uint32_t b = bf->readBuffer[index];
+            if (b == 0xFF) break;
+            ++index;
+            count += 8;
+            buffer |= b << (32 - count);
+        }
+    }
+    // peekCodeWithValue on the locals.
+    uint32_t peek(const uint32_t* fast) {
+        if (count < 16) refill();
+        if (!fast || count < 16) return 0;
+        uint32_t entry = fast[buffer >> (32 - kFastHuffmanBits)];
+        if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
+        return entry;
+    }
+    void consume(uint32_t n) {
+        buffer <<= n;
+        count -= n;
+    }
+};
+
 [[nodiscard]] inline int32_t decodeDcTermFast(BitstreamFile* bf, int16_t* block, ComponentRecord* component) {
     int32_t s = decodeHuffmanSymbolFast(bf, component->dcLookupTable, component->dcCodeTable,
                                         component->dcMaxCodeLength);
@@ -44,31 +102,42 @@ int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* c
     const uint32_t* fast = lookup && codes ? fastHuffmanTable(lookup, maxLength) : nullptr;
     const int32_t* quant = component->quant;
     uint32_t k = 0;
+    LocalBits bits(bf);
     for (;;) {
-        uint32_t entry = peekCodeWithValue(bf, fast);
+        uint32_t entry = bits.peek(fast);
         if (entry != 0) {
             uint32_t symbol = fastSymbol(entry), r = symbol >> 4, s = symbol & 15;
             if (s != 0) {
                 k += r + 1;
                 if (k > 63) {
-                    consumeBits(bf, fastCodeLength(entry));  // the value bits stay unread
+                    bits.consume(fastCodeLength(entry));  // the value bits stay unread
+                    bits.save();
                     reportJpegError(KJ_TEXT("AC"));
                     return -1;
                 }
-                consumeBits(bf, fastCodeLength(entry) + s);
+                bits.consume(fastCodeLength(entry) + s);
                 block[zigzagToNatural[k]] = dequantise(fastValue(entry), quant[k]);
-                if (k == 63) return 0;
+                if (k == 63) {
+                    bits.save();
+                    return 0;
+                }
                 continue;
             }
-            consumeBits(bf, fastCodeLength(entry));
-            if (r == 0) return 0;
+            bits.consume(fastCodeLength(entry));
+            if (r == 0) {
+                bits.save();
+                return 0;
+            }
             k += 16;
             if (k > static_cast<uint32_t>(kRunawayIndex)) {
+                bits.save();
                 reportJpegError(KJ_TEXT("AC"));
                 return -1;
             }
             continue;
         }
+        // The plain reader's way, on the reader itself.
+        bits.save();
         int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
         if (symbol < 0) {
             reportJpegError(KJ_TEXT("AC"));
@@ -92,6 +161,7 @@ int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* c
                 return -1;
             }
         }
+        bits.load();
     }
 }
 
@@ -141,22 +211,32 @@ int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRe
             k += 16;
         }
     }
+    // Skip phase: every symbol and its value bits dropped in one step where
+    // the short-code table allows.
+    LocalBits bits(bf);
     for (;;) {
-        uint32_t entry = peekCodeWithValue(bf, fast);
+        uint32_t entry = bits.peek(fast);
         if (entry != 0) {
             int32_t symbol = static_cast<int32_t>(fastSymbol(entry)), r = symbol >> 4, s = symbol & 15;
-            consumeBits(bf, fastCodeLength(entry) + static_cast<uint32_t>(s));
+            bits.consume(fastCodeLength(entry) + static_cast<uint32_t>(s));
             if (s != 0) {
                 k += r + 1;
-                if (k >= 63) return k == 63 ? 0 : -1;
-            } else if (r == 0) {
+                if (k < 63) continue;
+                bits.save();
+                return k == 63 ? 0 : -1;
+            }
+            if (r == 0) {
+                bits.save();
                 return 0;
-            } else {
-                k += 16;
-                if (k > kRunawayIndex) return -1;
+            }
+            k += 16;
+            if (k > kRunawayIndex) {
+                bits.save();
+                return -1;
             }
             continue;
         }
+        bits.save();
         int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
         if (symbol < 0) {
             reportJpegError(KJ_TEXT("DC"));
@@ -173,5 +253,6 @@ int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRe
             k += 16;
             if (k > kRunawayIndex) return -1;
         }
+        bits.load();
     }
 }
