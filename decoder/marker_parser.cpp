@@ -114,7 +114,9 @@ uint32_t readJfifBody(JpegContext* context, uint32_t segmentLength) {
         info->units = dec.densityUnits;
         info->thumbnailWidth = dec.thumbnailWidth;
         info->thumbnailHeight = dec.thumbnailHeight;
-        for (uint32_t i = 0; i < thumbnailBytes; ++i) info->thumbnail[i] = static_cast<uint8_t>(read8(bf));
+        // A thumbnail claimed past the end of the data costs one report, not one per byte.
+        for (uint32_t i = 0; i < thumbnailBytes && !bitReaderPastEnd(bf); ++i)
+            info->thumbnail[i] = static_cast<uint8_t>(read8(bf));
         left -= static_cast<int32_t>(thumbnailBytes);
         return left > 0 ? static_cast<uint32_t>(left) : 0;
     }
