@@ -3,6 +3,8 @@
 // the expansion scratch. Component c expands into scratch blocks c*P..c*P+P-1.
 #include "decoder/upsample.h"
 
+#include <cstring>
+
 #include "context/jpeg_context.h"
 
 namespace {
@@ -19,12 +21,26 @@ uint32_t blocksOf(uint32_t samplingByte) {
 
 // dst(r, c) := src(row0 + r / vRepeat, col0 + c / hRepeat): a quarter or half
 // of src blown up to a whole block by repeating samples.
+// One output row from the source row: each sample once, or twice side by side.
+template <int hRepeat>
+inline void widenRow(const int16_t* from, int16_t* to) {
+    if (hRepeat == 1) {
+        std::memcpy(to, from, 8 * sizeof(int16_t));
+        return;
+    }
+    for (int c = 0; c < 4; ++c) {
+        uint32_t pair = static_cast<uint16_t>(from[c]);
+        pair |= pair << 16;
+        std::memcpy(to + 2 * c, &pair, sizeof pair);
+    }
+}
+
 template <int hRepeat, int vRepeat>
 void replicateBy(const int16_t* src, int16_t* dst, int row0, int col0) {
-    for (int r = 0; r < 8; ++r) {
-        const int16_t* from = src + (row0 + r / vRepeat) * 8 + col0;
+    for (int r = 0; r < 8; r += vRepeat) {
         int16_t* to = dst + r * 8;
-        for (int c = 0; c < 8; ++c) to[c] = from[c / hRepeat];
+        widenRow<hRepeat>(src + (row0 + r / vRepeat) * 8 + col0, to);
+        if (vRepeat == 2) std::memcpy(to + 8, to, 8 * sizeof(int16_t));  // the row again below
     }
 }
 
