@@ -21,6 +21,10 @@ fail() {
 run() {
     "$KELJPEG" "$@" 2>err.txt
     status=$?
+    # A sanitizer build must fail for the right reason, not by a fault.
+    if grep -q "Sanitizer\|runtime error:" err.txt; then
+        fail "keljpeg $*: $(grep -m 1 "Sanitizer\|runtime error:" err.txt)"
+    fi
 }
 
 expect_status() {  # WANT DESCRIPTION -- ARGS...
