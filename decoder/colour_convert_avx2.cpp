@@ -20,7 +20,55 @@ inline __m128i signedProduct(__m128i c, __m128i magnitude, colour_simd::Factor f
     return _mm_sign_epi16(product, c);
 }
 
+inline __m256i asInt8x2(__m256i v) { return _mm256_srai_epi16(_mm256_slli_epi16(v, 8), 8); }
+
+inline __m256i signedProductx2(__m256i c, __m256i magnitude, colour_simd::Factor f) {
+    __m256i product = _mm256_mulhi_epu16(magnitude, _mm256_set1_epi16(static_cast<int16_t>(f.fraction)));
+    if (f.whole) product = _mm256_add_epi16(product, magnitude);
+    return _mm256_sign_epi16(product, c);
+}
+
 }  // namespace
+
+// Two rows per vector (one in each 128-bit half, where the byte shuffles work).
+void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                     int32_t rows) {
+    const __m256i bgFirst = _mm256_setr_epi8(0, 8, -128, 1, 9, -128, 2, 10, -128, 3, 11, -128, 4, 12, -128, 5, 0, 8,
+                                             -128, 1, 9, -128, 2, 10, -128, 3, 11, -128, 4, 12, -128, 5);
+    const __m256i rFirst = _mm256_setr_epi8(-128, -128, 0, -128, -128, 1, -128, -128, 2, -128, -128, 3, -128, -128, 4,
+                                            -128, -128, -128, 0, -128, -128, 1, -128, -128, 2, -128, -128, 3, -128,
+                                            -128, 4, -128);
+    const __m256i bgLast = _mm256_setr_epi8(13, -128, 6, 14, -128, 7, 15, -128, -128, -128, -128, -128, -128, -128,
+                                            -128, -128, 13, -128, 6, 14, -128, 7, 15, -128, -128, -128, -128, -128,
+                                            -128, -128, -128, -128);
+    const __m256i rLast = _mm256_setr_epi8(-128, 5, -128, -128, 6, -128, -128, 7, -128, -128, -128, -128, -128, -128,
+                                           -128, -128, -128, 5, -128, -128, 6, -128, -128, 7, -128, -128, -128, -128,
+                                           -128, -128, -128, -128);
+    int32_t r = 0;
+    for (; r + 2 <= rows; r += 2) {
+        __m256i luma = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 8 * r)));
+        __m256i blueDiff = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + 8 * r)));
+        __m256i redDiff = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + 8 * r)));
+        __m256i cbMagnitude = _mm256_abs_epi16(blueDiff), crMagnitude = _mm256_abs_epi16(redDiff);
+        __m256i base = _mm256_add_epi16(luma, _mm256_set1_epi16(128));
+        __m256i blue = _mm256_add_epi16(base, signedProductx2(blueDiff, cbMagnitude, colour_simd::kBlueFromCb));
+        __m256i green =
+            _mm256_sub_epi16(_mm256_sub_epi16(base, signedProductx2(blueDiff, cbMagnitude, colour_simd::kGreenFromCb)),
+                             signedProductx2(redDiff, crMagnitude, colour_simd::kGreenFromCr));
+        __m256i red = _mm256_add_epi16(base, signedProductx2(redDiff, crMagnitude, colour_simd::kRedFromCr));
+        __m256i bg = _mm256_packus_epi16(blue, green);  // per half: B0..B7 G0..G7 of its row
+        __m256i rr = _mm256_packus_epi16(red, red);
+        __m256i first = _mm256_or_si256(_mm256_shuffle_epi8(bg, bgFirst), _mm256_shuffle_epi8(rr, rFirst));
+        __m256i last = _mm256_or_si256(_mm256_shuffle_epi8(bg, bgLast), _mm256_shuffle_epi8(rr, rLast));
+        uint8_t* top = out + r * stride;
+        uint8_t* below = top + stride;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(top), _mm256_castsi256_si128(first));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(top + 16), _mm256_castsi256_si128(last));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(below), _mm256_extracti128_si256(first, 1));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(below + 16), _mm256_extracti128_si256(last, 1));
+    }
+    if (r < rows) colourRow8Avx2(y + 8 * r, cb + 8 * r, cr + 8 * r, out + r * stride);
+}
 
 void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
     __m128i luma = asInt8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(y)));

@@ -11,14 +11,25 @@
 
 namespace {
 
-const DecoderKernels kScalar = {"scalar", decodeBlock, decodeBlockPartial, inverseDctClampScalar, colourRow8Scalar};
+// colourBlock for kernels that convert one row at a time.
+template <void (*row8)(const int16_t*, const int16_t*, const int16_t*, uint8_t*)>
+void colourBlockByRows(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                       int32_t rows) {
+    for (int32_t r = 0; r < rows; ++r) row8(y + 8 * r, cb + 8 * r, cr + 8 * r, out + r * stride);
+}
+
+const DecoderKernels kScalar = {"scalar", decodeBlock, decodeBlockPartial, inverseDctClampScalar, colourRow8Scalar,
+                                colourBlockByRows<colourRow8Scalar>};
 
 #if KELJPEG_X86_KERNELS
-const DecoderKernels kSse2 = {"sse2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampSse2, colourRow8Sse2};
-const DecoderKernels kAvx2 = {"avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, colourRow8Avx2};
+const DecoderKernels kSse2 = {"sse2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampSse2, colourRow8Sse2,
+                              colourBlockByRows<colourRow8Sse2>};
+const DecoderKernels kAvx2 = {"avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, colourRow8Avx2,
+                              colourBlockAvx2};
 #endif
 #if KELJPEG_NEON_KERNELS
-const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, colourRow8Neon};
+const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, colourRow8Neon,
+                              colourBlockByRows<colourRow8Neon>};
 #endif
 
 const DecoderKernels& bestForProcessor() {

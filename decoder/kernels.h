@@ -5,6 +5,7 @@
 // but "0") or forceScalarKernels(true) selects the plain set.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 struct JpegContext;
@@ -45,6 +46,10 @@ struct DecoderKernels {
     void (*inverseDctClamp)(int16_t* block);
     // Eight pixels of one block row: blue, green, red from Y, Cb, Cr samples.
     void (*colourRow8)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+    // The first `rows` rows (1..8) of whole block rows: eight pixels each, out
+    // advancing by stride bytes per row.
+    void (*colourBlock)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                        int32_t rows);
 };
 
 const DecoderKernels& decoderKernels();
@@ -64,6 +69,8 @@ void inverseDctClampSse2(int16_t* block);
 void inverseDctClampAvx2(int16_t* block);
 void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                     int32_t rows);
 #endif
 #if KELJPEG_NEON_KERNELS
 void inverseDctClampNeon(int16_t* block);

@@ -133,6 +133,28 @@ TEST(VectorKernels, ColourRowMatchesTheTablesForEverySamplePair) {
     }
 }
 
+TEST(VectorKernels, ColourBlocksMatchThePlainRowsForEveryRowCount) {
+    std::mt19937 rng(8);
+    forceScalarKernels(false);
+    const DecoderKernels& kernels = decoderKernels();
+    for (int32_t rows = 1; rows <= 8; ++rows) {
+        for (int trial = 0; trial < 300; ++trial) {
+            int16_t y[64], cb[64], cr[64];
+            for (int i = 0; i < 64; ++i) {
+                y[i] = static_cast<int16_t>(trial % 10 == 0 ? static_cast<int16_t>(rng()) : static_cast<int>(rng() % 256) - 128);
+                cb[i] = static_cast<int16_t>(static_cast<int>(rng() % 256) - 128);
+                cr[i] = static_cast<int16_t>(static_cast<int>(rng() % 256) - 128);
+            }
+            const ptrdiff_t stride = 29;  // wider than a row, and odd
+            std::vector<uint8_t> expected(8 * stride, 0xAB), actual(8 * stride, 0xAB);
+            for (int32_t r = 0; r < rows; ++r)
+                colourRow8Scalar(y + 8 * r, cb + 8 * r, cr + 8 * r, expected.data() + r * stride);
+            kernels.colourBlock(y, cb, cr, actual.data(), stride, rows);
+            ASSERT_EQ(expected, actual) << kernels.name << " rows " << rows << " trial " << trial;
+        }
+    }
+}
+
 // ---- Whole pictures, fast paths on and off ----
 
 struct Decoded {
