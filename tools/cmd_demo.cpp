@@ -27,7 +27,7 @@ const char kDemoUsage[] =
     "qualities and samplings and decodes it back (sizes, PSNR, timings), decodes\n"
     "it at 1/2, 1/4 and 1/8 size, shows a progressive copy pass by pass, and\n"
     "goes through the bitmap and planar YUV entries. Takes about a second.\n"
-    "With FILE.jpg: its headers, a full decode and a 1/8-size preview.\n";
+    "With FILE.jpg: its headers and a 1/8-size preview.\n";
 
 void KELJPEG_CALL printReport(void*, const KelChar16*, int32_t, const KelChar16*, const KelChar16* line, uint32_t) {
     std::printf("  report: ");

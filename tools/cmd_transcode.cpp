@@ -20,7 +20,7 @@ const char kUsageHead[] =
     "Decodes each JPEG file and encodes the pixels again as baseline JPEG with\n"
     "the options below (the defaults of keljpeg encode). IN.jpg \"-\" reads\n"
     "standard input and OUT.jpg \"-\" writes standard output. Lossless frames\n"
-    "above 8 bits are cut to 8-bit samples.\n"
+    "above 8 bits are scaled to 8-bit samples.\n"
     "\n"
     "options:\n";
 

@@ -19,7 +19,9 @@ void printUsage(FILE* out) {
     std::fprintf(out, "usage: keljpeg COMMAND [ARGS...]\n\ncommands:\n");
     for (const Command& c : kCommands) std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
     std::fprintf(out, "\nkeljpeg COMMAND --help describes one command. A file name \"-\" stands for\n"
-                      "standard input or output; --out-dir DIR converts many files at once.\n");
+                      "standard input or output; --out-dir DIR converts many files at once.\n"
+                      "Exit status: 0 on success, 1 when a file cannot be read, converted or\n"
+                      "written, 2 for unusable arguments.\n");
 }
 
 }  // namespace
