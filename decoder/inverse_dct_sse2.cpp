@@ -93,4 +93,38 @@ void inverseDctClampSse2(int16_t* block) {
     _mm_storeu_si128(rows + 7, _mm_unpackhi_epi64(b3, b7));
 }
 
+namespace {
+
+// The 4-point pass on four vectors y0..y3 (one column or row per lane):
+// A = (y0 + y2) << 12, B = (y0 - y2) << 12, t0 = 5352 y1 + 2217 y3,
+// t1 = 2217 y1 - 5352 y3; out = A + t0, B + t1, B - t1, A - t0.
+inline void butterfly4(const __m128i* y, __m128i* out) {
+    __m128i a = _mm_slli_epi32(_mm_add_epi32(y[0], y[2]), 12), b = _mm_slli_epi32(_mm_sub_epi32(y[0], y[2]), 12);
+    __m128i t0 = _mm_add_epi32(Sse2::mulConst<5352>(y[1]), Sse2::mulConst<2217>(y[3]));
+    __m128i t1 = _mm_sub_epi32(Sse2::mulConst<2217>(y[1]), Sse2::mulConst<5352>(y[3]));
+    out[0] = _mm_add_epi32(a, t0);
+    out[1] = _mm_add_epi32(b, t1);
+    out[2] = _mm_sub_epi32(b, t1);
+    out[3] = _mm_sub_epi32(a, t0);
+}
+
+}  // namespace
+
+// inverseDct4x4, then each of the 16 samples clamped to -128..127.
+void inverseDct4x4ClampSse2(int16_t* block) {
+    __m128i y[4], out[4];
+    for (int r = 0; r < 4; ++r) y[r] = widen(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(block + 8 * r)));
+    butterfly4(y, out);  // out[r]: workspace row r, four columns
+    for (int r = 0; r < 4; ++r) y[r] = _mm_srai_epi32(_mm_add_epi32(out[r], _mm_set1_epi32(2048)), 12);
+    transpose4x4(y[0], y[1], y[2], y[3]);  // y[c]: workspace column c, four rows
+    butterfly4(y, out);                    // out[c]: output column c, four rows
+    for (int c = 0; c < 4; ++c) out[c] = _mm_srai_epi32(_mm_add_epi32(out[c], _mm_set1_epi32(16384)), 15);
+    transpose4x4(out[0], out[1], out[2], out[3]);  // out[r]: output row r
+    for (int r = 0; r < 4; r += 2) {
+        __m128i rows = truncateAndClamp(out[r], out[r + 1]);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(block + 8 * r), rows);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(block + 8 * (r + 1)), _mm_unpackhi_epi64(rows, rows));
+    }
+}
+
 #endif

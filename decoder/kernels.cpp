@@ -18,17 +18,21 @@ void colourBlockByRows(const int16_t* y, const int16_t* cb, const int16_t* cr, u
     for (int32_t r = 0; r < rows; ++r) row8(y + 8 * r, cb + 8 * r, cr + 8 * r, out + r * stride);
 }
 
-const DecoderKernels kScalar = {"scalar", decodeBlock, decodeBlockPartial, inverseDctClampScalar, colourRow8Scalar,
+const DecoderKernels kScalar = {"scalar", decodeBlock, decodeBlockPartial, inverseDctClampScalar, inverseDct4x4ClampScalar,
+                                colourRow8Scalar,
                                 colourBlockByRows<colourRow8Scalar>};
 
 #if KELJPEG_X86_KERNELS
-const DecoderKernels kSse2 = {"sse2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampSse2, colourRow8Sse2,
+const DecoderKernels kSse2 = {"sse2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampSse2, inverseDct4x4ClampSse2,
+                              colourRow8Sse2,
                               colourBlockByRows<colourRow8Sse2>};
-const DecoderKernels kAvx2 = {"avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, colourRow8Avx2,
+const DecoderKernels kAvx2 = {"avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, inverseDct4x4ClampSse2,
+                              colourRow8Avx2,
                               colourBlockAvx2};
 #endif
 #if KELJPEG_NEON_KERNELS
-const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, colourRow8Neon,
+const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, inverseDct4x4ClampScalar,
+                              colourRow8Neon,
                               colourBlockByRows<colourRow8Neon>};
 #endif
 
@@ -71,6 +75,12 @@ void forceScalarKernels(bool scalar) {
 void inverseDctClampScalar(int16_t* block) {
     inverseDct8x8(block);
     clampBlock(block);
+}
+
+void inverseDct4x4ClampScalar(int16_t* block) {
+    inverseDct4x4(block);
+    for (int row = 0; row < 4; ++row)
+        for (int col = 0; col < 4; ++col) block[row * 8 + col] = clampSample(block[row * 8 + col]);
 }
 
 void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {

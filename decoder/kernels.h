@@ -44,6 +44,8 @@ struct DecoderKernels {
                                   int32_t keepLimit);
     // inverseDct8x8 then clampBlock, in place.
     void (*inverseDctClamp)(int16_t* block);
+    // inverseDct4x4 then the 16 samples clamped to -128..127, in place.
+    void (*inverseDct4x4Clamp)(int16_t* block);
     // Eight pixels of one block row: blue, green, red from Y, Cb, Cr samples.
     void (*colourRow8)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
     // The first `rows` rows (1..8) of whole block rows: eight pixels each, out
@@ -58,6 +60,7 @@ void forceScalarKernels(bool scalar);
 
 // The plain versions.
 void inverseDctClampScalar(int16_t* block);
+void inverseDct4x4ClampScalar(int16_t* block);
 void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 // The quick Huffman path (block_decode_fast.cpp).
 [[nodiscard]] int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* component);
@@ -66,6 +69,7 @@ void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, ui
 
 #if KELJPEG_X86_KERNELS
 void inverseDctClampSse2(int16_t* block);
+void inverseDct4x4ClampSse2(int16_t* block);
 void inverseDctClampAvx2(int16_t* block);
 void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);

@@ -68,9 +68,7 @@ int32_t decodeMcuHalf(JpegContext* context) {
     int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
         std::memset(block, 0, 32 * sizeof(int16_t));  // rows 0..3 only; the rest is never read
         if (kernels.decodeBlockPartial(context, block, component, 24) != 0) return -1;
-        inverseDct4x4(block);
-        for (int row = 0; row < 4; ++row)
-            for (int col = 0; col < 4; ++col) block[row * 8 + col] = clampSample(block[row * 8 + col]);
+        kernels.inverseDct4x4Clamp(block);
         return 0;
     });
     if (result != 0) return -1;

@@ -99,6 +99,18 @@ TEST(VectorKernels, InverseTransformMatchesThePlainOneOnRandomAndExtremeBlocks) 
     }
 }
 
+TEST(VectorKernels, HalfSizeTransformMatchesThePlainOne) {
+    std::mt19937 rng(21);
+    forceScalarKernels(false);
+    const DecoderKernels& kernels = decoderKernels();
+    for (int trial = 0; trial < 20000; ++trial) {
+        Block expected = randomBlock(rng, trial), actual = expected;
+        inverseDct4x4ClampScalar(expected.data());
+        kernels.inverseDct4x4Clamp(actual.data());
+        ASSERT_EQ(expected, actual) << kernels.name << " trial " << trial;
+    }
+}
+
 TEST(VectorKernels, ColourRowMatchesTheTablesForEverySamplePair) {
     std::mt19937 rng(7);
     for (const NamedRowKernel& kernel : vectorColourRows()) {
