@@ -36,8 +36,8 @@ const char kUsageHead[] =
     "IN is a BMP (1, 4, 8, 16, 24 or 32 bits, uncompressed or with colour masks),\n"
     "a binary PPM (P6) or PGM (P5) file of 8 or 16 bits per sample, or with\n"
     "--yuv420 a planar frame (width*height luma bytes, then the U and V planes at\n"
-    "quarter size). IN \"-\" reads standard\n"
-    "input and OUT.jpg \"-\" writes standard output.\n"
+    "quarter size). IN \"-\" reads standard input and OUT.jpg \"-\" writes\n"
+    "standard output.\n"
     "\n"
     "options:\n";
 
