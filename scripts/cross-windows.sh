@@ -2,7 +2,8 @@
 # Windows: KelJPEG.dll with its import library and the test suite, built with
 # Debian's mingw-w64 cross compiler. The 64-bit suite runs under wine, headless,
 # in a wine prefix of its own inside the build directory. The 32-bit DLL is
-# built and its exports checked; its tests run only where 32-bit wine
+# built with a C host linked through its import library, and its exports
+# checked; the suite runs for it only where 32-bit wine
 # (wine32:i386) is installed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
