@@ -172,9 +172,11 @@ bool readNetpbm(const std::vector<uint8_t>& b, PixelImage& image, std::string& e
         return fail(error, "bad PPM/PGM size");
     if (maxval == 0 || maxval > 65535) return fail(error, "bad PPM/PGM maximum value");
     ++pos;  // the single white-space byte before the samples
-    size_t count = static_cast<size_t>(width) * height * components;
+    // In 64 bits: the product can pass 4 GiB where size_t is 32 bits wide.
+    uint64_t samples = uint64_t{width} * height * components;
     size_t sampleBytes = maxval > 255 ? 2 : 1;  // wide samples: most significant byte first
-    if (pos > b.size() || (b.size() - pos) / sampleBytes < count) return fail(error, "PPM/PGM pixel data truncated");
+    if (pos > b.size() || (b.size() - pos) / sampleBytes < samples) return fail(error, "PPM/PGM pixel data truncated");
+    size_t count = static_cast<size_t>(samples);
     image.width = width;
     image.height = height;
     image.components = components;
