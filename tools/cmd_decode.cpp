@@ -1,6 +1,7 @@
 // keljpeg decode: a JPEG file to BMP, PPM or PGM, through the exported API
 // only, as a host application would drive it.
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -114,15 +115,20 @@ struct Canvas {
     ImageRect rect{};
 };
 
-void prepareCanvas(Canvas& canvas, uint32_t width, uint32_t rows, uint32_t bytesPerPixel, uint32_t mcuHeight) {
-    uint32_t paddedRows = (rows + mcuHeight - 1) / mcuHeight * mcuHeight + mcuHeight;
-    canvas.storage.assign(size_t{width} * bytesPerPixel * paddedRows, 0);
+// False when the rectangle would pass the 4 GiB its size field can state.
+[[nodiscard]] bool prepareCanvas(Canvas& canvas, uint32_t width, uint32_t rows, uint32_t bytesPerPixel,
+                                 uint32_t mcuHeight) {
+    uint64_t paddedRows = (uint64_t{rows} + mcuHeight - 1) / mcuHeight * mcuHeight + mcuHeight;
+    uint64_t bytes = uint64_t{width} * bytesPerPixel * paddedRows;
+    if (bytes > 0xFFFFFFFFu || bytes > SIZE_MAX) return false;
+    canvas.storage.assign(static_cast<size_t>(bytes), 0);
     canvas.rect.width = static_cast<int32_t>(width);
     canvas.rect.height = static_cast<int32_t>(rows);
     canvas.rect.stride = static_cast<int32_t>(width * bytesPerPixel);
     canvas.rect.bitsPerPixel = static_cast<int32_t>(bytesPerPixel * 8);
     canvas.rect.bits = canvas.storage.data();
     canvas.rect.size = static_cast<uint32_t>(canvas.storage.size());
+    return true;
 }
 
 // Decodes the opened frame into picture; returns an error text or "".
@@ -140,7 +146,8 @@ std::string decodeFrame(JpegHandle h, const JpegDecodeParams& params, const Fram
             return "lossless output of " + std::to_string(picture.components) + " components is not supported";
         picture.width = params.width;
         picture.height = height;
-        prepareCanvas(canvas, picture.width, height, picture.components * picture.bytesPerSample, 1);
+        if (!prepareCanvas(canvas, picture.width, height, picture.components * picture.bytesPerSample, 1))
+            return "the image is too large";
         int32_t rows = jpegDecodeToRect(h, &canvas.rect, height);
         if (rows < static_cast<int32_t>(height)) return "decoding failed";
     } else {
@@ -151,7 +158,7 @@ std::string decodeFrame(JpegHandle h, const JpegDecodeParams& params, const Fram
         if (scaled) (void)jpegDecodeGetImageSize(h, &width, &rowsWanted, scale);
         picture.width = width;
         picture.height = rowsWanted;
-        prepareCanvas(canvas, width, rowsWanted, picture.components, mcuHeight);
+        if (!prepareCanvas(canvas, width, rowsWanted, picture.components, mcuHeight)) return "the image is too large";
         int32_t rows = scaled ? jpegDecodeScaleOutputToRect(h, &canvas.rect, rowsWanted, scale)
                               : jpegDecodeToRect(h, &canvas.rect, rowsWanted);
         if (rows < static_cast<int32_t>(rowsWanted)) return "decoding failed";
