@@ -9,6 +9,7 @@
 #include "bitmap/rect_to_dib.h"
 #include "context/jpeg_context.h"
 #include "runtime/image_rect.h"
+#include "runtime/limits.h"
 #include "runtime/report.h"
 
 namespace {
@@ -71,7 +72,10 @@ int32_t decodeThroughRect(JpegContext* context, ImageRect* rect, uint32_t lines,
     if (context->dec.imageHeight == 0 && rect->height > 0)
         rect->height = static_cast<int32_t>(std::min<int64_t>(INT32_MAX, (rect->height + kMaxMcuHeight - 1) /
                                                                               kMaxMcuHeight * kMaxMcuHeight));
-    bool allocated = complibAllocImageRect(rect) != nullptr;
+    // The pixel store counts against the host's memory limit while it is held.
+    const uint64_t storeBytes = uint64_t{static_cast<uint32_t>(rect->height)} * static_cast<uint32_t>(rect->stride);
+    bool allocated = contextMemoryAllows(context->dec.heldBytes, storeBytes) &&
+                     complibAllocImageRect(rect) != nullptr;
     rect->height = static_cast<int32_t>(lines);
     int32_t result = 0;
     if (!allocated) {

@@ -7,15 +7,13 @@
 #include "runtime/bitstream_file.h"
 #include "runtime/file.h"
 #include "runtime/heap.h"
+#include "runtime/limits.h"
 #include "runtime/report.h"
 
 namespace {
 
 constexpr uint16_t kSofProgressive = 0xFFC2;
 constexpr uint16_t kSofLossless = 0xFFC3;
-// Larger buffers are refused as if the heap had run out: a hostile frame
-// header must not make the decoder ask for more memory than a picture needs.
-constexpr uint64_t kMaxBufferBytes = uint64_t{1} << 30;
 
 JpegHandle failProlog(JpegContext* context, const KelChar16* text) {
     if (text) reportJpegError(text);
@@ -40,9 +38,12 @@ bool dataIsComplete(BitstreamFile* bf) {
     return false;
 }
 
-void* allocateBuffer(uint64_t size) {
-    if (size > kMaxBufferBytes) return nullptr;
-    return complibAllocMemory(static_cast<size_t>(size == 0 ? 1 : size));  // a frame of width 0 still gets a block
+// Buffers beyond the host's memory limit are refused as if the heap had run
+// out, with the same report.
+void* allocateBuffer(JpegContext* context, uint64_t size) {
+    if (size == 0) size = 1;  // a frame of width 0 still gets a block
+    if (!reserveContextMemory(&context->dec.heldBytes, size)) return nullptr;
+    return complibAllocMemory(static_cast<size_t>(size));
 }
 
 // Block buffers of DCT-based frames, and the position index table:
@@ -52,7 +53,7 @@ const KelChar16* allocateBlockBuffers(JpegContext* context) {
     const bool progressive = context->frame.sofMarker == kSofProgressive;
     uint64_t frameBlocks = progressive ? uint64_t{dec.blocksPerMcu} * dec.totalMcus : dec.blocksPerMcu;
     uint64_t blocks = uint64_t{dec.scratchBlocks} + dec.blocksPerMcu + frameBlocks;
-    dec.mcuBlocks = static_cast<int16_t*>(allocateBuffer(blocks * kBlockBytes));
+    dec.mcuBlocks = static_cast<int16_t*>(allocateBuffer(context, blocks * kBlockBytes));
     if (!dec.mcuBlocks) return KJ_TEXT("mcu_blocks memory allocation failed.");
     // Zeroed so that output before any decoded MCU shows mid-grey, never stray memory.
     std::memset(dec.mcuBlocks, 0, static_cast<size_t>(blocks * kBlockBytes));
@@ -62,10 +63,11 @@ const KelChar16* allocateBlockBuffers(JpegContext* context) {
         dec.progressiveCursor = dec.progressiveBlocks;
     }
     dec.mcuXYEntries = dec.scratchBlocks;
-    dec.mcuXYBlocks = static_cast<int16_t**>(allocateBuffer(uint64_t{dec.mcuXYEntries} * sizeof(int16_t*)));
+    dec.mcuXYBlocks = static_cast<int16_t**>(allocateBuffer(context, uint64_t{dec.mcuXYEntries} * sizeof(int16_t*)));
     if (!dec.mcuXYBlocks) return KJ_TEXT("mcu_XYBlocks allocation failed.");
     for (uint32_t i = 0; i < dec.mcuXYEntries; ++i) dec.mcuXYBlocks[i] = dec.mcuBlocks;
-    dec.mcuXYBlocksIndex = static_cast<uint32_t*>(allocateBuffer(uint64_t{dec.mcuXYEntries} * sizeof(uint32_t)));
+    dec.mcuXYBlocksIndex =
+        static_cast<uint32_t*>(allocateBuffer(context, uint64_t{dec.mcuXYEntries} * sizeof(uint32_t)));
     if (!dec.mcuXYBlocksIndex) return KJ_TEXT("mcu_XYBlocksInx memory allocation failed.");
     const uint32_t positions = dec.positionCount;
     for (uint32_t t = 0; t < positions; ++t)
@@ -78,7 +80,7 @@ const KelChar16* allocateFrameBuffers(JpegContext* context, JpegDecodeParams* pa
     if (context->frame.sofMarker >= kSofLossless) {
         uint64_t size = uint64_t{dec.componentCount} * dec.imageWidth * 2;
         dec.spatialPrevLineSize = static_cast<uint32_t>(size);
-        dec.spatialPrevLine = static_cast<uint8_t*>(allocateBuffer(size));
+        dec.spatialPrevLine = static_cast<uint8_t*>(allocateBuffer(context, size));
         return dec.spatialPrevLine ? nullptr : KJ_TEXT("spatialPrevLine memory allocation failed.");
     }
     if (context->frame.sofMarker == kSofProgressive) {

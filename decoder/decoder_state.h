@@ -53,6 +53,8 @@ struct DecoderState {
     uint32_t rowsDelivered;    // rows delivered in the current output pass
     uint16_t lastMarker;       // kMarkerEoi once the end of the image has been met
     int16_t currentScale;      // scale of the last scaled output, -1 before the first
+    uint32_t scanCount;        // scan headers read, against the host's scan limit
+    uint64_t heldBytes;        // frame buffers held, against the host's memory limit
 
     // ---- JFIF values (APP0) ----
     uint16_t xDensity;

@@ -7,6 +7,7 @@
 #include "context/jpeg_context.h"
 #include "decoder/bit_reader.h"
 #include "decoder/huffman_decode.h"
+#include "runtime/limits.h"
 #include "runtime/report.h"
 
 namespace {
@@ -248,6 +249,10 @@ void computeGeometry(DecoderState& dec) {
         reportJpegError(KJ_TEXT("invalid quantization table number"));
         return false;
     }
+    if (!framePixelsAllowed(dec.imageWidth, dec.imageHeight)) {
+        reportJpegError(KJ_TEXT("image exceeds the pixel limit"));
+        return false;
+    }
     computeGeometry(dec);
     return true;
 }
@@ -347,6 +352,12 @@ int32_t setUpNextScan(JpegContext* context) {
         dec.pendingTables[0] = -1;
     }
     if (marker == kMarkerSos && !readSosSegment(context)) return -1;
+    // Each progressive scan walks the whole frame again, however few its
+    // bytes: the scan count is what bounds the work of a tiny file.
+    if (marker == kMarkerSos && !scanCountAllowed(++dec.scanCount)) {
+        reportJpegError(KJ_TEXT("too many scans"));
+        return -1;
+    }
     if (!setUpScanComponents(context)) return -1;
     if (dec.mcuBlocks) dec.progressiveCursor = dec.progressiveBlocks;
     context->mcuCounter = 0;

@@ -71,6 +71,8 @@ struct StandardDecode {
     bool finished;             // EOI met
     int32_t eobRun;
     uint32_t rowsDelivered;    // output rows of the current pass (at the current scale)
+    uint32_t scanCount;        // scan headers read, against the host's scan limit
+    uint64_t heldBytes;        // planes held, against the host's memory limit
     int32_t scale;             // 3 full size, 2/1/0 a half, quarter, eighth
 };
 

@@ -6,6 +6,7 @@
 
 #include "decoder/huffman_decode.h"
 #include "decoder/standard_decode.h"
+#include "runtime/limits.h"
 #include "runtime/report.h"
 
 namespace {
@@ -44,6 +45,9 @@ uint32_t read16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
         uint32_t count = counts[length - 1];
         table.valueOffset[length] = static_cast<int32_t>(k) - code;
         for (uint32_t i = 0; i < count; ++i, ++k, ++code) {
+            // More codes than the length holds: the table is invalid, and the
+            // code would index past the fast tables.
+            if (code >= (1 << length)) return false;
             if (length <= 8) {
                 uint32_t first = static_cast<uint32_t>(code) << (8 - length);
                 for (uint32_t j = 0; j < (1u << (8 - length)); ++j) {
@@ -53,7 +57,6 @@ uint32_t read16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
             }
         }
         table.maxCode[length] = count ? code - 1 : -1;
-        if (code > (1 << length)) return false;  // more codes than the length holds
         code <<= 1;
     }
     table.maxCode[17] = 0x7FFFFFFF;
@@ -157,6 +160,8 @@ const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
     } else if (sd->sofMarker == 0xFFC3) {
         if (scan.ss < 1 || scan.ss > 7 || scan.al >= sd->precision) return KJ_TEXT("invalid lossless scan parameters");
     }
+    // Each scan walks the whole frame, however few its bytes.
+    if (!scanCountAllowed(++sd->scanCount)) return KJ_TEXT("too many scans");
     sd->scan = scan;
     sd->scanReady = true;
     return nullptr;

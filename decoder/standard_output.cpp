@@ -210,8 +210,6 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
     // Rows are written from the top of rect, never below its height.
     if (rect->height > 0 && wanted > uint32_t(rect->height)) wanted = uint32_t(rect->height);
-    // Never below the caller's rectangle.
-    if (wanted > static_cast<uint32_t>(rect->height)) wanted = static_cast<uint32_t>(rect->height);
     const uint32_t columns = rect->width < 0 ? 0 : (uint32_t(rect->width) < outWidth ? uint32_t(rect->width) : outWidth);
     const uint32_t factor = 1u << (3 - scale);
     const uint64_t rowValues = uint64_t{sd->width} * channels;
