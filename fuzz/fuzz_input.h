@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "KelJPEG.h"
+
 class FuzzInput {
 public:
     FuzzInput(const uint8_t* data, size_t size) : data_(data), size_(size) {}
@@ -15,8 +17,15 @@ public:
         if (size_ == 0) return 0;
         return data_[--size_];
     }
-    uint16_t takeU16() { return static_cast<uint16_t>(takeByte() | (takeByte() << 8)); }
-    uint32_t takeU32() { return static_cast<uint32_t>(takeU16()) | (static_cast<uint32_t>(takeU16()) << 16); }
+    // Low byte first; sequenced, so that every compiler reads an input alike.
+    uint16_t takeU16() {
+        const uint16_t low = takeByte();
+        return static_cast<uint16_t>(low | (takeByte() << 8));
+    }
+    uint32_t takeU32() {
+        const uint32_t low = takeU16();
+        return low | (static_cast<uint32_t>(takeU16()) << 16);
+    }
 
     const uint8_t* data() const { return data_; }
     size_t size() const { return size_; }

@@ -1,0 +1,163 @@
+// Distinct contexts share nothing that decoding or encoding writes: many
+// threads encoding and decoding at once produce exactly the bytes one thread
+// produces. Run under the thread sanitizer, any shared write is a failure.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "KelJPEG.h"
+#include "test_support.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// A picture with edges and gradients, blue-green-red or grey.
+Bytes picture(int width, int height, int channels, int seed) {
+    Bytes pixels(static_cast<size_t>(width) * height * channels);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < channels; ++c)
+                pixels[(static_cast<size_t>(y) * width + x) * channels + c] =
+                    static_cast<uint8_t>((x * (3 + c) + y * (5 + seed) + ((x / 7 + y / 5) % 2) * 90) & 0xFF);
+    return pixels;
+}
+
+Bytes encode(int width, int height, int channels, uint32_t sampling, uint16_t quality, uint16_t restart) {
+    JpegEncodeParams params{};
+    params.width = static_cast<uint16_t>(width);
+    params.height = static_cast<uint16_t>(height);
+    params.componentCount = static_cast<uint16_t>(channels);
+    params.samplingFactors = sampling;
+    params.quality = quality;
+    params.restartInterval = restart;
+    params.options = JPEG_OPT_MEMORY;
+    JpegHandle handle = jpegEncodeProlog(nullptr, &params);
+    if (!handle) return {};
+    Bytes pixels = picture(width, height, channels, quality);
+    ImageRect rect{width, height, width * channels, 8 * channels, 0, 0, pixels.data(), 0};
+    // Strips of two MCU rows, as a streaming host would send them.
+    for (int row = 0; row < height; row += 32) {
+        rect.bits = pixels.data() + static_cast<size_t>(row) * rect.stride;
+        jpegEncodeFromRect(handle, &rect, static_cast<uint32_t>(std::min(32, height - row)));
+    }
+    jpegEncodeEpilog(handle);
+    Bytes out(params.outputBuffer, params.outputBuffer + params.outputSize);
+    jpegFreeMemory(params.outputBuffer);
+    return out;
+}
+
+// Decodes a stream at a scale, in strips of 16 rows; the pixels, or empty.
+Bytes decode(const Bytes& stream, int32_t scale) {
+    JpegDecodeParams params{};
+    params.options = JPEG_OPT_MEMORY;
+    params.data = stream.data();
+    params.dataLength = static_cast<uint32_t>(stream.size());
+    JpegHandle handle = jpegDecodeProlog(nullptr, &params);
+    if (!handle) return {};
+    uint32_t width = 0, height = 0;
+    jpegDecodeGetImageSize(handle, &width, &height, scale);
+    const int32_t bytesPerPixel = params.componentCount >= 3 ? 3 : 1;
+    Bytes pixels(static_cast<size_t>(width) * bytesPerPixel * (height + 16));
+    for (uint32_t row = 0; row < height; row += 16) {
+        ImageRect rect{static_cast<int32_t>(width), 16, static_cast<int32_t>(width) * bytesPerPixel,
+                       8 * bytesPerPixel, 0, 0, pixels.data() + static_cast<size_t>(row) * width * bytesPerPixel, 0};
+        const uint32_t upTo = std::min(row + 16, height);
+        if (scale == JPEG_SCALE_FULL ? jpegDecodeToRect(handle, &rect, upTo) <= 0
+                                     : jpegDecodeScaleOutputToRect(handle, &rect, upTo, scale) <= 0)
+            break;
+    }
+    jpegDecodeEpilog(handle);
+    pixels.resize(static_cast<size_t>(width) * bytesPerPixel * height);
+    return pixels;
+}
+
+// The whole 24-bit bitmap of a colour stream through the bitmap entry.
+Bytes decodeToBitmap(const Bytes& stream) {
+    JpegDecodeParams params{};
+    params.options = JPEG_OPT_MEMORY;
+    params.data = stream.data();
+    params.dataLength = static_cast<uint32_t>(stream.size());
+    JpegHandle handle = jpegDecodeProlog(nullptr, &params);
+    if (!handle) return {};
+    BITMAPINFOHEADER header{};
+    header.biBitCount = 24;
+    jpegDecodeScaleOutputToWinDIBits(handle, 0, nullptr, &header, JPEG_SCALE_FULL);
+    Bytes bits(static_cast<size_t>((header.biWidth * 3 + 3) & ~3) * static_cast<size_t>(header.biHeight));
+    jpegDecodeScaleOutputToWinDIBits(handle, static_cast<uint32_t>(header.biHeight), bits.data(), &header,
+                                     JPEG_SCALE_FULL);
+    jpegDecodeEpilog(handle);
+    return bits;
+}
+
+struct Job {
+    std::string name;
+    std::function<Bytes()> run;
+};
+
+std::vector<Job> jobs(const std::vector<Bytes>& streams) {
+    std::vector<Job> all;
+    const struct {
+        int width, height, channels;
+        uint32_t sampling;
+        uint16_t quality, restart;
+    } encodes[] = {{61, 45, 3, 0x221111, 75, 0}, {40, 33, 3, 0x211111, 90, 2}, {33, 20, 1, 0x11, 50, 1},
+                   {48, 48, 3, 0x111111, 30, 0}};
+    for (const auto& e : encodes)
+        all.push_back({"encode " + std::to_string(e.sampling),
+                       [e] { return encode(e.width, e.height, e.channels, e.sampling, e.quality, e.restart); }});
+    for (size_t i = 0; i < streams.size(); ++i) {
+        const Bytes* s = &streams[i];
+        for (int32_t scale : {JPEG_SCALE_FULL, JPEG_SCALE_1_2, JPEG_SCALE_1_8})
+            all.push_back({"decode " + std::to_string(i) + " scale " + std::to_string(scale),
+                           [s, scale] { return decode(*s, scale); }});
+        all.push_back({"bitmap " + std::to_string(i), [s] { return decodeToBitmap(*s); }});
+    }
+    return all;
+}
+
+}  // namespace
+
+TEST(Threads, ConcurrentContextsGiveTheBytesOfOneThread) {
+    std::vector<Bytes> streams = {encode(61, 45, 3, 0x221111, 75, 0), encode(40, 33, 3, 0x211111, 90, 2),
+                                  encode(48, 48, 3, 0x111111, 30, 0)};
+    for (const Bytes& s : streams) ASSERT_FALSE(s.empty());
+    const std::vector<Job> work = jobs(streams);
+    std::vector<Bytes> expected;
+    {
+        testing_support::ReportCapture reports;
+        for (const Job& job : work) {
+            expected.push_back(job.run());
+            ASSERT_FALSE(expected.back().empty()) << job.name;
+            ASSERT_TRUE(reports.reports().empty()) << job.name << ": " << reports.reports()[0].text;
+        }
+    }
+
+    constexpr int kThreads = 8;
+    constexpr int kRounds = 3;
+    std::atomic<int> mismatches{0};
+    std::vector<std::string> firstMismatch(kThreads);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            // Each thread walks the jobs from its own starting point, so that
+            // different stages run side by side.
+            for (int round = 0; round < kRounds; ++round) {
+                for (size_t k = 0; k < work.size(); ++k) {
+                    const size_t j = (k + static_cast<size_t>(t) * 3 + static_cast<size_t>(round)) % work.size();
+                    if (work[j].run() == expected[j]) continue;
+                    ++mismatches;
+                    if (firstMismatch[t].empty()) firstMismatch[t] = work[j].name;
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(mismatches.load(), 0);
+    for (int t = 0; t < kThreads; ++t) EXPECT_TRUE(firstMismatch[t].empty()) << "thread " << t << ": " << firstMismatch[t];
+}
