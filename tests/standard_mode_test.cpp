@@ -391,6 +391,48 @@ TEST(StandardModeLossless, SampledComponentsRestartsAndPointTransform) {
         }
 }
 
+int flatLevel(int component, int blockX, int blockY) { return ((blockX * 37 + blockY * 91 + component * 13) % 21 - 10) * 8; }
+
+// Each component in a scan of its own, out of frame order; the tables and the
+// restart interval change between scans, and each component keeps the table
+// in force when its scan starts.
+FlatFrame tablesBetweenScans(int precision) {
+    FlatFrame f;
+    f.precision = precision;
+    f.width = 45;
+    f.height = 27;
+    f.components = {{1, 2, 2, 0}, {2, 1, 1, 1}, {3, 1, 1, 1}};
+    f.scans = {{{2}, 3, {{1, 24}, {0, 16}}}, {{0}, 0, {{0, 8}}}, {{1}, 2, {{1, 40}}}};
+    f.level = flatLevel;
+    return f;
+}
+
+TEST(StandardModeSequential, TablesAndRestartIntervalsBetweenScansAtBothPrecisions) {
+    const int quant[3] = {8, 40, 24};  // the tables each component latched
+    for (int precision : {8, 12}) {
+        FlatFrame f = tablesBetweenScans(precision);
+        std::vector<uint8_t> jpeg = writeFlatFrame(f);
+        Picture ours;
+        ASSERT_TRUE(ourDecode(jpeg, kStandard | JPEG_OPT_RAW_COMPONENTS, 3, ours)) << precision;
+        int largest = 0;
+        for (int y = 0; y < f.height; ++y)
+            for (int x = 0; x < f.width; ++x)
+                for (int c = 0; c < 3; ++c) {
+                    const FlatComponent& k = f.components[size_t(c)];
+                    int offset = flatLevel(c, (x * k.h / 2) / 8, (y * k.v / 2) / 8) * quant[c] / 8;
+                    int expected = precision == 8 ? std::clamp(offset + 128, 0, 255) : (offset + 2048) >> 4;
+                    int got = ours.pixels[(size_t(y) * size_t(f.width) + size_t(x)) * 3 + size_t(c)];
+                    largest = std::max(largest, std::abs(got - expected));
+                }
+        EXPECT_LE(largest, 1) << precision;
+        // The legacy reading takes only frames of one interleaved scan.
+        ReportCapture quiet;
+        Picture legacy;
+        bool legacyRead = ourDecode(jpeg, JPEG_OPT_RAW_COMPONENTS, 3, legacy);
+        EXPECT_FALSE(legacyRead && legacy.pixels == ours.pixels) << precision;
+    }
+}
+
 TEST(StandardModeOptions, PartialBitstreamIsRefusedAndLegacyDefaultsStay) {
     // The whole stream is read at once, so pieces cannot be fed later.
     std::vector<uint8_t> jpeg = {0xFF, 0xD8, 0xFF, 0xD9};

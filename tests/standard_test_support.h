@@ -416,3 +416,107 @@ inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::v
 }
 
 }  // namespace standard_test
+
+namespace standard_test {
+
+// ---- Sequential frames of flat blocks, written by hand ----
+// Each block carries only its DC term, so every sample is known exactly:
+// the frame may use 12-bit samples, 16-bit tables, tables and restart
+// intervals that change between scans, and any sampling.
+
+struct FlatComponent {
+    uint8_t id, h, v, table;
+};
+struct FlatScan {
+    std::vector<int> components;        // frame indexes, in frame order
+    int restartInterval = 0;            // a DRI segment before the scan
+    std::vector<std::pair<int, int>> tables;  // DQT segments (table, DC entry) before the scan
+};
+struct FlatFrame {
+    int width = 40, height = 24, precision = 8;
+    std::vector<FlatComponent> components;
+    std::vector<FlatScan> scans;
+    int (*level)(int component, int blockX, int blockY) = nullptr;  // the quantised DC of a block
+};
+
+inline std::vector<uint8_t> writeFlatFrame(const FlatFrame& f) {
+    auto segment = [](std::vector<uint8_t>& out, uint8_t marker, const std::vector<uint8_t>& body) {
+        out.insert(out.end(), {0xFF, marker, uint8_t((body.size() + 2) >> 8), uint8_t(body.size() + 2)});
+        out.insert(out.end(), body.begin(), body.end());
+    };
+    // DC categories 0..15 on lengths 4 and 5; the AC table holds end-of-block alone.
+    const uint8_t dcCounts[16] = {0, 0, 0, 14, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    std::vector<uint8_t> out = {0xFF, 0xD8};
+    std::vector<uint8_t> dht = {0x00};
+    dht.insert(dht.end(), dcCounts, dcCounts + 16);
+    for (int s = 0; s < 16; ++s) dht.push_back(uint8_t(s));
+    dht.push_back(0x10);
+    dht.push_back(1);
+    for (int i = 1; i < 16; ++i) dht.push_back(0);
+    dht.push_back(0x00);
+    segment(out, 0xC4, dht);
+    const int count = int(f.components.size());
+    int maxH = 1, maxV = 1;
+    for (const FlatComponent& c : f.components) {
+        maxH = std::max(maxH, int(c.h));
+        maxV = std::max(maxV, int(c.v));
+    }
+    std::vector<uint8_t> sof = {uint8_t(f.precision), uint8_t(f.height >> 8), uint8_t(f.height),
+                                uint8_t(f.width >> 8), uint8_t(f.width), uint8_t(count)};
+    for (const FlatComponent& c : f.components) sof.insert(sof.end(), {c.id, uint8_t(c.h << 4 | c.v), c.table});
+    const int mcusAcross = (f.width + 8 * maxH - 1) / (8 * maxH), mcusDown = (f.height + 8 * maxV - 1) / (8 * maxV);
+    bool frameWritten = false;
+    for (const FlatScan& scan : f.scans) {
+        for (auto [table, dc] : scan.tables) {  // 16-bit entries: DC as given, the rest 1
+            std::vector<uint8_t> dqt = {uint8_t(0x10 | table), uint8_t(dc >> 8), uint8_t(dc)};
+            for (int k = 1; k < 64; ++k) dqt.insert(dqt.end(), {0, 1});
+            segment(out, 0xDB, dqt);
+        }
+        if (!frameWritten) segment(out, 0xC1, sof);
+        frameWritten = true;
+        segment(out, 0xDD, {uint8_t(scan.restartInterval >> 8), uint8_t(scan.restartInterval)});
+        std::vector<uint8_t> sos = {uint8_t(scan.components.size())};
+        for (int c : scan.components) sos.insert(sos.end(), {f.components[size_t(c)].id, 0x00});
+        sos.insert(sos.end(), {0, 63, 0});
+        segment(out, 0xDA, sos);
+        Bits bits;
+        std::vector<int> predictor(size_t(count), 0);
+        auto block = [&](int c, int bx, int by) {
+            int diff = f.level(c, bx, by) - predictor[size_t(c)];
+            predictor[size_t(c)] += diff;
+            uint32_t magnitude = uint32_t(diff < 0 ? -diff : diff);
+            int category = 0;
+            while ((magnitude >> category) != 0) ++category;
+            uint32_t code = category < 14 ? uint32_t(category) : uint32_t(28 + category - 14);
+            bits.put(code, category < 14 ? 4 : 5);
+            if (category) bits.put(uint32_t(diff < 0 ? diff - 1 : diff) & ((1u << category) - 1), category);
+            bits.put(0, 1);  // end of block
+        };
+        const bool single = scan.components.size() == 1;
+        const FlatComponent& first = f.components[size_t(scan.components[0])];
+        const int across = single ? ((f.width * first.h + maxH - 1) / maxH + 7) / 8 : mcusAcross;
+        const int down = single ? ((f.height * first.v + maxV - 1) / maxV + 7) / 8 : mcusDown;
+        for (int unit = 0, restarts = 0; unit < across * down; ++unit) {
+            if (scan.restartInterval && unit && unit % scan.restartInterval == 0) {
+                bits.pad();
+                bits.out.insert(bits.out.end(), {0xFF, uint8_t(0xD0 + (restarts++ & 7))});
+                std::fill(predictor.begin(), predictor.end(), 0);
+            }
+            const int ux = unit % across, uy = unit / across;
+            if (single) {
+                block(scan.components[0], ux, uy);
+                continue;
+            }
+            for (int c : scan.components)
+                for (int v = 0; v < f.components[size_t(c)].v; ++v)
+                    for (int h = 0; h < f.components[size_t(c)].h; ++h)
+                        block(c, ux * f.components[size_t(c)].h + h, uy * f.components[size_t(c)].v + v);
+        }
+        bits.pad();
+        out.insert(out.end(), bits.out.begin(), bits.out.end());
+    }
+    out.insert(out.end(), {0xFF, 0xD9});
+    return out;
+}
+
+}  // namespace standard_test
