@@ -213,8 +213,22 @@ int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRe
     }
     // Skip phase: every symbol and its value bits dropped in one step where
     // the short-code table allows.
+    // Several symbols at once from the skip table when none of them can
+    // reach index 63 (the index only grows, so the sum of the advances says so).
+    const uint32_t* skip = fast ? skipHuffmanTable(lookup, maxLength) : nullptr;
     LocalBits bits(bf);
     for (;;) {
+        if (bits.count < 16) bits.refill();
+        if (skip && bits.count >= 16) {
+            uint32_t run = skip[bits.buffer >> (32 - kFastHuffmanBits)];
+            if (skipBitsTaken(run) != 0 && k + static_cast<int32_t>(skipAdvance(run)) < 63) {
+                bits.consume(skipBitsTaken(run));
+                k += static_cast<int32_t>(skipAdvance(run));
+                if (!skipEndsBlock(run)) continue;
+                bits.save();
+                return 0;
+            }
+        }
         uint32_t entry = bits.peek(fast);
         if (entry != 0) {
             int32_t symbol = static_cast<int32_t>(fastSymbol(entry)), r = symbol >> 4, s = symbol & 15;

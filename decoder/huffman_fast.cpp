@@ -26,4 +26,27 @@ void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes,
         }
         fast[i] = entry;
     }
+    // The skip table, from the short-code table: within the i's bits, the
+    // code and value bits at position `taken` are all real bits when they end
+    // by kFastHuffmanBits.
+    auto* skip = const_cast<uint32_t*>(skipHuffmanTable(lookup, maxCodeLength));
+    for (uint32_t i = 0; i < (1u << kFastHuffmanBits); ++i) {
+        uint32_t taken = 0, advance = 0, endsBlock = 0;
+        while (taken < kFastHuffmanBits && advance < 128) {
+            uint32_t entry = fast[(i << taken) & ((1u << kFastHuffmanBits) - 1)];
+            if (entry == 0) break;
+            uint32_t length = fastCodeLength(entry), symbol = fastSymbol(entry), s = symbol & 15, r = symbol >> 4;
+            if (taken + length + s > kFastHuffmanBits) break;
+            taken += length + s;
+            if (s != 0) {
+                advance += r + 1;
+            } else if (r == 0) {
+                endsBlock = 1;
+                break;
+            } else {
+                advance += 16;
+            }
+        }
+        skip[i] = taken | advance << 8 | endsBlock << 16;
+    }
 }

@@ -32,6 +32,19 @@ inline const uint32_t* fastHuffmanTable(const HuffmanLookupTable* lookup, uint32
                                              fastHuffmanOffset(maxCodeLength));
 }
 
+// After the short-code table, the skip table of the reduced-size decoders:
+// for the same kFastHuffmanBits leading bits, the symbols (with their value
+// bits) that lie wholly within them, taken one after the other up to and
+// including an end of block: entry = bits they take | coefficient index
+// advance << 8 | 1 << 16 when the last one is the end of block; 0 when not
+// even one symbol fits.
+inline const uint32_t* skipHuffmanTable(const HuffmanLookupTable* lookup, uint32_t maxCodeLength) {
+    return fastHuffmanTable(lookup, maxCodeLength) + (1u << kFastHuffmanBits);
+}
+inline uint32_t skipBitsTaken(uint32_t entry) { return entry & 0xFF; }
+inline uint32_t skipAdvance(uint32_t entry) { return (entry >> 8) & 0xFF; }
+inline bool skipEndsBlock(uint32_t entry) { return (entry >> 16) & 1; }
+
 inline uint32_t fastCodeLength(uint32_t entry) { return entry & 0xFF; }
 inline uint32_t fastSymbol(uint32_t entry) { return (entry >> 8) & 0xFF; }
 inline int32_t fastValue(uint32_t entry) { return static_cast<int16_t>(entry >> 16); }
@@ -134,7 +147,7 @@ inline void skipBitsFast(BitstreamFile* bf, uint32_t s) {
 
 // Bytes to allocate for a slot's lookup table and the short-code table after it.
 inline uint32_t huffmanTableBytes(uint32_t maxCodeLength) {
-    return fastHuffmanOffset(maxCodeLength) + 4u * (1u << kFastHuffmanBits);
+    return fastHuffmanOffset(maxCodeLength) + 2u * 4u * (1u << kFastHuffmanBits);
 }
 
 // Fills the short-code table from a built lookup table and its code list.
