@@ -99,21 +99,20 @@ std::string loadSource(const std::string& name, const EncodeOptions& o, Source& 
     std::string error;
     std::vector<uint8_t> bytes;
     if (!readAllBytes(name, bytes, error)) return error;
-    const std::string shown = isStandardStream(name) ? "standard input" : name;
     if (o.yuv) {
         source.planes = std::move(bytes);
-        if (!takeYuv420Planes(shown, o.yuvWidth, o.yuvHeight, source.planes, error)) return error;
+        if (!takeYuv420Planes(o.yuvWidth, o.yuvHeight, source.planes, error)) return error;
         source.image = PixelImage{o.yuvWidth, o.yuvHeight, 3, {}};
         return "";
     }
-    if ((source.isDib = readDibBytes(bytes, source.dib, error))) {
+    if ((source.isDib = readDibFile(bytes, source.dib, error))) {
         const BITMAPINFOHEADER& h = *source.dib.header();
         uint32_t components = source.dib.grey ? 1 : 3;
         source.image = PixelImage{static_cast<uint32_t>(h.biWidth), static_cast<uint32_t>(h.biHeight), components, {}};
         return "";
     }
     if (!error.empty()) return error;
-    (void)readPixelImageBytes(bytes, shown, source.image, error);
+    (void)readPixelImage(bytes, source.image, error);
     return error;
 }
 

@@ -1,8 +1,6 @@
 #include "dib_file.h"
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "cli_io.h"
 
@@ -60,14 +58,7 @@ std::string checkDepth(const BITMAPINFOHEADER& h) {
 
 }  // namespace
 
-bool readDibFile(const std::string& path, DibFile& dib, std::string& error) {
-    error.clear();
-    std::ifstream in(path, std::ios::binary);
-    std::vector<uint8_t> file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    return readDibBytes(file, dib, error);
-}
-
-bool readDibBytes(const std::vector<uint8_t>& file, DibFile& dib, std::string& error) {
+bool readDibFile(const std::vector<uint8_t>& file, DibFile& dib, std::string& error) {
     error.clear();
     if (file.size() < 2 || file[0] != 'B' || file[1] != 'M') return false;
     if (file.size() < kFileHeaderBytes + kInfoHeaderBytes) return fail(error, "BMP file too short");

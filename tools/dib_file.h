@@ -21,13 +21,10 @@ struct DibFile {
     bool grey = false;
 };
 
-// True when path is a bottom-up BMP file, read into dib. False with an empty
-// error for other files (the caller reads them its own way); false with a
-// message for a BMP that is damaged.
-bool readDibFile(const std::string& path, DibFile& dib, std::string& error);
-
-// The same for a file's bytes already in memory.
-bool readDibBytes(const std::vector<uint8_t>& file, DibFile& dib, std::string& error);
+// True when file holds a bottom-up BMP with plain rows, read into dib. False
+// with an empty error for other files (the caller reads them its own way);
+// false with a message for a BMP that is damaged.
+bool readDibFile(const std::vector<uint8_t>& file, DibFile& dib, std::string& error);
 
 // Encodes the bitmap's rows top to bottom in strips of whole MCU rows.
 bool encodeDibStrips(JpegHandle handle, const DibFile& dib, uint32_t mcuHeight);

@@ -1,22 +1,10 @@
 #include "image_read.h"
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 namespace {
 
 constexpr uint32_t kMaxDimension = 65535;  // a JPEG frame cannot be larger
-
-bool loadFile(const std::string& path, std::vector<uint8_t>& bytes, std::string& error) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        error = "cannot open '" + path + "'";
-        return false;
-    }
-    bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return true;
-}
 
 uint32_t le16(const uint8_t* p) { return p[0] | (p[1] << 8); }
 uint32_t le32(const uint8_t* p) { return le16(p) | (le16(p + 2) << 16); }
@@ -195,33 +183,18 @@ bool readNetpbm(const std::vector<uint8_t>& b, PixelImage& image, std::string& e
 
 }  // namespace
 
-bool readPixelImage(const std::string& path, PixelImage& image, std::string& error) {
-    std::vector<uint8_t> bytes;
-    if (!loadFile(path, bytes, error)) return false;
-    return readPixelImageBytes(bytes, path, image, error);
-}
-
-bool readPixelImageBytes(const std::vector<uint8_t>& bytes, const std::string& name, PixelImage& image,
-                         std::string& error) {
+bool readPixelImage(const std::vector<uint8_t>& bytes, PixelImage& image, std::string& error) {
     if (bytes.size() >= 2 && bytes[0] == 'B' && bytes[1] == 'M') return readBmp(bytes, image, error);
     if (bytes.size() >= 2 && bytes[0] == 'P' && (bytes[1] == '5' || bytes[1] == '6')) return readNetpbm(bytes, image, error);
-    return fail(error, "'" + name + "' is not a BMP, binary PPM or PGM file");
+    return fail(error, "not a BMP, binary PPM or PGM file");
 }
 
-bool readYuv420File(const std::string& path, uint32_t width, uint32_t height, std::vector<uint8_t>& planes,
-                    std::string& error) {
-    if (!loadFile(path, planes, error)) return false;
-    return takeYuv420Planes(path, width, height, planes, error);
-}
-
-bool takeYuv420Planes(const std::string& name, uint32_t width, uint32_t height, std::vector<uint8_t>& planes,
-                      std::string& error) {
+bool takeYuv420Planes(uint32_t width, uint32_t height, std::vector<uint8_t>& planes, std::string& error) {
     size_t luma = static_cast<size_t>(width) * height;
     size_t need = luma + 2 * (luma / 4);
     if (planes.size() < need)
-        return fail(error, "'" + name + "' holds " + std::to_string(planes.size()) + " bytes, a " +
-                               std::to_string(width) + "x" + std::to_string(height) + " frame needs " +
-                               std::to_string(need));
+        return fail(error, "holds " + std::to_string(planes.size()) + " bytes, a " + std::to_string(width) + "x" +
+                               std::to_string(height) + " frame needs " + std::to_string(need));
     planes.resize(need);
     return true;
 }

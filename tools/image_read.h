@@ -16,19 +16,11 @@ struct PixelImage {
 };
 
 // Reads a BMP (1, 4, 8, 16, 24 or 32 bits, uncompressed or with colour
-// masks), PPM or PGM file (8 or 16 bits per sample, scaled to 8), chosen by
-// its signature. On failure returns false with a message in error.
-bool readPixelImage(const std::string& path, PixelImage& image, std::string& error);
+// masks), PPM or PGM file (8 or 16 bits per sample, scaled to 8) from its
+// bytes, chosen by its signature. On failure returns false with a message in
+// error.
+bool readPixelImage(const std::vector<uint8_t>& bytes, PixelImage& image, std::string& error);
 
-// The same for a file's bytes already in memory; name is for messages.
-bool readPixelImageBytes(const std::vector<uint8_t>& bytes, const std::string& name, PixelImage& image,
-                         std::string& error);
-
-// Reads width * height luma bytes followed by two quarter-size chroma planes
-// (U then V). The file must hold at least that many bytes.
-bool readYuv420File(const std::string& path, uint32_t width, uint32_t height, std::vector<uint8_t>& planes,
-                    std::string& error);
-
-// Checks that planes (a file's bytes) hold a whole frame and drops the rest.
-bool takeYuv420Planes(const std::string& name, uint32_t width, uint32_t height, std::vector<uint8_t>& planes,
-                      std::string& error);
+// Checks that planes (a planar file's bytes: width * height luma bytes, then
+// the U and V planes at quarter size) hold a whole frame, and drops the rest.
+bool takeYuv420Planes(uint32_t width, uint32_t height, std::vector<uint8_t>& planes, std::string& error);
