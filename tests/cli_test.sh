@@ -328,6 +328,11 @@ expect_status 0 "transcode" -- transcode --quality 40 --restart 2 smooth.jpg t.j
 same t.jpg t-step.jpg "transcode"
 "$KELJPEG" transcode --sampling 444 - - < smooth.jpg > t444.jpg || fail "transcode - -"
 "$KELJPEG" info t444.jpg | grep -q "sampling: *1x1 1x1 1x1" || fail "transcode --sampling 444"
+"$KELJPEG" encode --jfif-density 300,300,1 smooth.ppm dense.jpg || fail "encode --jfif-density"
+expect_status 0 "transcode keeps densities" -- transcode --quality 50 dense.jpg dense2.jpg
+"$KELJPEG" info dense2.jpg | grep -q "300 x 300 (dots per inch)" || fail "transcode lost the JFIF densities"
+expect_status 0 "transcode --jfif-density" -- transcode --jfif-density 72,72,1 dense.jpg dense3.jpg
+"$KELJPEG" info dense3.jpg | grep -q "72 x 72 (dots per inch)" || fail "transcode --jfif-density was not used"
 expect_status 0 "transcode --scale 1/2" -- transcode --scale 1/2 smooth.jpg half.jpg
 "$KELJPEG" info half.jpg | grep -q "19 x 12" || fail "transcode --scale 1/2 size"
 

@@ -183,7 +183,7 @@ struct OpenDecode {
 };
 
 std::string openDecode(const JpegInput& input, const DecodeSettings& settings, OpenDecode& d) {
-    if (!settings.legacy) d.params.options = JPEG_OPT_STANDARD;
+    if (!settings.legacy) d.params.options |= JPEG_OPT_STANDARD;
     d.handle = startJpegDecode(input, d.params);
     if (!d.handle) return "not a JPEG stream the library can decode";
     (void)jpegGetFrameHeader(d.handle, &d.frame);
@@ -224,9 +224,22 @@ std::string decodeFile(const DecodeOptions& o, const std::string& inputName, con
 
 }  // namespace
 
-std::string decodeToPicture(const JpegInput& input, const DecodeSettings& settings, DecodedPicture& picture) {
+std::string decodeToPicture(const JpegInput& input, const DecodeSettings& settings, DecodedPicture& picture,
+                            JfifDensity* density) {
     OpenDecode d;
+    // Room for the densities and the largest thumbnail (255 x 255 pixels).
+    std::vector<uint8_t> jfif(density ? 7 + 255 * 255 * 3 : 0, 0);
+    if (density) {
+        d.params.options = JPEG_OPT_JFIF;
+        d.params.jfifInfo = reinterpret_cast<JfifInfo*>(jfif.data());
+    }
     std::string error = openDecode(input, settings, d);
+    if (error.empty() && density) {
+        const JfifInfo* info = d.params.jfifInfo;
+        density->x = info->xDensity;
+        density->y = info->yDensity;
+        density->units = info->units;
+    }
     if (error.empty()) error = decodeFrame(d.handle, d.params, d.frame, d.height, settings.scale, picture);
     if (d.handle) (void)jpegDecodeEpilog(d.handle);
     return error;

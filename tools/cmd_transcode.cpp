@@ -18,9 +18,10 @@ const char kUsageHead[] =
     "       keljpeg transcode [OPTIONS] --out-dir DIR IN.jpg...\n"
     "\n"
     "Decodes each JPEG file and encodes the pixels again as baseline JPEG with\n"
-    "the options below (the defaults of keljpeg encode). IN.jpg \"-\" reads\n"
-    "standard input and OUT.jpg \"-\" writes standard output. Lossless frames\n"
-    "above 8 bits are scaled to 8-bit samples.\n"
+    "the options below (the defaults of keljpeg encode; the JFIF densities are\n"
+    "the input's unless --jfif-density is given). IN.jpg \"-\" reads standard\n"
+    "input and OUT.jpg \"-\" writes standard output. Lossless frames above 8 bits\n"
+    "are scaled to 8-bit samples.\n"
     "\n"
     "options:\n";
 
@@ -42,6 +43,7 @@ struct TranscodeOptions {
     EncodeOptions encode;
     BatchOptions batch;
     std::vector<std::string> names;
+    bool densityGiven = false;  // else the input's JFIF densities are kept
 };
 
 int takeDecodeOption(const Args& args, size_t& i, DecodeSettings& d) {
@@ -58,9 +60,16 @@ std::string transcodeFile(const TranscodeOptions& o, const std::string& inputNam
     JpegInput input;
     if (!openJpegInput(inputName, input, error)) return error;
     DecodedPicture picture;
-    error = decodeToPicture(input, o.decode, picture);
+    JfifDensity density;
+    error = decodeToPicture(input, o.decode, picture, &density);
     if (!error.empty()) return error;
-    return encodePixels(pixelsOf(picture), o.encode, output);
+    EncodeOptions encode = o.encode;
+    if (!o.densityGiven && density.x != 0 && density.y != 0) {
+        encode.xDensity = density.x;
+        encode.yDensity = density.y;
+        encode.units = density.units;
+    }
+    return encodePixels(pixelsOf(picture), encode, output);
 }
 
 }  // namespace
@@ -73,6 +82,7 @@ int runTranscode(const Args& args) {
             printUsage(stdout);
             return 0;
         }
+        if (a == "--jfif-density") o.densityGiven = true;
         int taken = takeEncodeOption(args, i, o.encode, false);
         if (taken == 0) taken = takeBatchOption(args, i, o.batch);
         if (taken == 0) taken = takeDecodeOption(args, i, o.decode);

@@ -17,8 +17,16 @@ struct DecodeSettings {
     bool legacy = false;  // the legacy reading instead of standard mode
 };
 
-// Decodes the whole image into picture. Returns "" or an error text.
-std::string decodeToPicture(const JpegInput& input, const DecodeSettings& settings, DecodedPicture& picture);
+// JFIF densities of a stream; all 0 when it has no JFIF segment.
+struct JfifDensity {
+    uint16_t x = 0, y = 0;
+    uint8_t units = 0;
+};
+
+// Decodes the whole image into picture, and the JFIF densities into density
+// when given. Returns "" or an error text.
+std::string decodeToPicture(const JpegInput& input, const DecodeSettings& settings, DecodedPicture& picture,
+                            JfifDensity* density = nullptr);
 
 // ---- encode (cmd_encode.cpp) ---------------------------------------------
 
