@@ -301,6 +301,7 @@ for kind in smooth two palette rgb555 grey16; do
 done
 expect_status 0 "encode --out-dir" -- encode --quality 60 --quiet --out-dir enc in/*.pnm
 expect_status 0 "decode --out-dir" -- decode --out-dir dec in/*.jpg
+[ -s err.txt ] && fail "batch decode wrote to standard error that is no terminal: $(cat err.txt)"
 expect_status 0 "transcode --out-dir" -- transcode --quality 30 --sampling 444 --jobs 3 --out-dir tra in/*.jpg
 for kind in smooth two palette rgb555 grey16; do
     ext=ppm
@@ -313,10 +314,20 @@ for kind in smooth two palette rgb555 grey16; do
 done
 expect_status 0 "decode --out-dir --jobs 1 --format bmp" -- decode --jobs 1 --format bmp --out-dir bmps in/*.jpg
 [ "$(ls bmps | wc -l)" -eq 5 ] || fail "batch BMP decode wrote $(ls bmps | wc -l) files"
+expect_status 0 "decode --bmp-depth 8 --out-dir" -- decode --bmp-depth 8 --out-dir dither in/smooth.jpg in/palette.jpg
+for kind in smooth palette; do
+    "$KELJPEG" decode --bmp-depth 8 "in/$kind.jpg" single.bmp || fail "decode --bmp-depth 8 in/$kind.jpg"
+    same "dither/$kind.bmp" single.bmp "batch decode to 8-bit bitmaps of $kind"
+done
 cp smooth.ppm in/broken.jpg
 expect_status nonzero "batch with one bad file" -- decode --out-dir dec2 in/*.jpg
 grep -q "broken.jpg" err.txt || fail "batch error does not name the bad file"
 [ "$(ls dec2 | wc -l)" -eq 5 ] || fail "batch with a bad file did not convert the others"
+expect_status nonzero "info of a good and a bad file" -- info in/smooth.jpg in/broken.jpg in/two.jpg
+[ "$(grep -c '^file:' out.txt)" -eq 2 ] || fail "info did not go on after a bad file"
+expect_status 0 "encode --dnl --quiet" -- encode --dnl --quiet smooth.ppm dnl.jpg
+[ -s err.txt ] && fail "--quiet left a warning: $(cat err.txt)"
+"$KELJPEG" info dnl.jpg | grep -q "37 x 23 (height from the DNL segment)" || fail "info of a DNL file"
 mkdir other && cp in/smooth.jpg other/
 expect_status nonzero "batch with two files of one name" -- decode --out-dir dec3 in/smooth.jpg other/smooth.jpg
 

@@ -32,8 +32,10 @@ const char* densityUnitName(uint8_t units) {
 
 void printFrame(const JpegDecodeParams& params, const FrameHeader& frame, uint32_t dnlHeight) {
     std::printf("frame:            %s, %u-bit samples\n", frameTypeName(frame.sofMarker), frame.precision);
-    if (params.height == 0)
-        std::printf("size:             %u x %u (height from the DNL segment)\n", params.width, dnlHeight);
+    // The legacy reading leaves the height 0; standard mode takes it from DNL itself.
+    if (dnlHeight != 0)
+        std::printf("size:             %u x %u (height from the DNL segment)\n", params.width,
+                    params.height ? params.height : dnlHeight);
     else
         std::printf("size:             %u x %u\n", params.width, params.height);
     std::printf("components:       %u\n", params.componentCount);
@@ -77,7 +79,7 @@ bool describeFile(const std::string& name, bool legacy) {
     (void)jpegGetFrameHeader(h, &frame);
     (void)jpegDecodeEpilog(h);
     std::printf("file:             %s\n", displayName(name).c_str());
-    printFrame(params, frame, params.height == 0 ? heightFromDnl(input) : 0);
+    printFrame(params, frame, heightFromDnl(input));
     const JfifInfo* info = params.jfifInfo;
     if (info->xDensity == 0 && info->yDensity == 0)
         std::printf("JFIF density:     none\n");
