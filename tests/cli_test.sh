@@ -162,11 +162,17 @@ expect_status nonzero "decode: missing file" -- decode missing.jpg x.ppm
 expect_status nonzero "info: missing file" -- info missing.jpg
 expect_status nonzero "transcode: no jobs" -- transcode --jobs 0 --out-dir d a.jpg
 [ -e x.jpg ] && fail "a failed encode left x.jpg behind"
+if [ -c /dev/full ]; then
+    expect_status nonzero "encode to a full device" -- encode smooth.ppm /dev/full
+fi
 
 # ---- round trips ---------------------------------------------------------
 expect_status 0 "encode PPM" -- encode --quality 100 --sampling 444 smooth.ppm smooth.jpg
 expect_status 0 "decode to PPM" -- decode smooth.jpg back.ppm
 expect_status 0 "demo on a file" -- demo smooth.jpg
+if [ -c /dev/full ]; then
+    expect_status nonzero "decode to a full device" -- decode --format ppm smooth.jpg /dev/full
+fi
 [ "$(max_difference smooth.ppm back.ppm)" -le 6 ] || fail "PPM round trip off by $(max_difference smooth.ppm back.ppm)"
 expect_status 0 "encode PGM" -- encode --quality 100 smooth.pgm grey.jpg
 expect_status 0 "decode to PGM" -- decode grey.jpg back.pgm

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -180,8 +181,12 @@ std::string encodeSource(const Source& source, const EncodeOptions& o, const std
         jpegFreeMemory(params.outputBuffer);
         if (ok && closed && !writeAllBytes(output, bytes, error)) return error;
     }
-    if (!ok || !closed) return toStdout ? "encoding failed" : "writing '" + output + "' failed";
-    return "";
+    if (ok && closed) return "";
+    if (toStdout) return "encoding failed";
+    // No half-written JPEG file stays behind (devices such as /dev/full stay).
+    std::error_code ec;
+    if (std::filesystem::is_regular_file(output, ec)) std::filesystem::remove(output, ec);
+    return "writing '" + output + "' failed";
 }
 
 std::string encodeFile(const EncodeOptions& o, const std::string& input, const std::string& output) {
