@@ -220,6 +220,12 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     if (source && sums && result) {
         for (uint32_t r = 0; r < wanted; ++r) {
             const uint32_t outRow = sd->rowsDelivered + r;
+            uint8_t* target = rect->bits + static_cast<ptrdiff_t>(rect->stride) * r;
+            if (factor == 1) {  // full size: the row as it is
+                produceRow(sd, model, outRow, source);
+                storeRow(source, columns * channels, bytes, target);
+                continue;
+            }
             const uint32_t first = outRow * factor, last = first + factor < sd->height ? first + factor : sd->height;
             std::memset(sums, 0, size_t{outWidth} * channels * 4);
             for (uint32_t y = first; y < last; ++y) {
@@ -234,7 +240,6 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
                 for (uint32_t ch = 0; ch < channels; ++ch)
                     result[ox * channels + ch] = static_cast<uint16_t>((sums[ox * channels + ch] + count / 2) / count);
             }
-            uint8_t* target = rect->bits + static_cast<ptrdiff_t>(rect->stride) * r;
             storeRow(result, columns * channels, bytes, target);
         }
         delivered = static_cast<int32_t>(wanted);
