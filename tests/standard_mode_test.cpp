@@ -41,6 +41,7 @@ int channelsFor(const std::vector<uint8_t>& jpeg) {
     return 3;
 }
 
+#if defined(KELJPEG_HAVE_LIBJPEG)
 // Standard mode's largest difference from the peer, or 1000 when either fails.
 int standardDifference(const std::vector<uint8_t>& jpeg) {
     Picture ours, peer;
@@ -63,7 +64,6 @@ std::vector<uint8_t> encoded(const PeerSpec& spec) {
     return jpeg;
 }
 
-#if defined(KELJPEG_HAVE_LIBJPEG)
 
 PeerSpec colour(std::vector<std::pair<int, int>> sampling, int seed = 1) {
     PeerSpec spec;
