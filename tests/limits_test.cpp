@@ -154,7 +154,8 @@ TEST(Limits, PixelAndMemoryLimitsFailTheProlog) {
     {
         Decode refused(flatGreyStream(0xC0, 16, 16, 1));
         EXPECT_EQ(refused.handle, nullptr);
-        EXPECT_EQ(reports.texts(), (std::vector<std::string>{"image exceeds the pixel limit", "Frame Level parse failed."}));
+        EXPECT_EQ(reports.texts(),
+                  (std::vector<std::string>{"image exceeds the pixel limit", "Frame Level parse failed."}));
         Decode fits(flatGreyStream(0xC0, 15, 17, 1));
         EXPECT_NE(fits.handle, nullptr);
     }

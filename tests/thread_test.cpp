@@ -52,7 +52,8 @@ Bytes encode(int width, int height, int channels, uint32_t sampling, uint16_t qu
     return out;
 }
 
-// Decodes a stream at a scale, in strips of 16 rows; the pixels, or empty.
+// Decodes a stream at a scale, one MCU row per call as a strip-wise host
+// does; the pixels, or empty.
 Bytes decode(const Bytes& stream, int32_t scale) {
     JpegDecodeParams params{};
     params.options = JPEG_OPT_MEMORY;
@@ -60,16 +61,22 @@ Bytes decode(const Bytes& stream, int32_t scale) {
     params.dataLength = static_cast<uint32_t>(stream.size());
     JpegHandle handle = jpegDecodeProlog(nullptr, &params);
     if (!handle) return {};
+    FrameHeader frame{};
+    jpegGetFrameHeader(handle, &frame);
+    uint32_t maxV = 1;
+    for (int c = 0; c < frame.componentCount && c < 4; ++c)
+        maxV = std::max<uint32_t>(maxV, frame.components[c].verticalSampling);
+    const uint32_t band = (8u >> (3 - scale)) * maxV;
     uint32_t width = 0, height = 0;
     jpegDecodeGetImageSize(handle, &width, &height, scale);
     const int32_t bytesPerPixel = params.componentCount >= 3 ? 3 : 1;
-    Bytes pixels(static_cast<size_t>(width) * bytesPerPixel * (height + 16));
-    for (uint32_t row = 0; row < height; row += 16) {
-        ImageRect rect{static_cast<int32_t>(width), 16, static_cast<int32_t>(width) * bytesPerPixel,
-                       8 * bytesPerPixel, 0, 0, pixels.data() + static_cast<size_t>(row) * width * bytesPerPixel, 0};
-        const uint32_t upTo = std::min(row + 16, height);
-        if (scale == JPEG_SCALE_FULL ? jpegDecodeToRect(handle, &rect, upTo) <= 0
-                                     : jpegDecodeScaleOutputToRect(handle, &rect, upTo, scale) <= 0)
+    Bytes pixels(static_cast<size_t>(width) * bytesPerPixel * (height + band));
+    for (uint32_t row = 0; row < height; row += band) {
+        const int32_t stride = static_cast<int32_t>(width) * bytesPerPixel;
+        ImageRect rect{static_cast<int32_t>(width), static_cast<int32_t>(band), stride, 8 * bytesPerPixel, 0, 0,
+                       pixels.data() + static_cast<size_t>(row) * stride, 0};
+        if (scale == JPEG_SCALE_FULL ? jpegDecodeToRect(handle, &rect, row + band) <= 0
+                                     : jpegDecodeScaleOutputToRect(handle, &rect, row + band, scale) <= 0)
             break;
     }
     jpegDecodeEpilog(handle);
@@ -159,5 +166,6 @@ TEST(Threads, ConcurrentContextsGiveTheBytesOfOneThread) {
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(mismatches.load(), 0);
-    for (int t = 0; t < kThreads; ++t) EXPECT_TRUE(firstMismatch[t].empty()) << "thread " << t << ": " << firstMismatch[t];
+    for (int t = 0; t < kThreads; ++t)
+        EXPECT_TRUE(firstMismatch[t].empty()) << "thread " << t << ": " << firstMismatch[t];
 }
