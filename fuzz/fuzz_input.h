@@ -36,4 +36,4 @@ private:
 };
 
 // Frames larger than this are parsed but not decoded, to keep runs fast.
-constexpr uint64_t kFuzzMaxPixels = 1u << 22;
+constexpr uint64_t kFuzzMaxPixels = 1u << 20;
