@@ -15,8 +15,11 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
     int32_t position = start;
     int32_t remaining = rows16;
     ImageRect band = *rect;
+    int32_t rowsAbove = 0;  // rows of the rectangle above the band
     while (remaining > 0) {
-        band.height = bandRows;
+        // Rows below the caller's rectangle are decoded but not written: the
+        // rectangle is all the memory the caller gave.
+        band.height = bandRows < rect->height - rowsAbove ? bandRows : rect->height - rowsAbove;
         int32_t columnsLeft = setup.columnsPerBand;
         int32_t x = 0;
         // MCUs right of the rectangle are decoded all the same: their data must be consumed.
@@ -28,6 +31,7 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
             columnsLeft -= setup.mcuWidth;
         }
         band.bits += static_cast<ptrdiff_t>(band.stride) * setup.mcuHeight;
+        rowsAbove += setup.mcuHeight;
         position += bandRows;
         // position is absolute (it carries over from earlier calls), so rows
         // reads here as the row up to which to decode, while remaining below

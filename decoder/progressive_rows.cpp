@@ -135,12 +135,15 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
     const int32_t start = static_cast<int32_t>(dec.rowsDelivered);
     int32_t delivered = start;
     ImageRect band = *rect;
+    int32_t rowsAbove = 0;  // rows of the rectangle above the band
     // The cursor never leaves the buffer: rows past the last MCU row are not rebuilt.
     for (; mcuRow < dec.mcuRows; ++mcuRow) {
         dec.progressiveCursor = mcuRowStart(context, mcuRow);
-        band.height = rowsThisBand;
+        // Rows below the caller's rectangle are not written.
+        band.height = rowsThisBand < rect->height - rowsAbove ? rowsThisBand : rect->height - rowsAbove;
         writeMcuRow(context, stage, &band, rect);
         band.bits += static_cast<ptrdiff_t>(rect->stride) * mcuHeight;
+        rowsAbove += mcuHeight;
         delivered += rowsThisBand;
         const int32_t linesLeft = lines - delivered;
         if (linesLeft < mcuHeight) {

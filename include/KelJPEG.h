@@ -277,10 +277,16 @@ KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetPartialBitstream(JpegHandle contex
  * 8-bit for grey; with JPEG_OPT_RAW_COMPONENTS the components as stored, and
  * bitsPerPixel must be 8 times their count). rows (low 16 bits) is the row up
  * to which to decode, counted from the top of the image: a first call asks
- * for rows 0..rows-1, a later one passes the end row it wants. The first
- * band of every call is a whole MCU row high, so rect needs room for it.
- * Returns the rows delivered by this call, or 0 on failure. */
+ * for rows 0..rows-1, a later one passes the end row it wants. Every call
+ * writes from the top of rect, and its first band is a whole MCU row high
+ * (a band of a frame whose height is still to come from DNL always is);
+ * rows that would fall below rect->height are decoded but not written.
+ * Lossless frames count rows per call instead (at least one row, at most
+ * rect->height). Returns the rows delivered by this call, or 0 on failure. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows);
+/* As jpegDecodeToRect, in rows of the picture reduced to `scale`; here a band
+ * of a frame whose height is still unknown stops at the rows asked for. Rows
+ * below rect->height are not written either. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHandle context, ImageRect* rect, uint32_t rows,
                                                              int32_t scale);
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetProgressiveMode(JpegHandle context, uint32_t mode);
