@@ -69,22 +69,16 @@ TEST(HostileBitmaps, DecodeEntryStaysInsideTheDescribedBitmap) {
     const std::vector<uint8_t>* streams[] = {&colour, &grey, &dnl};
     Random random;
     for (int round = 0; round < 400; ++round) {
-        const std::vector<uint8_t>& stream = *streams[round % 3];
-        JpegDecodeParams params{};
-        params.options = JPEG_OPT_MEMORY;
-        params.data = stream.data();
-        params.dataLength = static_cast<uint32_t>(stream.size());
-        JpegHandle handle = jpegDecodeProlog(nullptr, &params);
-        ASSERT_NE(handle, nullptr);
+        OpenDecode d(*streams[round % 3]);
+        ASSERT_NE(d.handle, nullptr);
         DibHeader header(random.pick(kDepths), random.between(-30, 30), random.between(-20, 20));
         if (round % 7 == 0) {
             DibHeader query(header.get()->biBitCount);
-            (void)jpegDecodeScaleOutputToWinDIBits(handle, 0, nullptr, query.get(), random.between(0, 4));
+            (void)jpegDecodeScaleOutputToWinDIBits(d.handle, 0, nullptr, query.get(), random.between(0, 4));
         }
         std::vector<uint8_t> bitmap(describedBytes(header.get()->biBitCount, header.get()->biWidth,
                                                    header.get()->biHeight) + 1);
         uint32_t lines = static_cast<uint32_t>(random.between(1, 24));
-        (void)jpegDecodeScaleOutputToWinDIBits(handle, lines, bitmap.data() + 1, header.get(), random.between(0, 3));
-        jpegDecodeEpilog(handle);
+        (void)jpegDecodeScaleOutputToWinDIBits(d.handle, lines, bitmap.data() + 1, header.get(), random.between(0, 3));
     }
 }

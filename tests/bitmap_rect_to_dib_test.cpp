@@ -12,21 +12,28 @@
 
 using namespace bitmap_testing;
 using testing_support::ReportCapture;
+using Bytes = std::vector<uint8_t>;
 
 namespace {
-
-constexpr uint8_t kUntouched = 0xCD;
-
-struct Bitmap {
-    DibHeader header;
-    std::vector<uint8_t> bits;
-    Bitmap(int bitCount, int32_t width, int32_t height, size_t bytes)
-        : header(bitCount, width, height), bits(bytes, kUntouched) {}
-};
 
 void fillCounting(TestRect& r) {
     for (int y = 0; y < r.rect.height; ++y)
         for (int x = 0; x < r.rect.stride; ++x) r.row(y)[x] = static_cast<uint8_t>(16 * y + x);
+}
+
+TestRect rectOf(int32_t width, int32_t height, int32_t bitsPerPixel, const Bytes& pixels) {
+    TestRect r(width, height, bitsPerPixel, static_cast<int32_t>(pixels.size()) / height);
+    std::memcpy(r.rect.bits, pixels.data(), pixels.size());
+    return r;
+}
+
+// The bitmap bytes a conversion writes, after checking the rows it reports.
+Bytes toDib(TestRect& rect, int bitCount, int32_t width, int32_t height, size_t bytes, int expectRows,
+            bool fiveSixFive = false) {
+    Bitmap bmp(bitCount, width, height, bytes);
+    if (fiveSixFive) bmp.header.setMasks(0xF800, 0x07E0, 0x001F);
+    EXPECT_EQ(complibGetDIBitsFromRect(&rect.rect, bmp.bits.data(), bmp.header.get()), expectRows);
+    return bmp.bits;
 }
 
 const DitherTables& builtDitherTables() {
@@ -35,124 +42,65 @@ const DitherTables& builtDitherTables() {
     return *complibDitherTables();
 }
 
+constexpr uint8_t U = kUntouched;
+
 }  // namespace
 
-TEST(RectToDib, TwentyFourBitRowsGoBottomUpIntoPaddedRows) {
+TEST(RectToDib, RowsGoBottomUpAndOnlyTheCommonPartIsConverted) {
     TestRect rect(5, 3, 24, 15);
     fillCounting(rect);
-    Bitmap bmp(24, 5, 3, 48);
-    ASSERT_EQ(complibGetDIBitsFromRect(&rect.rect, bmp.bits.data(), bmp.header.get()), 3);
+    Bytes bits = toDib(rect, 24, 5, 3, 48, 3);
     for (int r = 0; r < 3; ++r) {
-        EXPECT_EQ(0, std::memcmp(&bmp.bits[16 * r], rect.row(2 - r), 15)) << r;
-        EXPECT_EQ(bmp.bits[16 * r + 15], kUntouched) << "padding byte of row " << r;
+        EXPECT_EQ(0, std::memcmp(&bits[16 * r], rect.row(2 - r), 15)) << r;
+        EXPECT_EQ(bits[16 * r + 15], U) << "padding byte of row " << r;
     }
+    // 10 x 10 into 8 x 6: the bottom six rows, eight pixels each.
+    TestRect big(10, 10, 8, 10);
+    fillCounting(big);
+    bits = toDib(big, 8, 8, 6, 8 * 7, 6);  // one spare row to show nothing lands after row 6
+    for (int r = 0; r < 6; ++r) EXPECT_EQ(0, std::memcmp(&bits[8 * r], big.row(9 - r), 8)) << r;
+    EXPECT_EQ(Bytes(bits.begin() + 48, bits.end()), Bytes(8, U));
+    // One bit: the shorter of the stride and the bitmap row is copied.
+    TestRect mono(20, 2, 1, 3);
+    fillCounting(mono);
+    bits = toDib(mono, 1, 20, 2, 8, 2);
+    EXPECT_EQ(bits, (Bytes{16, 17, 18, U, 0, 1, 2, U}));
 }
 
-TEST(RectToDib, OnlyTheCommonPartIsConvertedTakingTheBottomRows) {
-    TestRect rect(10, 10, 8, 10);
-    fillCounting(rect);
-    Bitmap bmp(8, 8, 6, 8 * 7);  // one spare row to show nothing lands after row 6
-    ASSERT_EQ(complibGetDIBitsFromRect(&rect.rect, bmp.bits.data(), bmp.header.get()), 6);
-    for (int r = 0; r < 6; ++r) EXPECT_EQ(0, std::memcmp(&bmp.bits[8 * r], rect.row(9 - r), 8)) << r;
-    for (int i = 48; i < 56; ++i) EXPECT_EQ(bmp.bits[i], kUntouched);
+TEST(RectToDib, PixelFormatsFromGreyAndColour) {
+    TestRect grey = rectOf(2, 1, 8, {255, 0x84});
+    EXPECT_EQ(toDib(grey, 16, 2, 1, 4, 1), (Bytes{0xFF, 0x7F, 0x10, 0x42}));  // 5-5-5
+    EXPECT_EQ(toDib(grey, 16, 2, 1, 4, 1, true), (Bytes{0xFF, 0xFF, 0x30, 0x84}));  // 5-6-5
+    TestRect grey2 = rectOf(2, 1, 8, {7, 9});
+    EXPECT_EQ(toDib(grey2, 24, 2, 1, 8, 1), (Bytes{7, 7, 7, 9, 9, 9, U, U}));
+    EXPECT_EQ(toDib(grey2, 32, 2, 1, 8, 1), (Bytes{7, 7, 7, U, 9, 9, 9, U}));  // the fourth byte is kept
+    TestRect bgr = rectOf(1, 1, 24, {0x08, 0x0C, 0xF0});
+    EXPECT_EQ(toDib(bgr, 16, 1, 1, 4, 1, true), (Bytes{0x61, 0xF0, U, U}));  // red F0, green 0C, blue 08
+    EXPECT_EQ(toDib(bgr, 16, 1, 1, 4, 1), (Bytes{0x21, 0x78, U, U}));
+    EXPECT_EQ(toDib(bgr, 32, 1, 1, 4, 1), (Bytes{0x08, 0x0C, 0xF0, U}));
 }
 
-TEST(RectToDib, DitherTablesCountThresholdsBelowEachSample) {
+TEST(RectToDib, DitherTablesAndPaletteIndexes) {
     const DitherTables& t = builtDitherTables();
-    // Matrix value 1 at (0, 0): Y thresholds 3, 39, 75 ... in steps of 25.
-    EXPECT_EQ(t.y[0][0][2], 0);
-    EXPECT_EQ(t.y[0][0][3], 25);
-    EXPECT_EQ(t.y[0][0][38], 25);
-    EXPECT_EQ(t.y[0][0][39], 50);
-    EXPECT_EQ(t.y[0][0][255], 200);
-    // Matrix value 16 at (0, 3): Cb and Cr thresholds 64, 128, 192.
-    EXPECT_EQ(t.cb[0][3][63], 0);
-    EXPECT_EQ(t.cb[0][3][64], 5);
-    EXPECT_EQ(t.cb[0][3][255], 15);
-    EXPECT_EQ(t.cr[0][3][191], 2);
-    EXPECT_EQ(t.cr[0][3][192], 3);
-    // Matrix value 6 at (3, 3).
-    EXPECT_EQ(t.y[3][3][17], 0);
-    EXPECT_EQ(t.y[3][3][18], 25);
-}
+    // Matrix value 1 at (0, 0): Y thresholds 3, 39, 75 ... in steps of 25;
+    // value 16 at (0, 3): Cb and Cr thresholds 64, 128, 192.
+    const uint8_t(&y)[256] = t.y[0][0], (&cb)[256] = t.cb[0][3], (&cr)[256] = t.cr[0][3];
+    EXPECT_EQ((std::vector<int>{y[2], y[3], y[38], y[39], y[255], cb[63], cb[64], cb[255], cr[191], cr[192]}),
+              (std::vector<int>{0, 25, 25, 50, 200, 0, 5, 15, 2, 3}));
 
-TEST(RectToDib, EightBitBitmapDithersRawSamplesToPaletteIndexes) {
-    builtDitherTables();
-    // One row: the row count is 1, so matrix row 1 (9, 5, 12, 8) applies.
-    TestRect rect(5, 1, 24, 15);
-    for (int x = 0; x < 5; ++x) std::memset(rect.row(0) + 3 * x, 128, 3);
-    Bitmap bmp(8, 5, 1, 8);
-    ASSERT_EQ(complibGetDIBitsFromRect(&rect.rect, bmp.bits.data(), bmp.header.get()), 1);
-    // d = 9: Y thresholds 27, 63, 99 -> 75; Cb 36, 100 -> 10; Cr -> 2: 87.
-    EXPECT_EQ(bmp.bits[0], 87);
-    // d = 5: Y 15, 51, 87, 123 -> 100; Cb/Cr 20, 84 -> 10 + 2: 112.
-    EXPECT_EQ(bmp.bits[1], 112);
-    // d = 12: Y 36, 72, 108 -> 75; Cb/Cr 48, 112 -> 12: 87.
-    EXPECT_EQ(bmp.bits[2], 87);
-    // The fifth pixel starts the matrix row again at column 0.
-    EXPECT_EQ(bmp.bits[4], 87);
-    EXPECT_EQ(bmp.bits[5], kUntouched);
-
+    // One row of raw samples 128: the row count is 1, so matrix row 1
+    // (9, 5, 12, 8) applies. d = 9: Y 27, 63, 99 -> 75, Cb 36, 100 -> 10,
+    // Cr 2: 87. d = 5: 100 + 10 + 2. d = 12: 87. The fifth pixel starts the row again.
+    TestRect grey(5, 1, 24, 15);
+    std::memset(grey.row(0), 128, 15);
+    EXPECT_EQ(toDib(grey, 8, 5, 1, 8, 1), (Bytes{87, 112, 87, 87, 87, U, U, U}));
     // The dither row counts down: in a 2-row rectangle the bitmap's first row
-    // (the rectangle's bottom) uses matrix row 2 (d = 3 at column 0), the
-    // second row matrix row 1.
+    // uses matrix row 2 (d = 3: thresholds 9 and 12 below 30), the second row 1.
     TestRect two(1, 2, 24, 3);
-    std::memset(two.row(0), 30, 3);
-    std::memset(two.row(1), 30, 3);
-    Bitmap bmp2(8, 1, 2, 8);
-    ASSERT_EQ(complibGetDIBitsFromRect(&two.rect, bmp2.bits.data(), bmp2.header.get()), 2);
-    EXPECT_EQ(bmp2.bits[0], 25 * 1 + 5 * 1 + 1);  // d = 3: thresholds 9 and 12 both <= 30
-    EXPECT_EQ(bmp2.bits[4], 25 * 1 + 0 + 0);      // d = 9: 27 <= 30 < 36
-}
-
-TEST(RectToDib, SixteenBitPacksFiveSixFiveOrFiveFiveFive) {
-    TestRect grey(2, 1, 8, 2);
-    grey.row(0)[0] = 255;
-    grey.row(0)[1] = 0x84;
-    Bitmap b555(16, 2, 1, 4);
-    ASSERT_EQ(complibGetDIBitsFromRect(&grey.rect, b555.bits.data(), b555.header.get()), 1);
-    EXPECT_EQ(b555.bits[0] | b555.bits[1] << 8, 0x7FFF);
-    EXPECT_EQ(b555.bits[2] | b555.bits[3] << 8, (0x80 << 7) | (0x80 << 2) | (0x84 >> 3));
-
-    Bitmap b565(16, 2, 1, 4);
-    b565.header.setMasks(0xF800, 0x07E0, 0x001F);
-    ASSERT_EQ(complibGetDIBitsFromRect(&grey.rect, b565.bits.data(), b565.header.get()), 1);
-    EXPECT_EQ(b565.bits[0] | b565.bits[1] << 8, 0xFFFF);
-    EXPECT_EQ(b565.bits[2] | b565.bits[3] << 8, (0x80 << 8) | (0x84 << 3) | (0x84 >> 3));
-
-    TestRect bgr(1, 1, 24, 3);
-    const uint8_t pixel[] = {0x08, 0x0C, 0xF0};  // blue, green, red
-    std::memcpy(bgr.row(0), pixel, 3);
-    Bitmap c565(16, 1, 1, 4);
-    c565.header.setMasks(0xF800, 0x07E0, 0x001F);
-    ASSERT_EQ(complibGetDIBitsFromRect(&bgr.rect, c565.bits.data(), c565.header.get()), 1);
-    EXPECT_EQ(c565.bits[0] | c565.bits[1] << 8, (0xF0 << 8) | (0x0C << 3) | 0x01);
-    Bitmap c555(16, 1, 1, 4);
-    ASSERT_EQ(complibGetDIBitsFromRect(&bgr.rect, c555.bits.data(), c555.header.get()), 1);
-    EXPECT_EQ(c555.bits[0] | c555.bits[1] << 8, (0xF0 << 7) | (0x08 << 2) | 0x01);
-}
-
-TEST(RectToDib, GreyFillsThreeChannelsAndThirtyTwoBitKeepsItsFourthByte) {
-    TestRect grey(2, 1, 8, 2);
-    grey.row(0)[0] = 7;
-    grey.row(0)[1] = 9;
-    Bitmap b24(24, 2, 1, 8);
-    ASSERT_EQ(complibGetDIBitsFromRect(&grey.rect, b24.bits.data(), b24.header.get()), 1);
-    const uint8_t expected24[] = {7, 7, 7, 9, 9, 9, kUntouched, kUntouched};
-    EXPECT_EQ(0, std::memcmp(b24.bits.data(), expected24, 8));
-
-    Bitmap b32(32, 2, 1, 8);
-    ASSERT_EQ(complibGetDIBitsFromRect(&grey.rect, b32.bits.data(), b32.header.get()), 1);
-    const uint8_t expected32[] = {7, 7, 7, kUntouched, 9, 9, 9, kUntouched};
-    EXPECT_EQ(0, std::memcmp(b32.bits.data(), expected32, 8));
-
-    TestRect bgr(1, 1, 24, 3);
-    const uint8_t pixel[] = {1, 2, 3};
-    std::memcpy(bgr.row(0), pixel, 3);
-    Bitmap c32(32, 1, 1, 4);
-    ASSERT_EQ(complibGetDIBitsFromRect(&bgr.rect, c32.bits.data(), c32.header.get()), 1);
-    const uint8_t expectedC[] = {1, 2, 3, kUntouched};
-    EXPECT_EQ(0, std::memcmp(c32.bits.data(), expectedC, 4));
+    std::memset(two.rect.bits, 30, 6);
+    Bytes bits = toDib(two, 8, 1, 2, 8, 2);
+    EXPECT_EQ(bits[0], 25 + 5 + 1);
+    EXPECT_EQ(bits[4], 25);
 }
 
 TEST(RectToDib, AnEightBitRectangleIsFollowedByOneRowReadAsThreeBytePixels) {
@@ -161,118 +109,76 @@ TEST(RectToDib, AnEightBitRectangleIsFollowedByOneRowReadAsThreeBytePixels) {
     // it and stay untouched; pixels 2..5 read the rectangle's first 12 bytes.
     TestRect rect(6, 2, 8, 6);
     fillCounting(rect);
-    Bitmap bmp(24, 6, 3, 3 * 20);
-    ASSERT_EQ(complibGetDIBitsFromRect(&rect.rect, bmp.bits.data(), bmp.header.get()), 2);
-    const uint8_t* extra = &bmp.bits[2 * 20];
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(extra[i], kUntouched) << i;
     const uint8_t* inside = rect.rect.bits;  // rows 0 and 1 back to back
+    Bytes bits = toDib(rect, 24, 6, 3, 3 * 20, 2);
+    const uint8_t* extra = &bits[2 * 20];
+    EXPECT_EQ(Bytes(extra, extra + 6), Bytes(6, U));
     EXPECT_EQ(0, std::memcmp(extra + 6, inside, 12));
-    EXPECT_EQ(extra[18], kUntouched);
-
+    EXPECT_EQ(extra[18], U);
     // Into an 8-bit bitmap the extra row is dithered with row count 0.
     const DitherTables& t = builtDitherTables();
-    Bitmap eight(8, 6, 3, 3 * 8);
-    ASSERT_EQ(complibGetDIBitsFromRect(&rect.rect, eight.bits.data(), eight.header.get()), 2);
-    EXPECT_EQ(eight.bits[16], kUntouched);
-    EXPECT_EQ(eight.bits[17], kUntouched);
+    bits = toDib(rect, 8, 6, 3, 3 * 8, 2);
+    EXPECT_EQ(bits[16], U);
+    EXPECT_EQ(bits[17], U);
     for (int x = 2; x < 6; ++x) {
         const uint8_t* s = inside + 3 * (x - 2);
-        EXPECT_EQ(eight.bits[16 + x], t.y[0][x & 3][s[0]] + t.cb[0][x & 3][s[1]] + t.cr[0][x & 3][s[2]]) << x;
+        EXPECT_EQ(bits[16 + x], t.y[0][x & 3][s[0]] + t.cb[0][x & 3][s[1]] + t.cr[0][x & 3][s[2]]) << x;
     }
-
     // No extra row when the bitmap ends with the rectangle.
-    Bitmap exact(24, 6, 2, 3 * 20);
-    ASSERT_EQ(complibGetDIBitsFromRect(&rect.rect, exact.bits.data(), exact.header.get()), 2);
-    for (int i = 40; i < 60; ++i) EXPECT_EQ(exact.bits[i], kUntouched);
+    bits = toDib(rect, 24, 6, 2, 3 * 20, 2);
+    EXPECT_EQ(Bytes(bits.begin() + 40, bits.end()), Bytes(20, U));
     EXPECT_TRUE(rect.guardsUntouched());
 }
 
-TEST(RectToDib, OneAndFourBitBitmaps) {
-    TestRect rect(20, 2, 1, 3);
-    fillCounting(rect);
-    Bitmap one(1, 20, 2, 8);  // rows of 4 bytes: the 3-byte stride is the shorter
-    ASSERT_EQ(complibGetDIBitsFromRect(&rect.rect, one.bits.data(), one.header.get()), 2);
-    EXPECT_EQ(0, std::memcmp(&one.bits[0], rect.row(1), 3));
-    EXPECT_EQ(one.bits[3], kUntouched);
-    EXPECT_EQ(0, std::memcmp(&one.bits[4], rect.row(0), 3));
-
-    TestRect grey(4, 1, 8, 4);
-    EXPECT_EQ(complibGetDIBitsFromRect(&grey.rect, one.bits.data(), one.header.get()), 0);
-    Bitmap four(4, 4, 1, 4);
-    EXPECT_EQ(complibGetDIBitsFromRect(&grey.rect, four.bits.data(), four.header.get()), 0);
-    for (uint8_t b : four.bits) EXPECT_EQ(b, kUntouched);
-}
-
-TEST(RectToDib, RefusalsReportOnlyAnUnknownDepth) {
+TEST(RectToDib, RefusalsWriteNothingAndReportOnlyAnUnknownDepth) {
     ReportCapture capture;
     TestRect rect(2, 2, 24, 6);
     Bitmap core(24, 2, 2, 16);
     core.header.get()->biSize = 12;
     EXPECT_EQ(complibGetDIBitsFromRect(&rect.rect, core.bits.data(), core.header.get()), 0);
+    TestRect grey(4, 1, 8, 4);
+    EXPECT_EQ(toDib(grey, 1, 20, 2, 8, 0), Bytes(8, U));  // grey into 1 or 4 bits: nothing
+    EXPECT_EQ(toDib(grey, 4, 4, 1, 4, 0), Bytes(4, U));
     EXPECT_TRUE(capture.reports().empty());
-
-    Bitmap two(2, 2, 2, 16);
-    EXPECT_EQ(complibGetDIBitsFromRect(&rect.rect, two.bits.data(), two.header.get()), 0);
+    TestRect rect32(2, 2, 32, 8);  // an unknown rectangle depth converts nothing, still counts rows
+    EXPECT_EQ(toDib(rect32, 24, 2, 2, 16, 2), Bytes(16, U));
+    EXPECT_EQ(toDib(rect, 2, 2, 2, 16, 0), Bytes(16, U));
     ASSERT_EQ(capture.reports().size(), 1u);
     EXPECT_EQ(capture.reports()[0].source, "complibGetDIBitsFromRect");
     EXPECT_EQ(capture.reports()[0].text, "undefined biBitCount in DIB");
 
-    // A rectangle depth the converter does not know converts nothing but
-    // still counts its rows.
-    TestRect rect32(2, 2, 32, 8);
-    Bitmap b24(24, 2, 2, 16);
-    EXPECT_EQ(complibGetDIBitsFromRect(&rect32.rect, b24.bits.data(), b24.header.get()), 2);
-    for (uint8_t b : b24.bits) EXPECT_EQ(b, kUntouched);
-}
-
-TEST(RectToDib, HostileHeadersWriteNothingOutsideTheBitmapTheyDescribe) {
-    TestRect rect(4, 4, 8, 4);
-    fillCounting(rect);
+    TestRect square(4, 4, 8, 4);
+    fillCounting(square);
     for (int depth : {8, 16, 24, 32}) {
-        // Sizes whose pixel array cannot exist are refused outright.
-        Bitmap huge(depth, INT32_MAX, INT32_MAX, 64);
-        EXPECT_EQ(complibGetDIBitsFromRect(&rect.rect, huge.bits.data(), huge.header.get()), 0) << depth;
-        Bitmap wide(depth, INT32_MAX / 2, 2, 64);
-        EXPECT_EQ(complibGetDIBitsFromRect(&rect.rect, wide.bits.data(), wide.header.get()), 0) << depth;
-        // A top-down header gives a negative common height: no row is written.
+        SCOPED_TRACE(depth);
+        // Sizes whose pixel array cannot exist are refused outright; a top-down
+        // header gives a negative common height; a negative width converts nothing.
+        EXPECT_EQ(toDib(square, depth, INT32_MAX, INT32_MAX, 64, 0), Bytes(64, U));
+        EXPECT_EQ(toDib(square, depth, INT32_MAX / 2, 2, 64, 0), Bytes(64, U));
         Bitmap topDown(depth, 4, -4, 64);
-        EXPECT_LT(complibGetDIBitsFromRect(&rect.rect, topDown.bits.data(), topDown.header.get()), 0) << depth;
-        Bitmap negativeWidth(depth, -4, 4, 64);
-        EXPECT_EQ(complibGetDIBitsFromRect(&rect.rect, negativeWidth.bits.data(), negativeWidth.header.get()), 4);
-        for (const Bitmap* b : {&huge, &wide, &topDown, &negativeWidth})
-            for (uint8_t v : b->bits) ASSERT_EQ(v, kUntouched) << depth;
+        EXPECT_LT(complibGetDIBitsFromRect(&square.rect, topDown.bits.data(), topDown.header.get()), 0);
+        EXPECT_TRUE(topDown.untouchedFrom(0, 64));
+        EXPECT_EQ(toDib(square, depth, -4, 4, 64, 4), Bytes(64, U));
     }
 }
 
-TEST(DitherPalette, EntriesAreTheYCbCrGridColours) {
+TEST(DitherPalette, EntriesAreTheYCbCrGridColoursAndConcurrentBuildsAgree) {
     std::vector<RGBQUAD> palette(256, RGBQUAD{1, 2, 3, 4});
     complibFillDitherPalette(palette.data());
-    auto is = [](const RGBQUAD& q, int b, int g, int r) {
-        return q.rgbBlue == b && q.rgbGreen == g && q.rgbRed == r && q.rgbReserved == 0;
-    };
-    // Y 16, Cb 25, Cr 25: blue -112 - 182 and red -112 - 144 clamp to 0,
-    // green -112 + 35 + 73 = -4 gives 124.
-    EXPECT_TRUE(is(palette[0], 0, 124, 0));
-    // Y 144, Cb 229, Cr 229.
-    EXPECT_TRUE(is(palette[124], 255, 38, 255));
-    // The ninth luminance level, 272, relies on clamping.
-    EXPECT_TRUE(is(palette[200], 90, 255, 128));
-    EXPECT_TRUE(is(palette[201], 90, 255, 200));
-    EXPECT_EQ(palette[202].rgbBlue, 1);
-    EXPECT_EQ(palette[255].rgbReserved, 4);
-
+    auto bgr0 = [&](int i) { return Bytes{palette[i].rgbBlue, palette[i].rgbGreen, palette[i].rgbRed, palette[i].rgbReserved}; };
+    // Y 16, Cb 25, Cr 25: blue and red clamp to 0, green -112 + 35 + 73 = -4 gives 124.
+    EXPECT_EQ(bgr0(0), (Bytes{0, 124, 0, 0}));
+    EXPECT_EQ(bgr0(124), (Bytes{255, 38, 255, 0}));  // Y 144, Cb 229, Cr 229
+    EXPECT_EQ(bgr0(200), (Bytes{90, 255, 128, 0}));  // the ninth luminance level relies on clamping
+    EXPECT_EQ(bgr0(201), (Bytes{90, 255, 200, 0}));
+    EXPECT_EQ(bgr0(202), (Bytes{1, 2, 3, 4}));
     uint8_t r, g, b;
     jpegDecodeYCbCrToRGB(&r, &g, &b, 128, 128, 128);
-    EXPECT_EQ(r, 128);
-    EXPECT_EQ(g, 128);
-    EXPECT_EQ(b, 128);
+    EXPECT_EQ(Bytes({r, g, b}), (Bytes{128, 128, 128}));
     jpegDecodeYCbCrToRGB(&r, &g, &b, 255, 128, 255);
     EXPECT_EQ(r, 255);
-}
 
-TEST(DitherPalette, ConcurrentFirstBuildsAgree) {
-    DibHeader eight(8);
-    DibHeader twentyFour(24);
+    DibHeader eight(8), twentyFour(24);
     complibBuildDitherTables(twentyFour.get());  // not an 8-bit request: no effect either way
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) threads.emplace_back([&] { complibBuildDitherTables(eight.get()); });

@@ -72,6 +72,19 @@ struct TestRect {
     }
 };
 
+constexpr uint8_t kUntouched = 0xCD;
+
+// A bitmap header and pixel bytes pre-filled with kUntouched.
+struct Bitmap {
+    DibHeader header;
+    std::vector<uint8_t> bits;
+    Bitmap(int bitCount, int32_t width, int32_t height, size_t bytes)
+        : header(bitCount, width, height), bits(bytes, kUntouched) {}
+    bool untouchedFrom(size_t begin, size_t end) const {
+        return std::all_of(bits.begin() + begin, bits.begin() + end, [](uint8_t b) { return b == kUntouched; });
+    }
+};
+
 // A decode over a memory stream, closed on destruction.
 struct OpenDecode {
     std::vector<uint8_t> stream;

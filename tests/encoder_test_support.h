@@ -78,6 +78,15 @@ inline JpegEncodeParams paramsFor(const TestImage& image, uint32_t sampling, uin
 // The sampling word for three components with the given luma byte.
 inline uint32_t colourSampling(uint32_t luma) { return (luma << 16) | 0x1111; }
 
+// The memory-mode output of a finished encode, its block released.
+inline std::vector<uint8_t> takeOutput(JpegEncodeParams& params) {
+    std::vector<uint8_t> out;
+    if (params.outputBuffer) out.assign(params.outputBuffer, params.outputBuffer + params.outputSize);
+    if (params.outputBuffer) jpegFreeMemory(params.outputBuffer);
+    params.outputBuffer = nullptr;
+    return out;
+}
+
 // Encodes the image into memory in strips of stripLines (0: one call).
 // Returns the stream, or an empty vector when any call failed.
 inline std::vector<uint8_t> encodeImage(const TestImage& image, JpegEncodeParams params, uint32_t stripLines = 0) {
@@ -92,8 +101,27 @@ inline std::vector<uint8_t> encodeImage(const TestImage& image, JpegEncodeParams
         ok = jpegEncodeFromRect(handle, &rect, lines) == lines;
     }
     ok = jpegEncodeEpilog(handle) == 0 && ok;
-    std::vector<uint8_t> out(params.outputBuffer, params.outputBuffer + params.outputSize);
-    jpegFreeMemory(params.outputBuffer);
+    std::vector<uint8_t> out = takeOutput(params);
+    return ok ? out : std::vector<uint8_t>{};
+}
+
+using PlanarEntry = uint32_t(KELJPEG_CALL*)(JpegHandle, const uint8_t*, uint32_t, uint32_t);
+
+// Encodes planar Y, then two quarter-size chroma planes, at 4:2:0 quality 85.
+inline std::vector<uint8_t> encodePlanar(PlanarEntry entry, const std::vector<uint8_t>& planes, uint32_t w,
+                                         uint32_t h) {
+    JpegEncodeParams p{};
+    p.samplingFactors = 0x221111;
+    p.width = static_cast<uint16_t>(w);
+    p.height = static_cast<uint16_t>(h);
+    p.componentCount = 3;
+    p.quality = 85;
+    p.options = JPEG_OPT_MEMORY;
+    JpegHandle handle = jpegEncodeProlog(nullptr, &p);
+    if (!handle) return {};
+    bool ok = entry(handle, planes.data(), w, h) == h;
+    ok = jpegEncodeEpilog(handle) == 0 && ok;
+    std::vector<uint8_t> out = takeOutput(p);
     return ok ? out : std::vector<uint8_t>{};
 }
 
@@ -131,6 +159,7 @@ inline std::vector<uint8_t> scanData(const std::vector<uint8_t>& s) {
     return std::vector<uint8_t>(s.begin() + static_cast<std::ptrdiff_t>(start), s.end());
 }
 
+// Peak signal-to-noise ratio of two equal-sized sample arrays (99: identical).
 inline double psnr(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
     if (a.size() != b.size() || a.empty()) return 0;
     double sum = 0;

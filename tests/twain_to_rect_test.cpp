@@ -9,28 +9,16 @@
 
 using testing_support::ReportCapture;
 
-namespace {
-
-// A transfer of `width` x `lines` RGB pixels, rows padded to even length with
-// 0xEE; pixel (x, y) is (10x + y, 100 + x, 200 + y).
-std::vector<uint8_t> makeTransfer(uint32_t width, uint32_t lines) {
-    size_t row = (3 * width + 1) & ~size_t{1};
-    std::vector<uint8_t> data(row * lines, 0xEE);
-    for (uint32_t y = 0; y < lines; ++y)
-        for (uint32_t x = 0; x < width; ++x) {
-            uint8_t* p = &data[y * row + 3 * x];
-            p[0] = static_cast<uint8_t>(10 * x + y);
-            p[1] = static_cast<uint8_t>(100 + x);
-            p[2] = static_cast<uint8_t>(200 + y);
-        }
-    return data;
-}
-
-}  // namespace
-
 TEST(TwainToRect, OddRowLengthsStepOverThePadAndSwapRedAndBlue) {
     for (uint32_t width : {1u, 2u, 3u, 5u}) {
-        std::vector<uint8_t> data = makeTransfer(width, 3);
+        // Rows padded to even length with 0xEE; pixel (x, y) is (10x + y, 100 + x, 200 + y).
+        size_t row = (3 * width + 1) & ~size_t{1};
+        std::vector<uint8_t> data(row * 3, 0xEE);
+        for (uint32_t y = 0; y < 3; ++y)
+            for (uint32_t x = 0; x < width; ++x) {
+                uint8_t* p = &data[y * row + 3 * x];
+                p[0] = static_cast<uint8_t>(10 * x + y), p[1] = static_cast<uint8_t>(100 + x), p[2] = static_cast<uint8_t>(200 + y);
+            }
         ImageRect rect{};
         ASSERT_EQ(complibConvertWinTWAINToRect(&rect, data.data(), width, 3), &rect);
         EXPECT_EQ(rect.width, static_cast<int32_t>(width));
@@ -47,7 +35,7 @@ TEST(TwainToRect, OddRowLengthsStepOverThePadAndSwapRedAndBlue) {
     }
 }
 
-TEST(TwainToRect, ZeroWidthReportsTheRowBufferSize) {
+TEST(TwainToRect, ZeroWidthAndTransfersNoRectangleCanHoldFailWithTheirReports) {
     ReportCapture capture;
     ImageRect rect{};
     const uint8_t data[4] = {};
@@ -56,17 +44,11 @@ TEST(TwainToRect, ZeroWidthReportsTheRowBufferSize) {
     EXPECT_EQ(capture.reports()[0].source, "complibConvertWinTWAINToRect");
     // The pixel store was allocated before the row buffer; the caller frees it.
     EXPECT_EQ(complibFreeImageRect(&rect), 0u);
-}
-
-TEST(TwainToRect, TransfersNoRectangleCanHoldFailAsAllocations) {
-    ReportCapture capture;
-    const uint8_t data[4] = {};
-    for (auto [w, l] : {std::pair{UINT32_MAX, 1u}, std::pair{1u << 30, 1u}, std::pair{4u, UINT32_MAX},
-                        std::pair{65536u, 65536u}}) {
+    for (auto [w, l] : {std::pair{UINT32_MAX, 1u}, std::pair{4u, UINT32_MAX}, std::pair{65536u, 65536u}}) {
         capture.clear();
-        ImageRect rect{};
-        EXPECT_EQ(complibConvertWinTWAINToRect(&rect, data, w, l), nullptr);
+        ImageRect huge{};
+        EXPECT_EQ(complibConvertWinTWAINToRect(&huge, data, w, l), nullptr);
         EXPECT_EQ(capture.texts(), std::vector<std::string>{"complibAllocMemory failed"});
-        EXPECT_EQ(rect.bits, nullptr);
+        EXPECT_EQ(huge.bits, nullptr);
     }
 }
