@@ -13,37 +13,18 @@ using namespace decoder_testing;
 
 namespace {
 
-JpegDecodeParams memoryParams(const std::vector<uint8_t>& bytes, uint16_t options = JPEG_OPT_MEMORY) {
-    JpegDecodeParams params{};
-    params.options = options;
-    params.data = bytes.data();
-    params.dataLength = static_cast<uint32_t>(bytes.size());
-    return params;
-}
-
-ImageRect makeRect(std::vector<uint8_t>& storage, int32_t width, int32_t height, int32_t bytesPerPixel) {
-    storage.assign(static_cast<size_t>(width) * height * bytesPerPixel, 0xEE);
-    ImageRect rect{};
-    rect.width = width;
-    rect.height = height;
-    rect.stride = width * bytesPerPixel;
-    rect.bitsPerPixel = bytesPerPixel * 8;
-    rect.bits = storage.data();
-    rect.size = static_cast<uint32_t>(storage.size());
-    return rect;
-}
-
 // Block sample that names its component, MCU and block, kept within -128..127.
 int patternSample(int component, uint32_t mcu, int block) {
     return static_cast<int>((component * 50 + mcu * 7 + block * 13) % 200) - 100;
 }
 
-MiniJpeg colourImage(uint16_t width, uint16_t height, uint8_t lumaSampling) {
+MiniJpeg colourImage(uint16_t width, uint16_t height, uint8_t lumaSampling, uint16_t restartInterval = 0) {
     MiniJpeg spec;
     spec.width = width;
     spec.height = height;
     spec.components = {{1, lumaSampling}, {2, 0x11}, {3, 0x11}};
     spec.sample = patternSample;
+    spec.restartInterval = restartInterval;
     return spec;
 }
 
@@ -63,29 +44,28 @@ uint8_t expectedRaw(const MiniJpeg& spec, int c, uint32_t x, uint32_t y) {
     return static_cast<uint8_t>(spec.sample(c, mcu, by * h + bx) + 128);
 }
 
-void expectRawImage(const MiniJpeg& spec, const std::vector<uint8_t>& pixels, int components) {
-    for (uint32_t y = 0; y < spec.height; ++y)
-        for (uint32_t x = 0; x < spec.width; ++x)
-            for (int c = 0; c < components; ++c)
-                ASSERT_EQ(pixels[(y * spec.width + x) * components + c], expectedRaw(spec, c, x, y))
+// Raw pixels of a buffer `width` pixels wide: the first `rows` rows hold the
+// picture, the rest of the buffer its guard bytes.
+void expectRawImage(const MiniJpeg& spec, const std::vector<uint8_t>& pixels, uint32_t width, uint32_t rows) {
+    const uint32_t n = static_cast<uint32_t>(spec.components.size());
+    for (uint32_t y = 0; y < pixels.size() / (width * n); ++y)
+        for (uint32_t x = 0; x < width; ++x)
+            for (uint32_t c = 0; c < n; ++c)
+                ASSERT_EQ(pixels[(y * width + x) * n + c], y < rows ? expectedRaw(spec, static_cast<int>(c), x, y) : kGuard)
                     << "x " << x << " y " << y << " c " << c;
 }
 
 TEST(DecodeProlog, ReportsGeometryAndFrameHeader) {
-    MiniJpeg spec = colourImage(17, 9, 0x22);
-    spec.restartInterval = 1;
-    auto bytes = buildMiniJpeg(spec);
-    JpegDecodeParams params = memoryParams(bytes);
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    ASSERT_NE(h, nullptr);
-    EXPECT_EQ(params.samplingSignature, 0x221111u);
-    EXPECT_EQ(params.width, 17);
-    EXPECT_EQ(params.height, 9);
-    EXPECT_EQ(params.restartInterval, 1);
-    EXPECT_EQ(params.componentCount, 3);
-    EXPECT_EQ(params.options & JPEG_OPT_PROGRESSIVE, 0);
+    MemoryDecode d(buildMiniJpeg(colourImage(17, 9, 0x22, 1)));
+    ASSERT_NE(d.handle, nullptr);
+    EXPECT_EQ(d.params.samplingSignature, 0x221111u);
+    EXPECT_EQ(d.params.width, 17);
+    EXPECT_EQ(d.params.height, 9);
+    EXPECT_EQ(d.params.restartInterval, 1);
+    EXPECT_EQ(d.params.componentCount, 3);
+    EXPECT_EQ(d.params.options & JPEG_OPT_PROGRESSIVE, 0);
     FrameHeader frame{};
-    ASSERT_EQ(jpegGetFrameHeader(h, &frame), 0);
+    ASSERT_EQ(jpegGetFrameHeader(d.handle, &frame), 0);
     EXPECT_EQ(frame.sofMarker, 0xFFC0);
     EXPECT_EQ(frame.lines, 9);
     EXPECT_EQ(frame.samplesPerLine, 17);
@@ -93,17 +73,13 @@ TEST(DecodeProlog, ReportsGeometryAndFrameHeader) {
     EXPECT_EQ(frame.components[0].horizontalSampling, 2);
     EXPECT_EQ(frame.components[0].verticalSampling, 2);
     EXPECT_EQ(frame.components[2].identifier, 3);
-    uint32_t w = 0, hgt = 0;
-    const uint32_t expected[4][2] = {{3, 2}, {5, 3}, {9, 5}, {17, 9}};
-    for (int scale = 0; scale <= 3; ++scale) {
-        ASSERT_EQ(jpegDecodeGetImageSize(h, &w, &hgt, scale), 0);
-        EXPECT_EQ(w, expected[scale][0]);
-        EXPECT_EQ(hgt, expected[scale][1]);
+    const uint32_t expected[5][2] = {{3, 2}, {5, 3}, {9, 5}, {17, 9}, {0, 0}};
+    for (int scale = 0; scale <= 4; ++scale) {
+        uint32_t w = 1, h = 1;
+        ASSERT_EQ(jpegDecodeGetImageSize(d.handle, &w, &h, scale), 0);
+        EXPECT_EQ(w, expected[scale][0]) << scale;
+        EXPECT_EQ(h, expected[scale][1]) << scale;
     }
-    ASSERT_EQ(jpegDecodeGetImageSize(h, &w, &hgt, 4), 0);
-    EXPECT_EQ(w, 0u);
-    EXPECT_EQ(hgt, 0u);
-    EXPECT_EQ(jpegDecodeEpilog(h), 0);
 }
 
 TEST(DecodeProlog, HandleChecks) {
@@ -118,58 +94,51 @@ TEST(DecodeProlog, HandleChecks) {
     EXPECT_EQ(jpegDecodeSetPartialBitstream(nullptr, nullptr, 0), -1);
 }
 
-TEST(DecodeProlog, IllegalOptionCombinations) {
+TEST(DecodeProlog, IllegalOptionsAndMissingFile) {
     auto bytes = buildMiniJpeg(MiniJpeg{});
-    const uint16_t bad[] = {JPEG_OPT_MEMORY | JPEG_OPT_START_OFFSET, JPEG_OPT_PARTIAL_BITSTREAM};
-    for (uint16_t options : bad) {
+    std::string path = tempPath("illegal_options.jpg");
+    writeFileBytes(path, bytes);
+    WideName name = wideName(path);
+    for (uint16_t options : {JPEG_OPT_MEMORY | JPEG_OPT_START_OFFSET, JPEG_OPT_PARTIAL_BITSTREAM}) {
         ReportCapture capture;
-        JpegDecodeParams params = memoryParams(bytes, options);
-        std::string path = tempPath("illegal_options.jpg");
-        writeFileBytes(path, bytes);
-        WideName name = wideName(path);
+        JpegDecodeParams params{};
+        params.options = options;
+        params.data = bytes.data();
+        params.dataLength = static_cast<uint32_t>(bytes.size());
         EXPECT_EQ(jpegDecodeProlog(name.c_str(), &params), nullptr);
         EXPECT_TRUE(capture.saw("Illegal options")) << options;
     }
-    ReportCapture capture;
-    JpegDecodeParams params = memoryParams(bytes, JPEG_OPT_ENCODE | JPEG_OPT_MEMORY);
-    EXPECT_EQ(jpegDecodeProlog(nullptr, &params), nullptr);
-    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Illegal options parameter", "Prolog failed."}));
-}
-
-TEST(DecodeProlog, MissingFile) {
+    {
+        ReportCapture capture;
+        MemoryDecode d(bytes, JPEG_OPT_ENCODE);
+        EXPECT_EQ(d.handle, nullptr);
+        EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Illegal options parameter", "Prolog failed."}));
+    }
     ReportCapture capture;
     JpegDecodeParams params{};
-    WideName name = wideName(tempPath("does_not_exist.jpg"));
-    EXPECT_EQ(jpegDecodeProlog(name.c_str(), &params), nullptr);
+    WideName missing = wideName(tempPath("does_not_exist.jpg"));
+    EXPECT_EQ(jpegDecodeProlog(missing.c_str(), &params), nullptr);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{"no such file or directory"});
 }
 
 TEST(DecodeProlog, CompletenessCheck) {
     auto bytes = buildMiniJpeg(colourImage(40, 24, 0x21));
-    struct Case {
-        std::vector<uint8_t> data;
-        bool complete;
-    };
     std::vector<uint8_t> trailing = bytes;
     trailing.insert(trailing.end(), {0x00, 0x12, 0x34});
     std::vector<uint8_t> cut(bytes.begin(), bytes.end() - 9);
-    std::vector<uint8_t> noFF(200, 0x00);
-    std::vector<Case> cases = {{bytes, true}, {trailing, true}, {cut, false}, {noFF, false}, {{}, false}, {{0xD9}, false}};
-    for (size_t i = 0; i < cases.size(); ++i) {
+    const std::pair<std::vector<uint8_t>, bool> cases[] = {
+        {bytes, true}, {trailing, true}, {cut, false}, {std::vector<uint8_t>(200, 0x00), false}, {{}, false}, {{0xD9}, false}};
+    for (const auto& [data, complete] : cases) {
         ReportCapture capture;
-        JpegDecodeParams params = memoryParams(cases[i].data);
-        JpegHandle h = jpegDecodeProlog(nullptr, &params);
-        EXPECT_EQ(h != nullptr, cases[i].complete) << i;
-        if (!cases[i].complete) {
-            EXPECT_EQ(capture.texts(), std::vector<std::string>{"JPEG file is NOT complete"}) << i;
+        MemoryDecode d(data);
+        EXPECT_EQ(d.handle != nullptr, complete) << data.size();
+        if (!complete) {
+            EXPECT_EQ(capture.texts(), std::vector<std::string>{"JPEG file is NOT complete"}) << data.size();
         }
-        jpegDecodeEpilog(h);
     }
     // The partial-bitstream option skips the check.
-    JpegDecodeParams params = memoryParams(cut, JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM);
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    EXPECT_NE(h, nullptr);
-    jpegDecodeEpilog(h);
+    MemoryDecode d(cut, JPEG_OPT_PARTIAL_BITSTREAM);
+    EXPECT_NE(d.handle, nullptr);
 }
 
 TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
@@ -179,11 +148,9 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
     std::vector<uint8_t> app1 = {0xFF, 0xE1, 0x00, 0x06, 0xFF, 0xD9, 0xFF, 0xD8};
     // An APP0 of another kind: Ln - 7 bytes follow its 5-byte identifier.
     std::vector<uint8_t> otherApp0 = {0xFF, 0xE0, 0x00, 0x0A, 'J', 'F', 'X', 'X', 0, 0xFF, 0xC0, 0x12};
-    app1.insert(app1.end(), otherApp0.begin(), otherApp0.end());
     MiniJpeg spec;
-    spec.extraSegments = app0;
-    spec.extraSegments.insert(spec.extraSegments.end(), com.begin(), com.end());
-    spec.extraSegments.insert(spec.extraSegments.end(), app1.begin(), app1.end());
+    for (const auto* segment : {&app0, &com, &app1, &otherApp0})
+        spec.extraSegments.insert(spec.extraSegments.end(), segment->begin(), segment->end());
     spec.sample = [](int, uint32_t, int) { return 37; };
     auto jpeg = buildMiniJpeg(spec);
     std::vector<uint8_t> file(100, 0x55);
@@ -207,112 +174,84 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
     EXPECT_EQ(params.jfifInfo->thumbnailHeight, 1);
     EXPECT_EQ(jfifBuffer[7], 10);
     EXPECT_EQ(jfifBuffer[12], 15);
-    std::vector<uint8_t> pixels;
-    ImageRect rect = makeRect(pixels, 8, 8, 1);
+    Output out = outputFor(8, 8, 1);
+    ImageRect rect = out.rect();
     EXPECT_EQ(jpegDecodeToRect(h, &rect, 8), 8);
-    EXPECT_TRUE(std::all_of(pixels.begin(), pixels.end(), [](uint8_t p) { return p == 128 + 37; }));
+    EXPECT_EQ(out.pixels, std::vector<uint8_t>(64, 128 + 37));
     jpegDecodeEpilog(h);
     EXPECT_TRUE(capture.reports().empty());
 }
 
 TEST(DecodeProlog, HeaderFailuresReportTheirReason) {
-    struct Case {
-        std::function<void(std::vector<uint8_t>&)> damage;
-        std::string reason;
+    const auto base = buildMiniJpeg(colourImage(16, 16, 0x22));
+    const size_t sof = segmentAt(base, 0xC0), dht = segmentAt(base, 0xC4), dqt = segmentAt(base, 0xDB);
+    const std::string frameFailed = "Frame Level parse failed.", badDht = "invalid DHT segment syntax";
+    const struct {
+        size_t at;
+        uint8_t value;
+        std::string reason;  // the first report
+    } cases[] = {
+        {1, 0xD7, "extraneous bytes before SOI marker"},
+        {sof + 1, 0xC5, "unsupported SOF coding mode"},
+        {sof + 1, 0xCC, "arithmetic coding not supported"},
+        {sof + 11, 0x31, "unsupported sampling factor"},
+        {sof + 11, 0x20, "unsupported sampling factor"},
+        {sof + 9, 0, "not support image components"},
+        {sof + 12, 7, "invalid quantization table number"},
+        {dht + 4, 0x25, badDht},     // table class 2
+        {dht + 4, 0x07, badDht},     // table number 7
+        {dht + 3, 0x10, badDht},     // segment shorter than its tables
+        {dht + 5 + 3, 200, badDht},  // 200 codes of length 4 (too many symbols for the segment)
+        {dht + 5, 9, badDht},        // 9 codes of length 1: codes wider than their length
+        {dqt + 4, 0x05, "invalid DQT segment syntax"},  // table number 5
     };
-    auto base = buildMiniJpeg(colourImage(16, 16, 0x22));
-    auto sofAt = [](std::vector<uint8_t>& b) {
-        for (size_t i = 0; i + 1 < b.size(); ++i)
-            if (b[i] == 0xFF && b[i + 1] == 0xC0) return i;
-        return size_t{0};
-    };
-    std::vector<Case> cases = {
-        {[](std::vector<uint8_t>& b) { b[1] = 0xD7; }, "extraneous bytes before SOI marker"},
-        {[&](std::vector<uint8_t>& b) { b[sofAt(b) + 1] = 0xC5; }, "unsupported SOF coding mode"},
-        {[&](std::vector<uint8_t>& b) { b[sofAt(b) + 11] = 0x31; }, "unsupported sampling factor"},
-        {[&](std::vector<uint8_t>& b) { b[sofAt(b) + 11] = 0x20; }, "unsupported sampling factor"},
-        {[&](std::vector<uint8_t>& b) { b[sofAt(b) + 9] = 0; }, "not support image components"},
-        {[&](std::vector<uint8_t>& b) { b[sofAt(b) + 12] = 7; }, "invalid quantization table number"},
-        {[](std::vector<uint8_t>& b) { b.insert(b.begin() + 2, {0xFF, 0xCC, 0x00, 0x04, 0, 0}); },
-         "arithmetic coding not supported"},
-    };
-    for (size_t i = 0; i < cases.size(); ++i) {
+    for (const auto& c : cases) {
         auto bytes = base;
-        cases[i].damage(bytes);
+        bytes[c.at] = c.value;
         ReportCapture capture;
-        JpegDecodeParams params = memoryParams(bytes);
-        EXPECT_EQ(jpegDecodeProlog(nullptr, &params), nullptr) << i;
-        ASSERT_FALSE(capture.reports().empty()) << i;
-        EXPECT_EQ(capture.reports().front().text, cases[i].reason) << i;
-        EXPECT_EQ(capture.reports().back().text, "Frame Level parse failed.") << i;
+        MemoryDecode d(bytes);
+        EXPECT_EQ(d.handle, nullptr) << c.at << " " << int(c.value);
+        ASSERT_FALSE(capture.reports().empty()) << c.at;
+        EXPECT_EQ(capture.reports().front().text, c.reason) << c.at;
+        EXPECT_EQ(capture.reports().back().text, frameFailed) << c.at;
     }
 }
 
-TEST(DecodeProlog, BadHuffmanAndQuantisationSegmentsAreRejected) {
-    auto base = buildMiniJpeg(MiniJpeg{});
-    size_t dht = 0;
-    for (size_t i = 2; i + 1 < base.size(); ++i)
-        if (base[i] == 0xFF && base[i + 1] == 0xC4) dht = i;
-    const std::vector<std::pair<size_t, uint8_t>> damages = {
-        {dht + 4, 0x25},          // table class 2
-        {dht + 4, 0x07},          // table number 7
-        {dht + 3, 0x10},          // segment shorter than its tables
-        {dht + 5 + 3, 200},       // 200 codes of length 4 (too many symbols for the segment)
-        {dht + 5, 9},             // 9 codes of length 1: codes wider than their length
-        {6, 0x05},                // DQT table number 5
-    };
-    for (auto [at, value] : damages) {
-        auto bytes = base;
-        bytes[at] = value;
-        ReportCapture capture;
-        JpegDecodeParams params = memoryParams(bytes);
-        JpegHandle h = jpegDecodeProlog(nullptr, &params);
-        EXPECT_EQ(h, nullptr) << at << " " << int(value);
-        EXPECT_TRUE(capture.saw("Frame Level parse failed.")) << at;
-        jpegDecodeEpilog(h);
-    }
-}
-
-TEST(DecodeToRect, RawOutputOfEverySamplingAndComponentCount) {
-    struct Case {
-        uint16_t width, height;
+TEST(DecodeToRect, RawOutputOfEverySamplingComponentCountAndRestartInterval) {
+    const struct {
+        uint16_t width, height, restartInterval;
         std::vector<MiniComponent> components;
-    };
-    const std::vector<Case> cases = {
-        {35, 21, {{1, 0x11}, {2, 0x11}, {3, 0x11}}},
-        {35, 21, {{1, 0x21}, {2, 0x11}, {3, 0x11}}},
-        {35, 21, {{1, 0x12}, {2, 0x11}, {3, 0x11}}},
-        {35, 21, {{1, 0x22}, {2, 0x11}, {3, 0x11}}},
-        {19, 13, {{1, 0x21}}},
-        {19, 13, {{1, 0x21}, {2, 0x11}}},
+    } cases[] = {
+        {35, 21, 0, {{1, 0x11}, {2, 0x11}, {3, 0x11}}},
+        {35, 21, 1, {{1, 0x21}, {2, 0x11}, {3, 0x11}}},
+        {35, 21, 2, {{1, 0x12}, {2, 0x11}, {3, 0x11}}},
+        {35, 21, 0, {{1, 0x22}, {2, 0x11}, {3, 0x11}}},
+        {56, 40, 3, {{1, 0x21}, {2, 0x11}, {3, 0x11}}},
+        {56, 40, 7, {{1, 0x21}, {2, 0x11}, {3, 0x11}}},
+        {19, 13, 0, {{1, 0x21}}},
+        {19, 13, 0, {{1, 0x21}, {2, 0x11}}},
         // Four components, two of them subsampled the two other ways.
-        {32, 32, {{1, 0x22}, {2, 0x12}, {3, 0x21}, {4, 0x11}}},
+        {32, 32, 0, {{1, 0x22}, {2, 0x12}, {3, 0x21}, {4, 0x11}}},
     };
-    for (const Case& c : cases) {
-        MiniJpeg spec = colourImage(c.width, c.height, 0x11);
+    for (const auto& c : cases) {
+        MiniJpeg spec = colourImage(c.width, c.height, 0x11, c.restartInterval);
         spec.components = c.components;
         const int count = static_cast<int>(c.components.size());
-        auto bytes = buildMiniJpeg(spec);
-        JpegDecodeParams params = memoryParams(bytes, JPEG_OPT_MEMORY | JPEG_OPT_RAW_COMPONENTS);
-        JpegHandle h = jpegDecodeProlog(nullptr, &params);
-        ASSERT_NE(h, nullptr);
-        std::vector<uint8_t> pixels;
-        ImageRect rect = makeRect(pixels, c.width, c.height, count);
-        EXPECT_EQ(jpegDecodeToRect(h, &rect, c.height), c.height);
-        expectRawImage(spec, pixels, count);
-        jpegDecodeEpilog(h);
+        ReportCapture capture;
+        MemoryDecode d(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+        ASSERT_NE(d.handle, nullptr);
+        Output out = outputFor(c.width, c.height, count);
+        ImageRect rect = out.rect();
+        EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, c.height), c.height);
+        expectRawImage(spec, out.pixels, c.width, c.height);
+        EXPECT_TRUE(capture.reports().empty());
     }
-}
-
-TEST(DecodeToRect, RawOutputNeedsMatchingPixelSize) {
-    auto bytes = buildMiniJpeg(colourImage(16, 16, 0x11));
-    JpegDecodeParams params = memoryParams(bytes, JPEG_OPT_MEMORY | JPEG_OPT_RAW_COMPONENTS);
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    std::vector<uint8_t> pixels;
-    ImageRect rect = makeRect(pixels, 16, 16, 4);
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 16), 0);
-    EXPECT_TRUE(std::all_of(pixels.begin(), pixels.end(), [](uint8_t p) { return p == 0xEE; }));
-    jpegDecodeEpilog(h);
+    // Raw output needs a pixel size of one byte per component.
+    MemoryDecode d(buildMiniJpeg(colourImage(16, 16, 0x11)), JPEG_OPT_RAW_COMPONENTS);
+    Output out = outputFor(16, 16, 4);
+    ImageRect rect = out.rect();
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 16), 0);
+    EXPECT_EQ(out.pixels, std::vector<uint8_t>(out.pixels.size(), kGuard));
 }
 
 TEST(DecodeToRect, ColourAndGreyOutputIgnoreBitsPerPixel) {
@@ -320,204 +259,143 @@ TEST(DecodeToRect, ColourAndGreyOutputIgnoreBitsPerPixel) {
     grey.width = 9;
     grey.height = 3;
     grey.sample = [](int, uint32_t mcu, int) { return mcu == 0 ? -128 : 127; };
-    auto bytes = buildMiniJpeg(grey);
-    JpegDecodeParams params = memoryParams(bytes);
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    std::vector<uint8_t> pixels;
-    ImageRect rect = makeRect(pixels, 9, 3, 3);  // 24 bits per pixel; grey still writes one byte
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 3), 3);
+    MemoryDecode g(buildMiniJpeg(grey));
+    Output out = outputFor(9, 3, 3);  // 24 bits per pixel; grey still writes one byte
+    ImageRect rect = out.rect();
+    EXPECT_EQ(jpegDecodeToRect(g.handle, &rect, 3), 3);
     for (int y = 0; y < 3; ++y) {
-        for (int x = 0; x < 9; ++x) EXPECT_EQ(pixels[y * 27 + x], x < 8 ? 0 : 255);
-        EXPECT_EQ(pixels[y * 27 + 9], 0xEE);
+        for (int x = 0; x < 9; ++x) EXPECT_EQ(out.pixels[y * 27 + x], x < 8 ? 0 : 255);
+        EXPECT_EQ(out.pixels[y * 27 + 9], kGuard);
     }
-    jpegDecodeEpilog(h);
 
     MiniJpeg colour = colourImage(8, 8, 0x11);
     colour.sample = [](int c, uint32_t, int) { return c == 0 ? 127 : (c == 2 ? 127 : 0); };
-    bytes = buildMiniJpeg(colour);
-    params = memoryParams(bytes);
-    h = jpegDecodeProlog(nullptr, &params);
-    rect = makeRect(pixels, 8, 8, 3);
+    MemoryDecode d(buildMiniJpeg(colour));
+    out = outputFor(8, 8, 3);
+    rect = out.rect();
     rect.bitsPerPixel = 8;
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 8), 8);
-    EXPECT_EQ(pixels[0], 255);  // blue: 127 + 0
-    EXPECT_EQ(pixels[1], 165);  // green: 127 + 0 - 90 + 128
-    EXPECT_EQ(pixels[2], 255);  // red: saturated
-    jpegDecodeEpilog(h);
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 8), 8);
+    EXPECT_EQ(out.pixels[0], 255);  // blue: 127 + 0
+    EXPECT_EQ(out.pixels[1], 165);  // green: 127 + 0 - 90 + 128
+    EXPECT_EQ(out.pixels[2], 255);  // red: saturated
 }
 
 TEST(DecodeToRect, StripsOverSeveralCallsAndTheMixedRowReading) {
     MiniJpeg spec = colourImage(17, 40, 0x22);
-    auto bytes = buildMiniJpeg(spec);
-    JpegDecodeParams params = memoryParams(bytes, JPEG_OPT_MEMORY | JPEG_OPT_RAW_COMPONENTS);
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    std::vector<uint8_t> pixels;
+    MemoryDecode d(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
     // The first band of a call is a whole MCU row whatever the position: the
     // third call writes 16 rows from row 32, so the buffer has room for 48.
-    ImageRect rect = makeRect(pixels, 17, 48, 3);
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 0), 0);
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 65536 + 16), 16);  // only the low 16 bits count
+    Output out = outputFor(17, 48, 3);
+    ImageRect rect = out.rect();
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 0), 0);
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 65536 + 16), 16);  // only the low 16 bits count
     // The second call names the row up to which to decode: 32, not 16 more.
-    ImageRect second = rect;
-    second.bits += 16 * rect.stride;
-    EXPECT_EQ(jpegDecodeToRect(h, &second, 32), 16);
-    ImageRect third = rect;
-    third.bits += 32 * rect.stride;
-    EXPECT_EQ(jpegDecodeToRect(h, &third, 40), 8);
-    pixels.resize(17 * 40 * 3);
-    expectRawImage(spec, pixels, 3);
-    jpegDecodeEpilog(h);
-}
+    rect = out.rect(16);
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 32), 16);
+    rect = out.rect(32);
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 40), 8);
+    out.pixels.resize(17 * 40 * 3);
+    expectRawImage(spec, out.pixels, 17, 40);
 
-TEST(DecodeToRect, ShortRequestsAndNarrowRectangles) {
-    MiniJpeg spec = colourImage(40, 16, 0x22);
-    auto bytes = buildMiniJpeg(spec);
-    JpegDecodeParams params = memoryParams(bytes, JPEG_OPT_MEMORY | JPEG_OPT_RAW_COMPONENTS);
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    std::vector<uint8_t> pixels;
-    ImageRect rect = makeRect(pixels, 20, 16, 3);  // narrower than the image
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 5), 5);   // five rows of the first MCU row
-    for (uint32_t y = 0; y < 16; ++y)
-        for (uint32_t x = 0; x < 20; ++x)
-            for (int c = 0; c < 3; ++c) {
-                uint8_t got = pixels[(y * 20 + x) * 3 + c];
-                uint8_t expected = y < 5 ? expectedRaw(spec, c, x, y) : 0xEE;
-                ASSERT_EQ(got, expected) << x << "," << y;
-            }
-    jpegDecodeEpilog(h);
-}
-
-TEST(DecodeToRect, RestartIntervalsResetPredictors) {
-    for (uint16_t interval : {1, 2, 3, 7}) {
-        MiniJpeg spec = colourImage(56, 40, 0x21);
-        spec.restartInterval = interval;
-        auto bytes = buildMiniJpeg(spec);
-        JpegDecodeParams params = memoryParams(bytes, JPEG_OPT_MEMORY | JPEG_OPT_RAW_COMPONENTS);
-        ReportCapture capture;
-        JpegHandle h = jpegDecodeProlog(nullptr, &params);
-        std::vector<uint8_t> pixels;
-        ImageRect rect = makeRect(pixels, 56, 40, 3);
-        EXPECT_EQ(jpegDecodeToRect(h, &rect, 40), 40);
-        expectRawImage(spec, pixels, 3);
-        EXPECT_TRUE(capture.reports().empty()) << interval;
-        jpegDecodeEpilog(h);
-    }
+    // A short request delivers that many rows of the first MCU row, into a
+    // rectangle narrower than the picture.
+    spec = colourImage(40, 16, 0x22);
+    MemoryDecode narrow(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+    out = outputFor(20, 16, 3);
+    rect = out.rect();
+    EXPECT_EQ(jpegDecodeToRect(narrow.handle, &rect, 5), 5);
+    expectRawImage(spec, out.pixels, 20, 5);
 }
 
 TEST(DecodeToRect, HeightFromDnl) {
     MiniJpeg spec = colourImage(24, 20, 0x22);
     spec.heightInDnl = true;
-    auto bytes = buildMiniJpeg(spec);
-    JpegDecodeParams params = memoryParams(bytes, JPEG_OPT_MEMORY | JPEG_OPT_RAW_COMPONENTS);
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    ASSERT_NE(h, nullptr);
-    EXPECT_EQ(params.height, 0);
-    // Without a known height there is no bottom clip: whole MCU rows are written.
-    std::vector<uint8_t> pixels;
-    ImageRect rect = makeRect(pixels, 24, 32, 3);
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 20), 32);
-    pixels.resize(24 * 20 * 3);
-    expectRawImage(spec, pixels, 3);
-    jpegDecodeEpilog(h);
-
+    {
+        MemoryDecode d(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+        ASSERT_NE(d.handle, nullptr);
+        EXPECT_EQ(d.params.height, 0);
+        // Without a known height there is no bottom clip: whole MCU rows are written.
+        Output out = outputFor(24, 32, 3);
+        ImageRect rect = out.rect();
+        EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 20), 32);
+        out.pixels.resize(24 * 20 * 3);
+        expectRawImage(spec, out.pixels, 24, 20);
+    }
     // With restart markers the DNL segment is met and read.
     spec.restartInterval = 2;
-    bytes = buildMiniJpeg(spec);
-    params = memoryParams(bytes, JPEG_OPT_MEMORY | JPEG_OPT_RAW_COMPONENTS);
-    h = jpegDecodeProlog(nullptr, &params);
-    rect = makeRect(pixels, 24, 32, 3);
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 32), 32);
+    MemoryDecode d(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+    Output out = outputFor(24, 32, 3);
+    ImageRect rect = out.rect();
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 32), 32);
     uint32_t w = 0, height = 0;
-    jpegDecodeGetImageSize(h, &w, &height, 3);
+    jpegDecodeGetImageSize(d.handle, &w, &height, 3);
     EXPECT_EQ(height, 20u);
-    jpegDecodeEpilog(h);
 }
 
 TEST(DecodeToRect, PartialBitstreamPieces) {
     // One restart interval per MCU row: each piece after the first is one
     // band's data, starting where the predictors restart.
-    MiniJpeg spec = colourImage(64, 24, 0x11);
-    spec.restartInterval = 8;
+    MiniJpeg spec = colourImage(64, 24, 0x11, 8);
     auto bytes = buildMiniJpeg(spec);
     std::vector<size_t> cuts;
-    bool inScan = false;
-    for (size_t i = 0; i + 1 < bytes.size(); ++i) {
-        if (bytes[i] == 0xFF && bytes[i + 1] == 0xDA) inScan = true;
-        if (inScan && bytes[i] == 0xFF && bytes[i + 1] >= 0xD0 && bytes[i + 1] <= 0xD7) cuts.push_back(i + 2);
-    }
+    for (size_t i = segmentAt(bytes, 0xDA); i + 1 < bytes.size(); ++i)
+        if (bytes[i] == 0xFF && bytes[i + 1] >= 0xD0 && bytes[i + 1] <= 0xD7) cuts.push_back(i + 2);
     ASSERT_EQ(cuts.size(), 2u);
     cuts.push_back(bytes.size());
     std::vector<std::vector<uint8_t>> pieces;
-    size_t from = 0;
-    for (size_t cut : cuts) {
-        pieces.emplace_back(bytes.begin() + static_cast<ptrdiff_t>(from), bytes.begin() + static_cast<ptrdiff_t>(cut));
-        from = cut;
-    }
-    JpegDecodeParams params =
-        memoryParams(pieces[0], JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM | JPEG_OPT_RAW_COMPONENTS);
+    for (size_t from = 0, i = 0; i < cuts.size(); from = cuts[i++])
+        pieces.emplace_back(bytes.begin() + static_cast<ptrdiff_t>(from), bytes.begin() + static_cast<ptrdiff_t>(cuts[i]));
     ReportCapture capture;
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    ASSERT_NE(h, nullptr);
-    std::vector<uint8_t> pixels;
-    ImageRect rect = makeRect(pixels, 64, 24, 3);
+    MemoryDecode d(pieces[0], JPEG_OPT_PARTIAL_BITSTREAM | JPEG_OPT_RAW_COMPONENTS);
+    ASSERT_NE(d.handle, nullptr);
+    Output out = outputFor(64, 24, 3);
     for (int band = 0; band < 3; ++band) {
         if (band > 0) {
-            ASSERT_EQ(jpegDecodeSetPartialBitstream(h, pieces[band].data(), static_cast<uint32_t>(pieces[band].size())), 0);
+            ASSERT_EQ(jpegDecodeSetPartialBitstream(d.handle, pieces[band].data(), static_cast<uint32_t>(pieces[band].size())), 0);
         }
-        ImageRect view = rect;
-        view.bits += band * 8 * rect.stride;
-        EXPECT_EQ(jpegDecodeToRect(h, &view, static_cast<uint32_t>(8 * (band + 1))), 8) << band;
+        ImageRect view = out.rect(8 * band);
+        EXPECT_EQ(jpegDecodeToRect(d.handle, &view, static_cast<uint32_t>(8 * (band + 1))), 8) << band;
     }
-    expectRawImage(spec, pixels, 3);
+    expectRawImage(spec, out.pixels, 64, 24);
     EXPECT_FALSE(capture.saw("UnitNo"));
-    jpegDecodeEpilog(h);
 
     // Without the partial option the feeder refuses.
-    params = memoryParams(bytes);
-    h = jpegDecodeProlog(nullptr, &params);
-    ASSERT_NE(h, nullptr);
-    EXPECT_EQ(jpegDecodeSetPartialBitstream(h, pieces[1].data(), 10), -1);
-    jpegDecodeEpilog(h);
+    MemoryDecode whole(bytes);
+    ASSERT_NE(whole.handle, nullptr);
+    EXPECT_EQ(jpegDecodeSetPartialBitstream(whole.handle, pieces[1].data(), 10), -1);
 }
 
 TEST(DecodeToRect, TruncatedAndCorruptDataFailWithReports) {
-    MiniJpeg spec = colourImage(64, 64, 0x22);
-    auto bytes = buildMiniJpeg(spec);
-    size_t sos = 0;
-    for (size_t i = 0; i + 1 < bytes.size(); ++i)
-        if (bytes[i] == 0xFF && bytes[i + 1] == 0xDA) sos = i;
+    auto bytes = buildMiniJpeg(colourImage(64, 64, 0x22));
+    const size_t sos = segmentAt(bytes, 0xDA);
     // Cut inside the entropy data, accepted through the partial option.
-    std::vector<uint8_t> cut(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(sos + 14 + 20));
     {
         ReportCapture capture;
-        JpegDecodeParams params = memoryParams(cut, JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM);
-        JpegHandle h = jpegDecodeProlog(nullptr, &params);
-        ASSERT_NE(h, nullptr);
-        std::vector<uint8_t> pixels;
-        ImageRect rect = makeRect(pixels, 64, 64, 3);
-        EXPECT_EQ(jpegDecodeToRect(h, &rect, 64), 0);
+        MemoryDecode d(std::vector<uint8_t>(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(sos + 14 + 20)),
+                       JPEG_OPT_PARTIAL_BITSTREAM);
+        ASSERT_NE(d.handle, nullptr);
+        Output out = outputFor(64, 64, 3);
+        ImageRect rect = out.rect();
+        EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 64), 0);
         ASSERT_GE(capture.reports().size(), 3u);
         EXPECT_TRUE(capture.saw("read failed."));
         EXPECT_TRUE(capture.saw("found unexpected end of JPEG file"));
         EXPECT_TRUE(capture.saw("UnitNo"));
-        jpegDecodeEpilog(h);
     }
     // Corrupt codes: 1111 is no DC code of the stream's table.
     for (size_t at = sos + 14; at < bytes.size() - 2; at += 7) {
         auto bad = bytes;
         bad[at] = 0xF7;
         ReportCapture capture;
-        JpegDecodeParams params = memoryParams(bad);
-        JpegHandle h = jpegDecodeProlog(nullptr, &params);
-        ASSERT_NE(h, nullptr);
-        std::vector<uint8_t> pixels;
-        ImageRect rect = makeRect(pixels, 64, 80, 3);
-        int32_t rows = jpegDecodeToRect(h, &rect, 64);
+        MemoryDecode d(bad);
+        ASSERT_NE(d.handle, nullptr);
+        Output out = outputFor(64, 80, 3);
+        ImageRect rect = out.rect();
+        int32_t rows = jpegDecodeToRect(d.handle, &rect, 64);
         EXPECT_TRUE(rows == 0 || rows == 64);
         if (rows == 0) {
             EXPECT_TRUE(capture.saw("UnitNo"));
         }
-        jpegDecodeEpilog(h);
     }
 }
 

@@ -1,35 +1,26 @@
-// A small writer of DC-only baseline JPEG streams for the decoder tests. Every
-// block carries only a DC value; with quantisation table entries of 1 a DC of
-// 8v decodes to the flat sample v (stored as v + 128), so expected pixels are
-// known exactly. Restart intervals, DNL, APPn/COM segments and any sampling
-// are available; the Huffman tables are small hand-made ones.
+// Helpers of the decoder tests. Streams made in code: a writer of DC-only
+// baseline streams (with quantisation entries of 1 a DC of 8v decodes to the
+// flat sample v, stored as v + 128, so expected pixels are known exactly) and
+// a lossless encoder for exact round trips. Streams made by the installed
+// peer tools (cjpeg, jpegtran, djpeg) run as black boxes. Whole decodes
+// through the exported interface from memory.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "KelJPEG.h"
+#include "test_support.h"
 
 namespace decoder_testing {
 
-struct MiniComponent {
-    uint8_t id;
-    uint8_t sampling;  // H*16+V
-};
-
-struct MiniJpeg {
-    uint16_t width = 8;
-    uint16_t height = 8;
-    std::vector<MiniComponent> components = std::vector<MiniComponent>(1, MiniComponent{1, 0x11});
-    uint16_t restartInterval = 0;
-    bool heightInDnl = false;       // SOF says 0 lines; a DNL after the scan says height
-    bool omitEoi = false;
-    std::vector<uint8_t> extraSegments;  // inserted after SOI (APPn, COM ...)
-    // Sample value (-128..127) of block (component, mcu, block within the component's MCU blocks).
-    std::function<int(int component, uint32_t mcu, int block)> sample = [](int, uint32_t, int) { return 0; };
-};
+// ---- Bits and segments ----
 
 class BitWriter {
 public:
@@ -62,21 +53,79 @@ inline void put16(std::vector<uint8_t>& out, uint32_t v) {
     out.push_back(static_cast<uint8_t>(v));
 }
 
+inline void putSegment(std::vector<uint8_t>& out, uint8_t marker, const std::vector<uint8_t>& body) {
+    out.insert(out.end(), {0xFF, marker});
+    put16(out, static_cast<uint32_t>(body.size() + 2));
+    out.insert(out.end(), body.begin(), body.end());
+}
+
+// The segments' markers in stream order (entropy data skipped), with their offsets.
+struct Segment {
+    uint8_t marker;
+    size_t offset;  // of the 0xFF
+};
+
+inline std::vector<Segment> segmentsOf(const std::vector<uint8_t>& jpeg) {
+    std::vector<Segment> out = {{0xD8, 0}};
+    for (size_t i = 2; i + 3 < jpeg.size();) {
+        if (jpeg[i] != 0xFF || jpeg[i + 1] == 0x00 || jpeg[i + 1] == 0xFF || (jpeg[i + 1] >= 0xD0 && jpeg[i + 1] <= 0xD7)) {
+            ++i;
+            continue;
+        }
+        out.push_back({jpeg[i + 1], i});
+        if (jpeg[i + 1] == 0xD9) break;
+        i += 2 + ((static_cast<size_t>(jpeg[i + 2]) << 8) | jpeg[i + 3]);
+    }
+    return out;
+}
+
+// Offset of the first segment with this marker (0 if none).
+inline size_t segmentAt(const std::vector<uint8_t>& jpeg, uint8_t marker) {
+    for (const Segment& s : segmentsOf(jpeg))
+        if (s.marker == marker) return s.offset;
+    return 0;
+}
+
+inline uint32_t mix(uint32_t v) {
+    v ^= v >> 16;
+    v *= 0x7feb352du;
+    v ^= v >> 15;
+    v *= 0x846ca68bu;
+    return v ^ (v >> 16);
+}
+
+// ---- DC-only baseline streams ----
+
+struct MiniComponent {
+    uint8_t id;
+    uint8_t sampling;  // H*16+V
+};
+
+struct MiniJpeg {
+    uint16_t width = 8;
+    uint16_t height = 8;
+    std::vector<MiniComponent> components = std::vector<MiniComponent>(1, MiniComponent{1, 0x11});
+    uint16_t restartInterval = 0;
+    bool heightInDnl = false;       // SOF says 0 lines; a DNL after the scan says height
+    bool omitEoi = false;
+    std::vector<uint8_t> extraSegments;  // inserted after SOI (APPn, COM ...)
+    // Sample value (-128..127) of block (component, mcu, block within the component's MCU blocks).
+    std::function<int(int component, uint32_t mcu, int block)> sample = [](int, uint32_t, int) { return 0; };
+};
+
 // DC table 0: symbols 0..11, each a 4-bit code equal to the symbol.
 // AC table 0: 00 = EOB, 01 = ZRL, 10 = run 0 size 1 (11 is left unused).
 inline void appendTables(std::vector<uint8_t>& out) {
-    out.insert(out.end(), {0xFF, 0xDB});
-    put16(out, 2 + 65);
-    out.push_back(0x00);
-    for (int i = 0; i < 64; ++i) out.push_back(1);
-    out.insert(out.end(), {0xFF, 0xC4});
-    put16(out, 2 + 17 + 12 + 17 + 3);
-    out.push_back(0x00);
-    for (int l = 1; l <= 16; ++l) out.push_back(l == 4 ? 12 : 0);
-    for (int s = 0; s < 12; ++s) out.push_back(static_cast<uint8_t>(s));
-    out.push_back(0x10);
-    for (int l = 1; l <= 16; ++l) out.push_back(l == 2 ? 3 : 0);
-    out.insert(out.end(), {0x00, 0xF0, 0x01});
+    std::vector<uint8_t> dqt(1, 0x00);
+    dqt.resize(65, 1);
+    putSegment(out, 0xDB, dqt);
+    std::vector<uint8_t> dht(1, 0x00);
+    for (int l = 1; l <= 16; ++l) dht.push_back(l == 4 ? 12 : 0);
+    for (int s = 0; s < 12; ++s) dht.push_back(static_cast<uint8_t>(s));
+    dht.push_back(0x10);
+    for (int l = 1; l <= 16; ++l) dht.push_back(l == 2 ? 3 : 0);
+    dht.insert(dht.end(), {0x00, 0xF0, 0x01});
+    putSegment(out, 0xC4, dht);
 }
 
 inline int blocksOf(uint8_t sampling) { return (sampling >> 4) * (sampling & 15); }
@@ -91,29 +140,24 @@ inline void putDc(BitWriter& bits, int diff) {
 
 inline std::vector<uint8_t> buildMiniJpeg(const MiniJpeg& spec) {
     std::vector<uint8_t> out = {0xFF, 0xD8};
-    for (uint8_t byte : spec.extraSegments) out.push_back(byte);
+    for (uint8_t byte : spec.extraSegments) out.push_back(byte);  // (a range insert upsets g++'s bounds warning)
     appendTables(out);
-    if (spec.restartInterval) {
-        out.insert(out.end(), {0xFF, 0xDD, 0x00, 0x04});
-        put16(out, spec.restartInterval);
-    }
+    if (spec.restartInterval) putSegment(out, 0xDD, {static_cast<uint8_t>(spec.restartInterval >> 8),
+                                                     static_cast<uint8_t>(spec.restartInterval)});
     int maxH = 1, maxV = 1;
+    std::vector<uint8_t> sof = {8}, sos = {static_cast<uint8_t>(spec.components.size())};
+    put16(sof, spec.heightInDnl ? 0 : spec.height);
+    put16(sof, spec.width);
+    sof.push_back(static_cast<uint8_t>(spec.components.size()));
     for (auto c : spec.components) {
         maxH = std::max(maxH, c.sampling >> 4);
         maxV = std::max(maxV, c.sampling & 15);
+        sof.insert(sof.end(), {c.id, c.sampling, 0});
+        sos.insert(sos.end(), {c.id, 0x00});
     }
-    out.insert(out.end(), {0xFF, 0xC0});
-    put16(out, 8 + 3 * spec.components.size());
-    out.push_back(8);
-    put16(out, spec.heightInDnl ? 0 : spec.height);
-    put16(out, spec.width);
-    out.push_back(static_cast<uint8_t>(spec.components.size()));
-    for (auto c : spec.components) out.insert(out.end(), {c.id, c.sampling, 0});
-    out.insert(out.end(), {0xFF, 0xDA});
-    put16(out, 6 + 2 * spec.components.size());
-    out.push_back(static_cast<uint8_t>(spec.components.size()));
-    for (auto c : spec.components) out.insert(out.end(), {c.id, 0x00});
-    out.insert(out.end(), {0, 63, 0});
+    sos.insert(sos.end(), {0, 63, 0});
+    putSegment(out, 0xC0, sof);
+    putSegment(out, 0xDA, sos);
 
     uint32_t mcus = ((spec.width + 8 * maxH - 1) / (8 * maxH)) * ((spec.height + 8 * maxV - 1) / (8 * maxV));
     BitWriter bits;
@@ -135,12 +179,265 @@ inline std::vector<uint8_t> buildMiniJpeg(const MiniJpeg& spec) {
     }
     bits.align();
     out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
-    if (spec.heightInDnl) {
-        out.insert(out.end(), {0xFF, 0xDC, 0x00, 0x04});
-        put16(out, spec.height);
-    }
+    if (spec.heightInDnl) putSegment(out, 0xDC, {static_cast<uint8_t>(spec.height >> 8), static_cast<uint8_t>(spec.height)});
     if (!spec.omitEoi) out.insert(out.end(), {0xFF, 0xD9});
     return out;
+}
+
+// ---- Lossless streams ----
+
+struct LosslessImage {
+    int width = 0;
+    int height = 0;
+    int components = 1;
+    int precision = 8;           // 2..16
+    std::vector<uint16_t> samples;  // width * height * components, pixel-interleaved
+};
+
+struct LosslessOptions {
+    int predictor = 1;    // 1..7 (0 and others are written as given, for failure tests)
+    int pointTransform = 0;
+};
+
+// Difference categories 0..16: the DC luminance code lengths of the usual
+// tables, extended by one longer code per category up to 16. The all-ones
+// code of length 14 stays unused.
+constexpr uint8_t kCategoryCodeCounts[16] = {0, 1, 5, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0};
+
+inline int32_t predict(int predictor, int32_t ra, int32_t rb, int32_t rc) {
+    switch (predictor) {
+        case 1: return ra;
+        case 2: return rb;
+        case 3: return rc;
+        case 4: return ra + rb - rc;
+        case 5: return ra + ((rb - rc) >> 1);
+        case 6: return rb + ((ra - rc) >> 1);
+        case 7: return (ra + rb) >> 1;
+        default: return 0;
+    }
+}
+
+// The whole file, SOI to EOI, every component sampled 1x1. Differences are
+// taken modulo 2^16 and read back as signed.
+inline std::vector<uint8_t> encodeLossless(const LosslessImage& img, const LosslessOptions& opt = {}) {
+    std::vector<uint8_t> out = {0xFF, 0xD8}, sof = {static_cast<uint8_t>(img.precision)}, dht = {0x00},
+                         sos = {static_cast<uint8_t>(img.components)};
+    put16(sof, static_cast<uint32_t>(img.height));
+    put16(sof, static_cast<uint32_t>(img.width));
+    sof.push_back(static_cast<uint8_t>(img.components));
+    for (int c = 0; c < img.components; ++c) {
+        sof.insert(sof.end(), {static_cast<uint8_t>(c + 1), 0x11, 0});
+        sos.insert(sos.end(), {static_cast<uint8_t>(c + 1), 0x00});
+    }
+    dht.insert(dht.end(), std::begin(kCategoryCodeCounts), std::end(kCategoryCodeCounts));
+    for (int s = 0; s <= 16; ++s) dht.push_back(static_cast<uint8_t>(s));
+    sos.insert(sos.end(), {static_cast<uint8_t>(opt.predictor), 0, static_cast<uint8_t>(opt.pointTransform)});
+    putSegment(out, 0xC3, sof);
+    putSegment(out, 0xC4, dht);
+    putSegment(out, 0xDA, sos);
+
+    uint16_t codes[17] = {}, lengths[17] = {};
+    for (uint32_t length = 1, symbol = 0, code = 0; length <= 16; ++length, code <<= 1)
+        for (int i = 0; i < kCategoryCodeCounts[length - 1]; ++i, ++symbol) {
+            codes[symbol] = static_cast<uint16_t>(code++);
+            lengths[symbol] = static_cast<uint16_t>(length);
+        }
+    auto at = [&](int x, int y, int c) {
+        return static_cast<int32_t>(img.samples[(static_cast<size_t>(y) * img.width + x) * img.components + c] >> opt.pointTransform);
+    };
+    BitWriter bits;
+    for (int y = 0; y < img.height; ++y)
+        for (int x = 0; x < img.width; ++x)
+            for (int c = 0; c < img.components; ++c) {
+                int32_t px = y == 0 ? (x == 0 ? 1 << (img.precision - opt.pointTransform - 1) : at(x - 1, 0, c))
+                             : x == 0 ? at(0, y - 1, c)
+                                      : predict(opt.predictor, at(x - 1, y, c), at(x, y - 1, c), at(x - 1, y - 1, c));
+                int32_t d = (at(x, y, c) - px) & 0xFFFF;
+                d = d >= 0x8000 ? d - 0x10000 : d;
+                int category = 0;
+                while (category < 16 && ((d < 0 ? -d : d) >> category) != 0) ++category;
+                bits.put(codes[category], lengths[category]);
+                // The decoder reads 16 value bits after category 16 and takes them as the
+                // difference itself, so 32768 travels as the bits 0x8000.
+                if (category == 16) bits.put(0x8000, 16);
+                else if (category > 0) bits.put(static_cast<uint32_t>(d < 0 ? d - 1 : d) & ((1u << category) - 1), category);
+            }
+    bits.align();
+    out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
+    out.insert(out.end(), {0xFF, 0xD9});
+    return out;
+}
+
+// ---- Peer-made streams ----
+
+// Pixels top row first, packed: 1 byte per pixel (grey) or red-green-blue (as PNM holds them).
+struct Picture {
+    int width = 0, height = 0, channels = 1;
+    std::vector<uint8_t> pixels;
+};
+
+// Gradients, hard edges and noise: every coefficient band is busy somewhere,
+// and flat areas give long end-of-band runs.
+inline Picture busyPicture(int width, int height, int channels, uint32_t seed = 7) {
+    Picture p{width, height, channels, std::vector<uint8_t>(static_cast<size_t>(width) * height * channels)};
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < channels; ++c) {
+                int v = (x * (3 + c) + y * (5 - c)) % 256;
+                if (x > width / 2 && y < height / 2) v = 40 + 60 * c;  // a flat patch
+                if ((x / 5 + y / 7) % 4 == 0) v = 255 - v;             // edges
+                if (y > height * 2 / 3) v = (v + static_cast<int>(mix(seed + x * 131 + y * 977 + c) % 64)) % 256;
+                p.pixels[(static_cast<size_t>(y) * width + x) * channels + c] = static_cast<uint8_t>(v);
+            }
+    return p;
+}
+
+// Constant over cells of cell x cell pixels, with values that differ from cell to cell.
+inline Picture cellPicture(int width, int height, int channels, int cell) {
+    Picture p{width, height, channels, std::vector<uint8_t>(static_cast<size_t>(width) * height * channels)};
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < channels; ++c)
+                p.pixels[(static_cast<size_t>(y) * width + x) * channels + c] =
+                    static_cast<uint8_t>(mix((x / cell) * 7919 + (y / cell) * 104729 + c * 31) % 200 + 28);
+    return p;
+}
+
+inline bool peerToolsAvailable() {
+#if defined(_WIN32)
+    return false;
+#else
+    return std::system("cjpeg -version >/dev/null 2>&1 && jpegtran -version >/dev/null 2>&1") == 0;
+#endif
+}
+
+// Runs `tool switches -outfile OUT IN` with IN holding `input`; a non-empty
+// script goes to a file for -scans. A file name private to the running test
+// case lets test processes run side by side. Returns OUT's bytes, empty on failure.
+inline std::vector<uint8_t> runPeer(const std::string& tool, const std::vector<uint8_t>& input, const std::string& inSuffix,
+                                    const std::string& outSuffix, const std::string& switches, const std::string& script = "") {
+    const std::string tag = std::string("dec_") + ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + tool;
+    const std::string in = testing_support::tempPath(tag + inSuffix), out = testing_support::tempPath(tag + outSuffix);
+    testing_support::writeFileBytes(in, input);
+    std::string command = tool + " " + switches;
+    if (!script.empty()) {
+        const std::string scans = testing_support::tempPath(tag + ".scans");
+        testing_support::writeFileBytes(scans, std::vector<uint8_t>(script.begin(), script.end()));
+        command += " -scans '" + scans + "'";
+    }
+    if (std::system((command + " -outfile '" + out + "' '" + in + "' 2>/dev/null").c_str()) != 0) return {};
+    return testing_support::readFileBytes(out);
+}
+
+// cjpeg with extra switches (-sample, -quality, -restart, -grayscale ...).
+inline std::vector<uint8_t> cjpegStream(const Picture& p, const std::string& switches) {
+    std::string header = (p.channels == 1 ? "P5\n" : "P6\n") + std::to_string(p.width) + " " +
+                         std::to_string(p.height) + "\n255\n";
+    std::vector<uint8_t> pnm(header.begin(), header.end());
+    pnm.insert(pnm.end(), p.pixels.begin(), p.pixels.end());
+    return runPeer("cjpeg", pnm, p.channels == 1 ? ".pgm" : ".ppm", ".jpg", switches);
+}
+
+// jpegtran over a stream; a non-empty script is used with -scans.
+inline std::vector<uint8_t> jpegtranStream(const std::vector<uint8_t>& jpeg, const std::string& switches,
+                                           const std::string& script = "") {
+    return runPeer("jpegtran", jpeg, "_in.jpg", "_out.jpg", switches, script);
+}
+
+// djpeg's PNM output, header stripped.
+inline std::vector<uint8_t> djpegPixels(const std::vector<uint8_t>& jpeg, const std::string& switches) {
+    std::vector<uint8_t> bytes = runPeer("djpeg", jpeg, ".jpg", ".pnm", switches);
+    size_t pos = 0;
+    for (int newlines = 0; pos < bytes.size() && newlines < 3; ++pos)
+        if (bytes[pos] == '\n') ++newlines;
+    return std::vector<uint8_t>(bytes.begin() + static_cast<std::ptrdiff_t>(pos), bytes.end());
+}
+
+// A base for test suites that need the peer tools.
+class PeerToolTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!peerToolsAvailable()) GTEST_SKIP() << "cjpeg/jpegtran not available";
+    }
+};
+
+// ---- Decoding through the exported interface ----
+
+// A decoder context over a stream in memory; the epilog runs on destruction.
+class MemoryDecode {
+public:
+    explicit MemoryDecode(const std::vector<uint8_t>& jpeg, uint16_t options = 0) : data_(jpeg) {
+        params.options = static_cast<uint16_t>(options | JPEG_OPT_MEMORY);
+        params.data = data_.data();
+        params.dataLength = static_cast<uint32_t>(data_.size());
+        handle = jpegDecodeProlog(nullptr, &params);
+    }
+    ~MemoryDecode() {
+        if (handle) jpegDecodeEpilog(handle);
+    }
+    MemoryDecode(const MemoryDecode&) = delete;
+    MemoryDecode& operator=(const MemoryDecode&) = delete;
+
+    JpegDecodeParams params{};
+    JpegHandle handle = nullptr;
+
+private:
+    std::vector<uint8_t> data_;
+};
+
+// Output pixels with a rectangle over them; spare rows and columns beyond the
+// picture hold a guard value so that stray writes show.
+struct Output {
+    int width = 0, height = 0, bytesPerPixel = 1, stride = 0;
+    std::vector<uint8_t> pixels;
+    ImageRect rect(int firstRow = 0) {
+        ImageRect r{};
+        r.width = width;
+        r.height = height - firstRow;
+        r.stride = stride;
+        r.bitsPerPixel = 8 * bytesPerPixel;
+        r.bits = pixels.data() + static_cast<size_t>(firstRow) * stride;
+        r.size = static_cast<uint32_t>(pixels.size());
+        return r;
+    }
+    // The picture's own bytes, row by row, without stride padding.
+    std::vector<uint8_t> packed(int columns, int rows) const {
+        std::vector<uint8_t> out;
+        for (int y = 0; y < rows; ++y) {
+            const uint8_t* row = pixels.data() + static_cast<size_t>(y) * stride;
+            out.insert(out.end(), row, row + static_cast<size_t>(columns) * bytesPerPixel);
+        }
+        return out;
+    }
+};
+
+constexpr uint8_t kGuard = 0xA5;
+
+inline Output outputFor(int width, int height, int bytesPerPixel, int spareColumns = 0, int spareRows = 0) {
+    Output o;
+    o.width = width;
+    o.height = height;
+    o.bytesPerPixel = bytesPerPixel;
+    o.stride = (width + spareColumns) * bytesPerPixel;
+    o.pixels.assign(static_cast<size_t>(o.stride) * (height + spareRows), kGuard);
+    return o;
+}
+
+// The whole picture in one call, at a scale (JPEG_SCALE_FULL: jpegDecodeToRect).
+// Returns the packed pixels, or an empty vector when the call did not deliver them all.
+inline std::vector<uint8_t> decodeWhole(const std::vector<uint8_t>& jpeg, int scale = JPEG_SCALE_FULL,
+                                        uint16_t options = 0) {
+    MemoryDecode d(jpeg, options);
+    if (!d.handle) return {};
+    uint32_t width = 0, height = 0;
+    jpegDecodeGetImageSize(d.handle, &width, &height, scale);
+    const int bpp = (options & JPEG_OPT_RAW_COMPONENTS) ? d.params.componentCount : d.params.componentCount >= 3 ? 3 : 1;
+    Output out = outputFor(static_cast<int>(width), static_cast<int>(height), bpp);
+    ImageRect rect = out.rect();
+    int32_t got = scale == JPEG_SCALE_FULL ? jpegDecodeToRect(d.handle, &rect, height)
+                                           : jpegDecodeScaleOutputToRect(d.handle, &rect, height, scale);
+    if (got != static_cast<int32_t>(height)) return {};
+    return out.packed(static_cast<int>(width), static_cast<int>(height));
 }
 
 }  // namespace decoder_testing

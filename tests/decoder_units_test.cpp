@@ -24,90 +24,44 @@ namespace {
 
 // ---- Inverse DCT ----
 
-// The exact 2-D inverse DCT of a block of coefficients.
-void referenceIdct(const int16_t* coefficients, double* samples) {
-    const double pi = std::acos(-1.0);
-    for (int y = 0; y < 8; ++y)
-        for (int x = 0; x < 8; ++x) {
-            double sum = 0;
-            for (int v = 0; v < 8; ++v)
-                for (int u = 0; u < 8; ++u) {
-                    double cu = u ? 1 : std::sqrt(0.5), cv = v ? 1 : std::sqrt(0.5);
-                    sum += cu * cv * coefficients[v * 8 + u] * std::cos((2 * x + 1) * u * pi / 16) *
-                           std::cos((2 * y + 1) * v * pi / 16);
-                }
-            samples[y * 8 + x] = sum / 4;
-        }
-}
-
-TEST(InverseDct, DcOnlyBlocksAtEverySize) {
-    for (int dc : {80, -80, 8, 1100, -1100, 0}) {
-        int16_t full[64] = {}, half[64] = {}, quarter[64] = {};
-        full[0] = half[0] = quarter[0] = static_cast<int16_t>(dc);
-        inverseDct8x8(full);
-        inverseDct4x4(half);
-        inverseDct2x2(quarter);
-        for (int i = 0; i < 64; ++i) ASSERT_EQ(full[i], full[0]) << dc;
-        EXPECT_NEAR(full[0], dc / 8.0, 0.51) << dc;
-        // The reduced transforms round the mean once: (DC + 4) >> 3.
-        for (int r = 0; r < 4; ++r)
-            for (int c = 0; c < 4; ++c) EXPECT_EQ(half[r * 8 + c], (dc + 4) >> 3) << dc;
-        for (int i : {0, 1, 8, 9}) EXPECT_EQ(quarter[i], (dc + 4) >> 3) << dc;
-        EXPECT_EQ(clampSample(full[0]), std::max(-128, std::min(127, int(full[0]))));
-    }
-    int16_t block[64] = {80};
-    inverseDct8x8(block);
-    EXPECT_EQ(block[63], 10);
-}
-
-TEST(InverseDct, FullSizeFollowsTheExactTransform) {
-    std::mt19937 random(7);
-    std::uniform_int_distribution<int> coefficient(-300, 300);
-    int worst = 0;
-    for (int trial = 0; trial < 500; ++trial) {
-        int16_t block[64];
-        // Energy falls off with frequency, as in pictures; some blocks are sparse.
-        for (int i = 0; i < 64; ++i) {
-            int u = i % 8, v = i / 8;
-            block[i] = static_cast<int16_t>(trial % 3 == 0 && i > 9 ? 0 : coefficient(random) * 8 / (1 + u + v));
-        }
-        double reference[64];
-        referenceIdct(block, reference);
-        inverseDct8x8(block);
-        for (int i = 0; i < 64; ++i) worst = std::max(worst, static_cast<int>(std::lround(std::fabs(block[i] - reference[i]))));
-    }
-    EXPECT_LE(worst, 1);
-}
-
-// The 4-point transform of the low 4x4 coefficients, scaled like the 8x8 one.
-double reference4(const int16_t* coefficients, int x, int y) {
+// The exact 2-D inverse transform of size n (8, or 4 over the low corner),
+// scaled like the 8x8 one.
+double referenceIdct(const int16_t* coefficients, int n, int x, int y) {
     const double pi = std::acos(-1.0);
     double sum = 0;
-    for (int v = 0; v < 4; ++v)
-        for (int u = 0; u < 4; ++u) {
+    for (int v = 0; v < n; ++v)
+        for (int u = 0; u < n; ++u) {
             double cu = u ? 1 : std::sqrt(0.5), cv = v ? 1 : std::sqrt(0.5);
-            sum += cu * cv * coefficients[v * 8 + u] * std::cos((2 * x + 1) * u * pi / 8) *
-                   std::cos((2 * y + 1) * v * pi / 8);
+            sum += cu * cv * coefficients[v * 8 + u] * std::cos((2 * x + 1) * u * pi / (2 * n)) *
+                   std::cos((2 * y + 1) * v * pi / (2 * n));
         }
     return sum / 4;
 }
 
-TEST(InverseDct, ReducedSizesFollowTheExactTransform) {
-    std::mt19937 random(11);
-    std::uniform_int_distribution<int> coefficient(-400, 400);
-    for (int trial = 0; trial < 300; ++trial) {
-        int16_t half[64] = {}, original[64] = {};
-        for (int v = 0; v < 4; ++v)
-            for (int u = 0; u < 4; ++u) original[v * 8 + u] = half[v * 8 + u] = static_cast<int16_t>(coefficient(random));
-        half[4] = half[32] = 999;  // outside the corner: not read
-        original[4] = original[32] = 999;
-        inverseDct4x4(half);
-        for (int r = 0; r < 4; ++r)
-            for (int c = 0; c < 4; ++c) ASSERT_NEAR(half[r * 8 + c], reference4(original, c, r), 1.0) << trial;
-        EXPECT_EQ(half[4], 999);
-        EXPECT_EQ(half[32], 999);
+TEST(InverseDct, FullAndHalfSizesFollowTheExactTransform) {
+    std::mt19937 random(7);
+    std::uniform_int_distribution<int> coefficient(-300, 300);
+    for (int n : {8, 4}) {
+        for (int trial = 0; trial < 300; ++trial) {
+            int16_t block[64] = {}, original[64];
+            // Energy falls off with frequency, as in pictures; some blocks are sparse.
+            for (int v = 0; v < n; ++v)
+                for (int u = 0; u < n; ++u)
+                    block[v * 8 + u] = static_cast<int16_t>(trial % 3 == 0 && u + v > 3 ? 0 : coefficient(random) * 8 / (1 + u + v));
+            if (n == 4) block[4] = block[32] = 999;  // outside the corner: not read, not written
+            std::copy(block, block + 64, original);
+            n == 8 ? inverseDct8x8(block) : inverseDct4x4(block);
+            for (int y = 0; y < n; ++y)
+                for (int x = 0; x < n; ++x)
+                    ASSERT_LE(std::fabs(block[y * 8 + x] - referenceIdct(original, n, x, y)), n == 8 ? 1.5 : 1.0)
+                        << "size " << n << " trial " << trial;
+            if (n == 4) {
+                EXPECT_EQ(block[4], 999);
+                EXPECT_EQ(block[32], 999);
+            }
+        }
     }
-    // Every 2x2 coefficient weighs 1/8.
+    // Every 2x2 coefficient weighs 1/8, and the mean is rounded once.
     int16_t quarter[64] = {};
     quarter[0] = 100, quarter[1] = 20, quarter[8] = -12, quarter[9] = 4;
     inverseDct2x2(quarter);
@@ -122,7 +76,6 @@ TEST(InverseDct, HostileCoefficientsStayDefined) {
     for (int i = 0; i < 64; ++i) block[i] = static_cast<int16_t>(i % 2 ? 32767 : -32768);
     inverseDct8x8(block);  // wraps like 32-bit hardware; the sanitizers would catch signed overflow
     for (int i = 0; i < 64; ++i) block[i] = clampSample(block[i]);
-    SUCCEED();
 }
 
 // ---- Colour tables ----
@@ -136,18 +89,10 @@ TEST(ColourTables, ProductsAreTruncatedTowardZero) {
     EXPECT_EQ(crOffsetTable[0].second, -179); // 1.402 * -128 = -179.5
     EXPECT_EQ(crOffsetTable[255].first, -90);
     EXPECT_EQ(crOffsetTable[255].second, 178);
-    for (int c = -128; c < 128; ++c) {
-        EXPECT_EQ(cbOffsetTable[c + 128].first, static_cast<int>(std::trunc(1.772 * c))) << c;
-        EXPECT_EQ(cbOffsetTable[c + 128].second, static_cast<int>(std::trunc(-0.34414 * c))) << c;
-        EXPECT_EQ(crOffsetTable[c + 128].first, static_cast<int>(std::trunc(-0.71414 * c))) << c;
-        EXPECT_EQ(crOffsetTable[c + 128].second, static_cast<int>(std::trunc(1.402 * c))) << c;
-    }
-    EXPECT_EQ(rangeLimit(-384), 0);
-    EXPECT_EQ(rangeLimit(-129), 0);
-    EXPECT_EQ(rangeLimit(-128), 0);
-    EXPECT_EQ(rangeLimit(0), 128);
-    EXPECT_EQ(rangeLimit(127), 255);
-    EXPECT_EQ(rangeLimit(383), 255);
+    EXPECT_EQ(crOffsetTable[128 - 3].second, -4);  // 1.402 * -3 = -4.2
+    EXPECT_EQ(cbOffsetTable[128 + 3].second, -1);  // -0.34414 * 3 = -1.03
+    const int limits[][2] = {{-384, 0}, {-129, 0}, {-128, 0}, {0, 128}, {127, 255}, {383, 255}};
+    for (const auto& l : limits) EXPECT_EQ(rangeLimit(l[0]), l[1]) << l[0];
 }
 
 // ---- Bit reader ----
@@ -199,7 +144,7 @@ HuffmanDefinition definitionOf(std::vector<uint8_t> bits, std::vector<uint8_t> s
     return d;
 }
 
-TEST(HuffmanLookup, StandardLuminanceDcTable) {
+TEST(HuffmanLookup, StandardLuminanceDcTableAndBadTables) {
     JpegContext* context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE);
     HuffmanDefinition d = definitionOf({0, 1, 5, 1, 1, 1, 1, 1, 1}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, 0x00);
     ASSERT_EQ(complibBuildHuffmanCodeTable(context, &d, 12), 0);
@@ -213,17 +158,12 @@ TEST(HuffmanLookup, StandardLuminanceDcTable) {
     EXPECT_EQ(table[128], 1);                                   // 010
     EXPECT_EQ(table[0b111111110], 11);
     EXPECT_EQ(table[511], kNoCode);
-    complibDestroyJpegContext(context);
-}
 
-TEST(HuffmanLookup, BadTablesAreRefused) {
     ReportCapture capture;
-    JpegContext* context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE);
-    HuffmanDefinition d = definitionOf({3}, {1, 2, 3}, 0x10);  // three codes of length 1
+    d = definitionOf({3}, {1, 2, 3}, 0x10);  // three codes of length 1
     ASSERT_EQ(complibBuildHuffmanCodeTable(context, &d, 3), 0);
     context->frame.sofMarker = 0xFFC1;
     context->dec.pendingTables[0] = 16;
-    context->dec.pendingTables[1] = -1;
     EXPECT_EQ(jpegDecodeInitializeDecVLCTable(context), -1);
     context->frame.sofMarker = 0xFFC5;
     EXPECT_EQ(jpegDecodeInitializeDecVLCTable(context), -1);
@@ -337,14 +277,6 @@ TEST(BlockDecoder, PartialDecodeKeepsTheCornerAndSkipsTheRest) {
 
 // ---- Reduced-size MCU decoders and geometry, through the prolog ----
 
-JpegHandle openMemory(const std::vector<uint8_t>& bytes, JpegDecodeParams& params, uint16_t options = JPEG_OPT_MEMORY) {
-    params = JpegDecodeParams{};
-    params.options = options;
-    params.data = bytes.data();
-    params.dataLength = static_cast<uint32_t>(bytes.size());
-    return jpegDecodeProlog(nullptr, &params);
-}
-
 TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
     MiniJpeg spec;
     spec.width = 24;
@@ -352,19 +284,17 @@ TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
     spec.sample = [](int, uint32_t mcu, int) { return mcu == 0 ? 137 : (mcu == 1 ? -100 : -137); };
     auto bytes = buildMiniJpeg(spec);
     for (McuDecoder decoder : {decodeMcuFull, decodeMcuHalf, decodeMcuQuarter, decodeMcuEighth}) {
-        JpegDecodeParams params;
-        JpegHandle h = openMemory(bytes, params);
-        ASSERT_NE(h, nullptr);
-        const int16_t* block = h->dec.mcuBlocks;
+        MemoryDecode d(bytes);
+        ASSERT_NE(d.handle, nullptr);
+        const int16_t* block = d.handle->dec.mcuBlocks;
         for (int expected : {127, -100, -128}) {
-            ASSERT_EQ(decoder(h), 1);
+            ASSERT_EQ(decoder(d.handle), 1);
             EXPECT_EQ(block[0], expected);
             int corner = decoder == decodeMcuHalf ? 27 : decoder == decodeMcuQuarter ? 9 : 0;
             EXPECT_EQ(block[corner], expected);
         }
-        EXPECT_EQ(h->dec.lastMarker, kMarkerEoi);  // the marker after the last MCU
-        EXPECT_EQ(decoder(h), 0);
-        jpegDecodeEpilog(h);
+        EXPECT_EQ(d.handle->dec.lastMarker, kMarkerEoi);  // the marker after the last MCU
+        EXPECT_EQ(decoder(d.handle), 0);
     }
 }
 
@@ -374,33 +304,26 @@ TEST(MarkerParser, FrameGeometry) {
     spec.height = 9;
     spec.components = {{1, 0x22}, {2, 0x11}, {3, 0x11}};
     auto bytes = buildMiniJpeg(spec);
-    JpegDecodeParams params;
-    JpegHandle h = openMemory(bytes, params);
-    ASSERT_NE(h, nullptr);
-    const DecoderState& dec = h->dec;
+    MemoryDecode d(bytes);
+    ASSERT_NE(d.handle, nullptr);
+    const DecoderState& dec = d.handle->dec;
     EXPECT_EQ(dec.blocksPerMcu, 6u);
     EXPECT_EQ(dec.mcusPerRow * 100 + dec.mcuRows * 10 + dec.totalMcus, 212u);
     const uint32_t index[16] = {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15};
     for (int i = 0; i < 16; ++i) EXPECT_EQ(dec.mcuXYBlocksIndex[i], index[i]);
     EXPECT_EQ(bytes[dec.scanDataOffset - 2], 63);  // the scan's data starts right after Se and Ah/Al
-    jpegDecodeEpilog(h);
 }
 
 TEST(MarkerParser, ThumbnailShiftsTheParseWithoutTheJfifOption) {
     // A 1x1 thumbnail and three stray bytes: without the option the parser
     // skips three bytes more than the segment holds, which here lands right.
-    std::vector<uint8_t> app0 = {0xFF, 0xE0, 0x00, 0x13, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 1, 0, 1, 1, 1, 9, 9, 9,
-                                 0x77, 0x77, 0x77};
     MiniJpeg spec;
-    spec.extraSegments = app0;
+    spec.extraSegments = {0xFF, 0xE0, 0x00, 0x13, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 1, 0, 1, 1, 1, 9, 9, 9, 0x77, 0x77, 0x77};
     auto bytes = buildMiniJpeg(spec);
-    JpegDecodeParams params;
-    JpegHandle h = openMemory(bytes, params);
-    EXPECT_NE(h, nullptr);
-    jpegDecodeEpilog(h);
+    EXPECT_NE(MemoryDecode(bytes).handle, nullptr);
     std::vector<uint8_t> info(7 + 3);
     ReportCapture capture;
-    params = JpegDecodeParams{};
+    JpegDecodeParams params{};
     params.options = JPEG_OPT_MEMORY | JPEG_OPT_JFIF;
     params.jfifInfo = reinterpret_cast<JfifInfo*>(info.data());
     params.data = bytes.data();
@@ -417,21 +340,18 @@ TEST(MarkerParser, SegmentWarningsLetTheParseGoOn) {
     spec.restartInterval = 1;
     spec.extraSegments = {0xFF, 0xDD, 0x00, 0x05, 0x00, 0x00};  // DRI of the wrong length, rewritten later
     auto bytes = buildMiniJpeg(spec);
-    for (size_t i = 0; i + 1 < bytes.size(); ++i)
-        if (bytes[i] == 0xFF && bytes[i + 1] == 0xC0) bytes[i + 6] = 16;  // the frame knows its height after all
+    bytes[segmentAt(bytes, 0xC0) + 6] = 16;  // the frame knows its height after all
     ReportCapture capture;
-    JpegDecodeParams params;
-    JpegHandle h = openMemory(bytes, params);
-    ASSERT_NE(h, nullptr);
+    MemoryDecode d(bytes);
+    ASSERT_NE(d.handle, nullptr);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{"invalid DRI segment syntax"});
-    std::vector<uint8_t> pixels(8 * 16);
-    ImageRect rect{8, 16, 8, 8, 0, 0, pixels.data(), 128};
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 16), 16);
+    Output out = outputFor(8, 16, 1);
+    ImageRect rect = out.rect();
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 16), 16);
     EXPECT_TRUE(capture.saw("no effect DNL segment"));
-    jpegDecodeEpilog(h);
 }
 
-// ---- Damaged input: many random mutations, none may crash or hang ----
+// ---- Damaged input ----
 
 TEST(DamagedInput, RandomMutationsEndWithAResult) {
     MiniJpeg spec;
@@ -445,8 +365,7 @@ TEST(DamagedInput, RandomMutationsEndWithAResult) {
     ReportCapture capture;
     for (int trial = 0; trial < 3000; ++trial) {
         auto bytes = original;
-        int edits = 1 + trial % 4;
-        for (int e = 0; e < edits && !bytes.empty(); ++e) {
+        for (int e = 0; e <= trial % 4 && !bytes.empty(); ++e) {
             size_t at = random() % bytes.size();
             switch (random() % 4) {
                 case 0: bytes[at] = static_cast<uint8_t>(random()); break;
@@ -455,35 +374,16 @@ TEST(DamagedInput, RandomMutationsEndWithAResult) {
                 default: bytes.resize(at + 1); break;
             }
         }
-        JpegDecodeParams params;
-        JpegHandle h = openMemory(bytes, params, JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM);
-        if (!h) continue;
+        MemoryDecode d(bytes, JPEG_OPT_PARTIAL_BITSTREAM);
+        if (!d.handle) continue;
         uint32_t w = 0, height = 0;
-        jpegDecodeGetImageSize(h, &w, &height, 3);
+        jpegDecodeGetImageSize(d.handle, &w, &height, 3);
         w = std::min<uint32_t>(w, 256);
         std::vector<uint8_t> pixels(size_t{w} * 3 * 48 + 16);
         ImageRect rect{static_cast<int32_t>(w), 32, static_cast<int32_t>(w * 3), 24, 0, 0, pixels.data(), 0};
-        (void)jpegDecodeToRect(h, &rect, 32);
-        jpegDecodeEpilog(h);
+        (void)jpegDecodeToRect(d.handle, &rect, 32);
         capture.clear();
     }
-}
-
-TEST(DamagedInput, HugeDimensionsAreBoundedByTheData) {
-    MiniJpeg spec;
-    auto bytes = buildMiniJpeg(spec);
-    for (size_t i = 0; i + 1 < bytes.size(); ++i)
-        if (bytes[i] == 0xFF && bytes[i + 1] == 0xC0) bytes[i + 5] = bytes[i + 6] = bytes[i + 7] = bytes[i + 8] = 0xFF;
-    ReportCapture capture;
-    JpegDecodeParams params;
-    JpegHandle h = openMemory(bytes, params);
-    ASSERT_NE(h, nullptr);
-    EXPECT_EQ(params.width, 65535);
-    std::vector<uint8_t> pixels(65535u * 8);
-    ImageRect rect{65535, 8, 65535, 8, 0, 0, pixels.data(), 0};
-    EXPECT_EQ(jpegDecodeToRect(h, &rect, 8), 0);  // the data ends after one MCU
-    EXPECT_TRUE(capture.saw("UnitNo"));
-    jpegDecodeEpilog(h);
 }
 
 }  // namespace

@@ -7,13 +7,9 @@
 #include <cstring>
 #include <vector>
 
-#include "lossless_test_encoder.h"
-#include "progressive_test_support.h"
+#include "decoder_test_support.h"
 
-using namespace decode_testing;
-using lossless_test::encodeLossless;
-using lossless_test::LosslessImage;
-using lossless_test::LosslessOptions;
+using namespace decoder_testing;
 
 namespace {
 
@@ -37,14 +33,12 @@ LosslessImage rangeImage(int width, int height, int components, int precision, u
     return img;
 }
 
-int sampleBytes(int precision) { return precision <= 8 ? 1 : 2; }
-
 // Decoded samples in one call per `rowsPerCall` rows, as 16-bit values.
 std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const LosslessImage& shape, int rowsPerCall,
                                     int32_t* lastResult = nullptr, uint16_t options = 0) {
     MemoryDecode d(jpeg, options);
     if (!d.handle) return {};
-    const int bytes = sampleBytes(shape.precision);
+    const int bytes = shape.precision <= 8 ? 1 : 2;
     Output out = outputFor(shape.width * shape.components, shape.height, bytes);
     for (int row = 0; row < shape.height;) {
         ImageRect rect = out.rect(row);
@@ -63,6 +57,13 @@ std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const Loss
     return samples;
 }
 
+std::vector<uint16_t> roundTrip(const LosslessImage& img, int predictor, int pointTransform = 0) {
+    LosslessOptions opt;
+    opt.predictor = predictor;
+    opt.pointTransform = pointTransform;
+    return decodeSamples(encodeLossless(img, opt), img, img.height);
+}
+
 std::vector<uint16_t> shifted(const std::vector<uint16_t>& samples, int pointTransform) {
     std::vector<uint16_t> out;
     for (uint16_t s : samples) out.push_back(static_cast<uint16_t>(s >> pointTransform));
@@ -71,70 +72,33 @@ std::vector<uint16_t> shifted(const std::vector<uint16_t>& samples, int pointTra
 
 }  // namespace
 
-TEST(LosslessDecode, EveryPrecisionAndPredictorRoundTrips) {
-    for (int precision = 2; precision <= 16; ++precision) {
+TEST(LosslessDecode, RoundTripsAreExact) {
+    for (int precision = 2; precision <= 16; ++precision)
         for (int predictor = 1; predictor <= 7; ++predictor) {
-            SCOPED_TRACE("P=" + std::to_string(precision) + " predictor " + std::to_string(predictor));
             LosslessImage img = rangeImage(23, 9, 1, precision, precision * 10 + predictor);
-            LosslessOptions opt;
-            opt.predictor = predictor;
-            EXPECT_EQ(decodeSamples(encodeLossless(img, opt), img, 9), img.samples);
+            EXPECT_EQ(roundTrip(img, predictor), img.samples) << "P=" << precision << " predictor " << predictor;
         }
+    // Several components, point transforms, and a single column predicted from above.
+    const struct {
+        int width, height, components, precision, predictor, pointTransform;
+    } cases[] = {{17, 13, 2, 8, 3, 0},  {17, 13, 3, 12, 2, 0}, {17, 13, 4, 16, 6, 0}, {19, 7, 3, 8, 4, 1},
+                 {19, 7, 3, 12, 4, 3},  {19, 7, 3, 16, 4, 3},  {1, 20, 2, 10, 5, 0},  {1, 20, 2, 10, 7, 0}};
+    for (const auto& c : cases) {
+        LosslessImage img = rangeImage(c.width, c.height, c.components, c.precision);
+        EXPECT_EQ(roundTrip(img, c.predictor, c.pointTransform), shifted(img.samples, c.pointTransform))
+            << c.width << "x" << c.height << "x" << c.components << " P=" << c.precision << " Pt=" << c.pointTransform;
     }
 }
 
-TEST(LosslessDecode, SeveralComponentsRoundTrip) {
-    for (int components : {2, 3, 4}) {
-        for (int precision : {8, 12, 16}) {
-            SCOPED_TRACE(std::to_string(components) + " components, P=" + std::to_string(precision));
-            LosslessImage img = rangeImage(17, 13, components, precision);
-            LosslessOptions opt;
-            opt.predictor = 1 + (components + precision) % 7;
-            EXPECT_EQ(decodeSamples(encodeLossless(img, opt), img, 13), img.samples);
-        }
-    }
-}
-
-TEST(LosslessDecode, PointTransformKeepsTheReducedRange) {
-    for (int precision : {8, 12, 16}) {
-        for (int pt : {1, 3}) {
-            SCOPED_TRACE("P=" + std::to_string(precision) + " Pt=" + std::to_string(pt));
-            LosslessImage img = rangeImage(19, 7, 3, precision);
-            LosslessOptions opt;
-            opt.predictor = 4;
-            opt.pointTransform = pt;
-            EXPECT_EQ(decodeSamples(encodeLossless(img, opt), img, 7), shifted(img.samples, pt));
-        }
-    }
-}
-
-TEST(LosslessDecode, ZeroDifferencesGiveTheInitialPrediction) {
+TEST(LosslessDecode, InitialPredictionAndTheDifferenceOf32768) {
     // 128 everywhere: every difference is 0 and every sample 2^(P - Pt - 1).
     LosslessImage flat{12, 5, 1, 8, std::vector<uint16_t>(60, 128)};
-    EXPECT_EQ(decodeSamples(encodeLossless(flat), flat, 5), std::vector<uint16_t>(60, 128));
-    LosslessOptions halved;
-    halved.pointTransform = 1;
-    EXPECT_EQ(decodeSamples(encodeLossless(flat, halved), flat, 5), std::vector<uint16_t>(60, 64));
-}
-
-TEST(LosslessDecode, DifferenceOf32768RoundTrips) {
+    EXPECT_EQ(roundTrip(flat, 1), std::vector<uint16_t>(60, 128));
+    EXPECT_EQ(roundTrip(flat, 1, 1), std::vector<uint16_t>(60, 64));
     // Only 16-bit samples can differ by 32768, the one difference of category 16.
     LosslessImage img{6, 4, 1, 16, {}};
     for (int i = 0; i < 24; ++i) img.samples.push_back(static_cast<uint16_t>((i * 5 % 3) ? 32768 + i : i));
-    for (int predictor : {1, 2, 7}) {
-        LosslessOptions opt;
-        opt.predictor = predictor;
-        EXPECT_EQ(decodeSamples(encodeLossless(img, opt), img, 4), img.samples);
-    }
-}
-
-TEST(LosslessDecode, SingleColumnPredictsFromAbove) {
-    for (int predictor : {1, 5, 7}) {
-        LosslessImage img = rangeImage(1, 20, 2, 10);
-        LosslessOptions opt;
-        opt.predictor = predictor;
-        EXPECT_EQ(decodeSamples(encodeLossless(img, opt), img, 20), img.samples);
-    }
+    for (int predictor : {1, 2, 7}) EXPECT_EQ(roundTrip(img, predictor), img.samples) << predictor;
 }
 
 TEST(LosslessDecode, CallsInPiecesContinueFromTheKeptRow) {
@@ -153,53 +117,41 @@ TEST(LosslessDecode, CallsInPiecesContinueFromTheKeptRow) {
         row += delivered.back();
     }
     EXPECT_EQ(delivered, (std::vector<int32_t>{10, 10, 5}));
-    EXPECT_EQ(decodeSamples(jpeg, img, 25), decodeSamples(jpeg, img, 1));
     EXPECT_EQ(decodeSamples(jpeg, img, 1), img.samples);
     // The picture is complete: nothing more to deliver.
     ImageRect rect = out.rect(24);
     EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 1), 0);
 }
 
-TEST(LosslessDecode, UnsupportedPredictorOrPrecisionDeliversNothing) {
+TEST(LosslessDecode, UnsupportedFramesDeliverNothingAndSamplingIsIgnored) {
     LosslessImage img = rangeImage(8, 4, 1, 8);
-    LosslessOptions zero;
-    zero.predictor = 0;
-    int32_t result = -1;
-    EXPECT_TRUE(decodeSamples(encodeLossless(img, zero), img, 4, &result).empty());
-    EXPECT_EQ(result, 0);
-    LosslessOptions eight;
-    eight.predictor = 8;
-    EXPECT_TRUE(decodeSamples(encodeLossless(img, eight), img, 4, &result).empty());
-    EXPECT_EQ(result, 0);
+    std::vector<std::vector<uint8_t>> streams;
+    for (int predictor : {0, 8}) {
+        LosslessOptions opt;
+        opt.predictor = predictor;
+        streams.push_back(encodeLossless(img, opt));
+    }
     for (uint8_t precision : {1, 17}) {
-        auto jpeg = encodeLossless(img);
-        for (const Segment& s : segmentsOf(jpeg))
-            if (s.marker == 0xC3) jpeg[s.offset + 4] = precision;
+        streams.push_back(encodeLossless(img));
+        streams.back()[segmentAt(streams.back(), 0xC3) + 4] = precision;
+    }
+    for (const auto& jpeg : streams) {
+        int32_t result = -1;
         EXPECT_TRUE(decodeSamples(jpeg, img, 4, &result).empty());
         EXPECT_EQ(result, 0);
     }
-}
-
-TEST(LosslessDecode, SubsampledFramesFailCleanly) {
-    // The row decoder takes one sample per component per pixel; a frame whose
-    // MCUs carry subsampled components does not hold that many differences.
-    LosslessImage img = rangeImage(40, 16, 3, 8);
-    LosslessOptions opt;
-    opt.sampling = {0x22, 0x11, 0x11};
-    testing_support::ReportCapture reports;
-    int32_t result = -1;
-    auto samples = decodeSamples(encodeLossless(img, opt), img, 16, &result);
-    EXPECT_NE(samples, img.samples);
-    EXPECT_EQ(result, 0);
-}
-
-TEST(LosslessDecode, RectangleTooNarrowForARowIsRefused) {
-    LosslessImage img = rangeImage(16, 4, 3, 12);
-    auto jpeg = encodeLossless(img);
-    MemoryDecode d(jpeg);
+    // The row decoder takes one difference per component per pixel whatever
+    // the frame's sampling factors say.
+    LosslessImage big = rangeImage(40, 16, 3, 8);
+    auto sampled = encodeLossless(big);
+    sampled[segmentAt(sampled, 0xC3) + 11] = 0x22;
+    EXPECT_EQ(decodeSamples(sampled, big, 16), big.samples);
+    // 16-bit samples into a rectangle with room for 8-bit ones.
+    LosslessImage wide = rangeImage(16, 4, 3, 12);
+    MemoryDecode d(encodeLossless(wide));
     Output out = outputFor(16 * 3, 4, 2);
     ImageRect rect = out.rect();
-    rect.stride = 16 * 3;  // bytes for 8-bit samples, but these are 16-bit
+    rect.stride = 16 * 3;
     EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 4), 0);
     EXPECT_EQ(out.pixels[0], kGuard);
 }
@@ -209,9 +161,7 @@ TEST(LosslessDecode, DamagedStreamsFailWithoutHarm) {
     LosslessOptions opt;
     opt.predictor = 7;
     const auto jpeg = encodeLossless(img, opt);
-    size_t dataStart = 0;
-    for (const Segment& s : segmentsOf(jpeg))
-        if (s.marker == 0xDA) dataStart = s.offset + 2 + ((jpeg[s.offset + 2] << 8) | jpeg[s.offset + 3]);
+    const size_t sos = segmentAt(jpeg, 0xDA), dataStart = sos + 2 + ((jpeg[sos + 2] << 8) | jpeg[sos + 3]);
     testing_support::ReportCapture quiet;
     for (uint32_t trial = 0; trial < 200; ++trial) {
         auto damaged = jpeg;

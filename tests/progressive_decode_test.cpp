@@ -2,15 +2,15 @@
 // jpegtran makes from a baseline stream carries the same quantised
 // coefficients, so it must decode to the very same pixels, for every
 // sampling and every scan script; passes of one scan each must end at that
-// same picture; damaged streams must fail cleanly.
+// same picture.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "progressive_test_support.h"
+#include "decoder_test_support.h"
 
-using namespace decode_testing;
+using namespace decoder_testing;
 
 namespace {
 
@@ -31,8 +31,9 @@ const SamplingCase kSamplings[] = {
 // Scan scripts for three components (grey pictures use the first-component lines only).
 // DC first scans are interleaved: the decoder keeps one DC predictor across
 // non-interleaved DC scans, so scripts that split the DC band per component
-// are not among the properties.
+// are not among the properties. An empty script is jpegtran's default.
 const char* const kColourScripts[] = {
+    "",
     // spectral selection only, bands split unevenly
     "0,1,2: 0-0, 0, 0; 0: 1-5, 0, 0; 0: 6-63, 0, 0; 1: 1-63, 0, 0; 2: 1-2, 0, 0; 2: 3-63, 0, 0;",
     // successive approximation in DC and AC, refinement of a band first coded in two parts
@@ -43,30 +44,27 @@ const char* const kColourScripts[] = {
      "0,1,2: 0-0, 1, 0; 0: 2-62, 1, 0;"),
 };
 const char* const kGreyScripts[] = {
+    "",
     "0: 0-0, 0, 0; 0: 1-5, 0, 0; 0: 6-63, 0, 0;",
     ("0: 0-0, 0, 2; 0: 1-9, 0, 3; 0: 10-63, 0, 2; 0: 0-0, 2, 1; 0: 1-9, 3, 2; 0: 1-63, 2, 1;\n"
      "0: 0-0, 1, 0; 0: 1-63, 1, 0;"),
     "0: 0-0, 0, 1; 0: 1-1, 0, 0; 0: 2-62, 0, 1; 0: 63-63, 0, 0; 0: 0-0, 1, 0; 0: 2-62, 1, 0;",
 };
 
-class ProgressiveDecode : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!peerToolsAvailable()) GTEST_SKIP() << "cjpeg/jpegtran not available";
-    }
-    static std::string tag() { return ::testing::UnitTest::GetInstance()->current_test_info()->name(); }
-};
+std::vector<uint8_t> progressiveOf(const std::vector<uint8_t>& baseline, const char* script = "") {
+    return jpegtranStream(baseline, *script ? "" : "-progressive", script);
+}
 
 // Decodes one pass of the whole picture per call until the stream reports
 // completion; returns every pass's pixels.
-std::vector<std::vector<uint8_t>> decodePassByPass(const std::vector<uint8_t>& jpeg, int maxPasses = 64) {
+std::vector<std::vector<uint8_t>> decodePassByPass(const std::vector<uint8_t>& jpeg) {
     MemoryDecode d(jpeg);
     std::vector<std::vector<uint8_t>> passes;
     if (!d.handle) return passes;
     EXPECT_EQ(jpegDecodeSetProgressiveMode(d.handle, 1), 1);
     const int width = d.params.width, height = d.params.height, bpp = d.params.componentCount >= 3 ? 3 : 1;
     Output out = outputFor(width, height, bpp);
-    while (!jpegDecodeQueryProgressiveComplete(d.handle) && static_cast<int>(passes.size()) < maxPasses) {
+    while (!jpegDecodeQueryProgressiveComplete(d.handle) && passes.size() < 64) {
         ImageRect rect = out.rect();
         if (jpegDecodeToRect(d.handle, &rect, static_cast<uint32_t>(height)) != height) break;
         passes.push_back(out.packed(width, height));
@@ -80,138 +78,93 @@ size_t scanCount(const std::vector<uint8_t>& jpeg) {
     return n;
 }
 
+using ProgressiveDecode = PeerToolTest;
+
 }  // namespace
 
-TEST_F(ProgressiveDecode, DefaultScriptGivesTheBaselinePixelsForEverySampling) {
-    for (const SamplingCase& s : kSamplings) {
-        for (int quality : {30, 90}) {
-            SCOPED_TRACE(std::string(s.name) + " q" + std::to_string(quality));
-            Picture picture = busyPicture(61, 45, s.channels);
-            auto baseline = cjpegStream(picture, tag(), std::string(s.cjpegSwitches) + " -quality " + std::to_string(quality));
-            auto progressive = jpegtranStream(baseline, tag(), "-progressive");
-            ASSERT_FALSE(progressive.empty());
-            ASSERT_GT(scanCount(progressive), 1u);
-            auto expected = decodeWhole(baseline);
-            ASSERT_FALSE(expected.empty());
-            EXPECT_EQ(decodeWhole(progressive), expected);
-        }
-    }
-}
-
-TEST_F(ProgressiveDecode, CustomScanScriptsGiveTheBaselinePixels) {
+TEST_F(ProgressiveDecode, EveryScanScriptGivesTheBaselinePixelsForEverySampling) {
     for (const SamplingCase& s : kSamplings) {
         const auto& scripts = s.channels == 1 ? kGreyScripts : kColourScripts;
         for (const char* script : scripts) {
-            SCOPED_TRACE(std::string(s.name) + " script: " + script);
-            Picture picture = busyPicture(83, 37, s.channels, 3);
-            auto baseline = cjpegStream(picture, tag(), std::string(s.cjpegSwitches) + " -quality 75");
-            auto progressive = jpegtranStream(baseline, tag(), "", script);
-            ASSERT_FALSE(progressive.empty());
-            auto expected = decodeWhole(baseline);
-            ASSERT_FALSE(expected.empty());
-            EXPECT_EQ(decodeWhole(progressive), expected);
+            for (int quality : {30, 90}) {
+                SCOPED_TRACE(std::string(s.name) + " q" + std::to_string(quality) + " script: " + script);
+                Picture picture = busyPicture(61 + quality / 15, 37 + quality / 10, s.channels, quality);
+                auto baseline = cjpegStream(picture, std::string(s.cjpegSwitches) + " -quality " + std::to_string(quality));
+                auto progressive = progressiveOf(baseline, script);
+                ASSERT_GT(scanCount(progressive), 1u);
+                auto expected = decodeWhole(baseline);
+                ASSERT_FALSE(expected.empty());
+                EXPECT_EQ(decodeWhole(progressive), expected);
+            }
         }
     }
-}
-
-TEST_F(ProgressiveDecode, LongEndOfBandRunsAcrossManyBlocks) {
     // A mostly flat picture at low quality: whole rows of blocks have empty AC
     // bands, coded as end-of-band runs that span them.
-    Picture picture = cellPicture(256, 200, 3, 64);
-    auto baseline = cjpegStream(picture, tag(), "-sample 2x2 -quality 20");
-    auto progressive = jpegtranStream(baseline, tag(), "-progressive");
-    ASSERT_FALSE(progressive.empty());
-    EXPECT_EQ(decodeWhole(progressive), decodeWhole(baseline));
+    auto flat = cjpegStream(cellPicture(256, 200, 3, 64), "-sample 2x2 -quality 20");
+    EXPECT_EQ(decodeWhole(progressiveOf(flat)), decodeWhole(flat));
 }
 
 TEST_F(ProgressiveDecode, OneScanPerPassEndsAtTheBaselinePicture) {
     for (const SamplingCase& s : kSamplings) {
         SCOPED_TRACE(s.name);
-        Picture picture = busyPicture(50, 34, s.channels);
-        auto baseline = cjpegStream(picture, tag(), std::string(s.cjpegSwitches) + " -quality 80");
-        auto progressive = jpegtranStream(baseline, tag(), "-progressive");
+        auto baseline = cjpegStream(busyPicture(50, 34, s.channels), std::string(s.cjpegSwitches) + " -quality 80");
+        auto progressive = progressiveOf(baseline);
         auto passes = decodePassByPass(progressive);
         ASSERT_EQ(passes.size(), scanCount(progressive));
         EXPECT_EQ(passes.back(), decodeWhole(baseline));
         EXPECT_NE(passes.front(), passes.back());
     }
-}
-
-TEST_F(ProgressiveDecode, FirstPassOfADcScanShowsBlockMeans) {
-    Picture picture = busyPicture(40, 24, 1);
-    auto baseline = cjpegStream(picture, tag(), "-grayscale -quality 90");
-    auto progressive = jpegtranStream(baseline, tag(), "", "0: 0-0, 0, 0; 0: 1-63, 0, 0;");
-    auto passes = decodePassByPass(progressive);
+    // The first pass of a DC scan shows block means.
+    auto grey = cjpegStream(busyPicture(40, 24, 1), "-grayscale -quality 90");
+    auto passes = decodePassByPass(progressiveOf(grey, "0: 0-0, 0, 0; 0: 1-63, 0, 0;"));
     ASSERT_EQ(passes.size(), 2u);
-    const std::vector<uint8_t>& first = passes[0];
     for (int y = 0; y < 24; ++y)
-        for (int x = 0; x < 40; ++x)
-            ASSERT_EQ(first[y * 40 + x], first[(y / 8 * 8) * 40 + x / 8 * 8]) << x << "," << y;
+        for (int x = 0; x < 40; ++x) ASSERT_EQ(passes[0][y * 40 + x], passes[0][(y / 8 * 8) * 40 + x / 8 * 8]) << x << "," << y;
 }
 
-TEST_F(ProgressiveDecode, CompletionIsReportedOnceEveryScanIsDecoded) {
-    Picture picture = busyPicture(30, 30, 3);
-    auto progressive = jpegtranStream(cjpegStream(picture, tag(), "-quality 70"), tag(), "-progressive");
+TEST_F(ProgressiveDecode, CompletionAndRowCountsOverSeveralCalls) {
+    auto progressive = progressiveOf(cjpegStream(busyPicture(45, 53, 3), "-sample 2x2 -quality 85"));
+    auto whole = decodeWhole(progressive);
+    ASSERT_FALSE(whole.empty());
+    {
+        MemoryDecode d(progressive);
+        ASSERT_NE(d.handle, nullptr);
+        EXPECT_TRUE(d.params.options & JPEG_OPT_PROGRESSIVE);
+        EXPECT_EQ(jpegDecodeQueryProgressiveComplete(d.handle), 0);
+        // Each call counts its own rows; the last asks for what is left.
+        Output out = outputFor(45, 53, 3);
+        for (int row = 0; row < 53; row += 16) {
+            ImageRect rect = out.rect(row);
+            const int want = std::min(16, 53 - row);
+            ASSERT_EQ(jpegDecodeToRect(d.handle, &rect, static_cast<uint32_t>(want)), want);
+        }
+        EXPECT_EQ(out.packed(45, 53), whole);
+        EXPECT_EQ(jpegDecodeQueryProgressiveComplete(d.handle), 1);
+        // A later pass re-renders the finished picture without decoding anything.
+        Output again = outputFor(45, 53, 3);
+        ImageRect rect = again.rect();
+        EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 53), 53);
+        EXPECT_EQ(again.packed(45, 53), whole);
+    }
     MemoryDecode d(progressive);
-    ASSERT_NE(d.handle, nullptr);
-    EXPECT_TRUE(d.params.options & JPEG_OPT_PROGRESSIVE);
-    EXPECT_EQ(jpegDecodeQueryProgressiveComplete(d.handle), 0);
-    Output out = outputFor(30, 30, 3);
+    Output out = outputFor(45, 53, 3);
     ImageRect rect = out.rect();
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 30), 30);
-    EXPECT_EQ(jpegDecodeQueryProgressiveComplete(d.handle), 1);
-    // A later pass re-renders the finished picture without decoding anything.
-    auto finished = out.packed(30, 30);
-    Output again = outputFor(30, 30, 3);
-    rect = again.rect();
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 30), 30);
-    EXPECT_EQ(again.packed(30, 30), finished);
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 65536 + 5), 5);  // only the low 16 bits count
+    EXPECT_EQ(out.packed(45, 5), std::vector<uint8_t>(whole.begin(), whole.begin() + 45 * 3 * 5));
+    EXPECT_EQ(out.pixels[45 * 3 * 5], kGuard);  // row 5 untouched
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 0), 0);
 
     EXPECT_EQ(jpegDecodeQueryProgressiveComplete(nullptr), 1);
     EXPECT_EQ(jpegDecodeSetProgressiveMode(nullptr, 1), -1);
-}
-
-TEST_F(ProgressiveDecode, StripsOfOneMcuRowAddUpToTheWholePicture) {
-    Picture picture = busyPicture(45, 53, 3);
-    auto progressive = jpegtranStream(cjpegStream(picture, tag(), "-sample 2x2 -quality 85"), tag(), "-progressive");
-    auto whole = decodeWhole(progressive);
-    ASSERT_FALSE(whole.empty());
-    MemoryDecode d(progressive);
-    Output out = outputFor(45, 53, 3);
-    int row = 0;
-    while (row < 53) {
-        // Each call counts its own rows; the last asks for what is left.
-        const int want = std::min(16, 53 - row);
-        ImageRect rect = out.rect(row);
-        ASSERT_EQ(jpegDecodeToRect(d.handle, &rect, static_cast<uint32_t>(want)), want);
-        row += want;
-    }
-    EXPECT_EQ(out.packed(45, 53), whole);
-}
-
-TEST_F(ProgressiveDecode, RequestBelowOneMcuRowDeliversThatManyRows) {
-    Picture picture = busyPicture(32, 32, 3);
-    auto progressive = jpegtranStream(cjpegStream(picture, tag(), "-sample 2x2"), tag(), "-progressive");
-    auto whole = decodeWhole(progressive);
-    MemoryDecode d(progressive);
-    Output out = outputFor(32, 32, 3, 0, 0);
-    ImageRect rect = out.rect();
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 65536 + 5), 5);  // only the low 16 bits count
-    auto five = out.packed(32, 5);
-    EXPECT_EQ(five, std::vector<uint8_t>(whole.begin(), whole.begin() + 32 * 3 * 5));
-    EXPECT_EQ(out.pixels[32 * 3 * 5], kGuard);  // row 5 untouched
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 0), 0);
 }
 
 TEST_F(ProgressiveDecode, NonInterleavedDcScansShareTheFirstRecordsPredictor) {
     // Every single-component scan decodes through the first component record,
     // and DC predictors are not reset between scans: the Cb scan starts from
     // the predictor the Y scan left. Y comes out right, Cb does not.
-    Picture picture = busyPicture(32, 16, 3);
-    auto baseline = cjpegStream(picture, tag(), "-sample 1x1 -quality 90");
-    auto progressive = jpegtranStream(baseline, tag(), "",
-                                      "0: 0-0, 0, 0; 1: 0-0, 0, 0; 2: 0-0, 0, 0; 0: 1-63, 0, 0; 1: 1-63, 0, 0; 2: 1-63, 0, 0;");
-    ASSERT_FALSE(progressive.empty());
+    auto baseline = cjpegStream(busyPicture(32, 16, 3), "-sample 1x1 -quality 90");
+    auto progressive =
+        progressiveOf(baseline, "0: 0-0, 0, 0; 1: 0-0, 0, 0; 2: 0-0, 0, 0; 0: 1-63, 0, 0; 1: 1-63, 0, 0; 2: 1-63, 0, 0;");
     auto expected = decodeWhole(baseline, JPEG_SCALE_FULL, JPEG_OPT_RAW_COMPONENTS);
     auto got = decodeWhole(progressive, JPEG_SCALE_FULL, JPEG_OPT_RAW_COMPONENTS);
     ASSERT_EQ(got.size(), expected.size());

@@ -8,20 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "lossless_test_encoder.h"
-#include "progressive_test_support.h"
+#include "decoder_test_support.h"
 
-using namespace decode_testing;
+using namespace decoder_testing;
 
 namespace {
 
-class ScaledOutput : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!peerToolsAvailable()) GTEST_SKIP() << "cjpeg/jpegtran not available";
-    }
-    static std::string tag() { return ::testing::UnitTest::GetInstance()->current_test_info()->name(); }
-};
+using ScaledOutput = PeerToolTest;
 
 struct Size {
     uint32_t width = 0, height = 0;
@@ -41,49 +34,30 @@ const uint8_t* pixelAt(const std::vector<uint8_t>& packed, int width, int bpp, i
 }  // namespace
 
 TEST_F(ScaledOutput, EveryScaleDeliversItsSizeAndWritesNothingBeyond) {
-    const struct {
-        const char* switches;
-        int channels;
-    } kinds[] = {{"-grayscale", 1}, {"-sample 1x1", 3}, {"-sample 2x1", 3}, {"-sample 1x2", 3}, {"-sample 2x2", 3}};
-    for (const auto& kind : kinds) {
-        auto jpeg = cjpegStream(busyPicture(100, 75, kind.channels), tag(), kind.switches);
+    for (const char* switches : {"-grayscale", "-sample 1x1", "-sample 2x1", "-sample 1x2", "-sample 2x2"}) {
+        const int channels = std::string(switches) == "-grayscale" ? 1 : 3;
+        auto jpeg = cjpegStream(busyPicture(100, 75, channels), switches);
         for (int scale = 0; scale <= 2; ++scale) {
-            SCOPED_TRACE(std::string(kind.switches) + " scale " + std::to_string(scale));
+            SCOPED_TRACE(std::string(switches) + " scale " + std::to_string(scale));
             MemoryDecode d(jpeg);
             ASSERT_NE(d.handle, nullptr);
             const Size size = scaledSize(d.handle, scale);
             const uint32_t divisor = 8u >> scale;
             EXPECT_EQ(size.width, (100 + divisor - 1) / divisor);
             EXPECT_EQ(size.height, (75 + divisor - 1) / divisor);
-            // Three spare columns and two spare rows must keep their guard bytes.
-            Output out = outputFor(static_cast<int>(size.width), static_cast<int>(size.height), kind.channels, 3, 2);
+            // Three spare columns and two spare rows must keep their guard bytes
+            // (at 1/4 of 4:2:0 the last band holds 3 of its 4 rows).
+            Output out = outputFor(static_cast<int>(size.width), static_cast<int>(size.height), channels, 3, 2);
             ImageRect rect = out.rect();
             rect.width += 3;  // a rectangle wider than the picture: only the picture's width is written
-            EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, size.height, scale), static_cast<int32_t>(size.height));
+            EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 65536 + size.height, scale),  // low 16 bits count
+                      static_cast<int32_t>(size.height));
             for (size_t y = 0; y < size.height + 2; ++y)
-                for (size_t i = 0; i < static_cast<size_t>(out.stride); ++i) {
-                    const bool inside = y < size.height && i < size.width * kind.channels;
-                    if (!inside) {
-                        ASSERT_EQ(out.pixels[y * out.stride + i], kGuard) << "row " << y << " byte " << i;
-                    }
-                }
-            EXPECT_EQ(out.packed(static_cast<int>(size.width), static_cast<int>(size.height)),
-                      decodeWhole(jpeg, scale));
+                for (size_t i = y < size.height ? size.width * channels : 0; i < static_cast<size_t>(out.stride); ++i)
+                    ASSERT_EQ(out.pixels[y * out.stride + i], kGuard) << "row " << y << " byte " << i;
+            EXPECT_EQ(out.packed(static_cast<int>(size.width), static_cast<int>(size.height)), decodeWhole(jpeg, scale));
         }
     }
-}
-
-TEST_F(ScaledOutput, QuarterOf100x75At420LastBandHoldsThreeRows) {
-    auto jpeg = cjpegStream(busyPicture(100, 75, 3), tag(), "-sample 2x2");
-    MemoryDecode d(jpeg);
-    const Size size = scaledSize(d.handle, JPEG_SCALE_1_4);
-    ASSERT_EQ(size.width, 25u);
-    ASSERT_EQ(size.height, 19u);
-    // Bands of 4 scaled rows: four whole ones, then 3 rows; row 19 stays untouched.
-    Output out = outputFor(25, 19, 3, 0, 1);
-    ImageRect rect = out.rect();
-    EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 65536 + 19, JPEG_SCALE_1_4), 19);  // low 16 bits
-    for (int i = 0; i < 25 * 3; ++i) ASSERT_EQ(out.pixels[19 * 25 * 3 + i], kGuard);
 }
 
 TEST_F(ScaledOutput, GreyEighthMatchesThePeersDcOnlyReduction) {
@@ -91,8 +65,8 @@ TEST_F(ScaledOutput, GreyEighthMatchesThePeersDcOnlyReduction) {
     // the peer's 1/8 reduction, so greyscale output agrees exactly.
     for (int quality : {10, 60, 95}) {
         SCOPED_TRACE(quality);
-        auto jpeg = cjpegStream(busyPicture(123, 77, 1, quality), tag(), "-grayscale -quality " + std::to_string(quality));
-        auto peer = djpegPixels(jpeg, tag(), "-scale 1/8");
+        auto jpeg = cjpegStream(busyPicture(123, 77, 1, quality), "-grayscale -quality " + std::to_string(quality));
+        auto peer = djpegPixels(jpeg, "-scale 1/8");
         ASSERT_FALSE(peer.empty());
         EXPECT_EQ(decodeWhole(jpeg, JPEG_SCALE_1_8), peer);
     }
@@ -105,7 +79,7 @@ TEST_F(ScaledOutput, DcOnlyBlocksLookAlikeAtEveryScale) {
     for (const char* switches : {"-grayscale", "-sample 2x2", "-sample 2x1", "-sample 1x1"}) {
         SCOPED_TRACE(switches);
         const int channels = std::string(switches) == "-grayscale" ? 1 : 3;
-        auto jpeg = cjpegStream(cellPicture(72, 40, channels, 16), tag(), std::string(switches) + " -quality 90");
+        auto jpeg = cjpegStream(cellPicture(72, 40, channels, 16), std::string(switches) + " -quality 90");
         auto eighth = decodeWhole(jpeg, JPEG_SCALE_1_8);
         ASSERT_EQ(eighth.size(), static_cast<size_t>(9 * 5 * channels));
         for (int scale : {JPEG_SCALE_1_4, JPEG_SCALE_1_2}) {
@@ -127,86 +101,67 @@ TEST_F(ScaledOutput, DcOnlyBlocksLookAlikeAtEveryScale) {
     }
 }
 
-TEST_F(ScaledOutput, CallsContinueAtTheSameScale) {
+TEST_F(ScaledOutput, CallsContinueAtOneScaleAndStartAgainOnAChange) {
     // rows reads as the scaled row up to which to decode (the clip compares
     // it with the absolute position), while each call's first band is whole:
     // calls ending at 16, 32 and 45 of a 45-row picture with 8-row bands
     // deliver 16, 16 and 13 rows.
-    auto jpeg = cjpegStream(busyPicture(70, 90, 3), tag(), "-sample 2x2");
-    auto whole = decodeWhole(jpeg, JPEG_SCALE_1_2);
+    auto jpeg = cjpegStream(busyPicture(70, 90, 3), "-sample 2x2 -restart 1");
     MemoryDecode d(jpeg);
-    const Size size = scaledSize(d.handle, JPEG_SCALE_1_2);
-    ASSERT_EQ(size.height, 45u);
-    Output out = outputFor(static_cast<int>(size.width), 45, 3);
+    const Size half = scaledSize(d.handle, JPEG_SCALE_1_2);
+    ASSERT_EQ(half.height, 45u);
+    Output out = outputFor(static_cast<int>(half.width), 45, 3);
+    // A change of scale part of the way through a picture starts again from the top.
+    ImageRect rect = out.rect();
+    ASSERT_GT(jpegDecodeScaleOutputToRect(d.handle, &rect, 8, JPEG_SCALE_1_4), 0);
     std::vector<int32_t> delivered;
     for (uint32_t end : {16u, 32u, 45u}) {
-        ImageRect rect = out.rect(end == 16 ? 0 : static_cast<int>(end == 32 ? 16 : 32));
+        rect = out.rect(end == 16 ? 0 : static_cast<int>(end == 32 ? 16 : 32));
         delivered.push_back(jpegDecodeScaleOutputToRect(d.handle, &rect, end, JPEG_SCALE_1_2));
     }
     EXPECT_EQ(delivered, (std::vector<int32_t>{16, 16, 13}));
-    EXPECT_EQ(out.packed(static_cast<int>(size.width), 45), whole);
-}
-
-TEST_F(ScaledOutput, ChangeOfScaleStartsAgainFromTheTop) {
-    auto jpeg = cjpegStream(busyPicture(64, 64, 3), tag(), "-sample 2x2 -restart 1");
-    MemoryDecode d(jpeg);
-    Output half = outputFor(32, 32, 3);
-    ImageRect rect = half.rect();
-    ASSERT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 8, JPEG_SCALE_1_2), 8);
-    rect = half.rect(8);
-    ASSERT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 16, JPEG_SCALE_1_2), 8);
-    auto wholeHalf = decodeWhole(jpeg, JPEG_SCALE_1_2);
-    EXPECT_EQ(half.packed(32, 16), std::vector<uint8_t>(wholeHalf.begin(), wholeHalf.begin() + 32 * 16 * 3));
-
-    for (int scale : {JPEG_SCALE_1_4, JPEG_SCALE_1_2, JPEG_SCALE_1_8}) {
+    EXPECT_EQ(out.packed(static_cast<int>(half.width), 45), decodeWhole(jpeg, JPEG_SCALE_1_2));
+    // So does one after a finished picture, full size included.
+    for (int scale : {JPEG_SCALE_1_4, JPEG_SCALE_1_8, JPEG_SCALE_FULL}) {
         SCOPED_TRACE(scale);
         const Size size = scaledSize(d.handle, scale);
-        Output out = outputFor(static_cast<int>(size.width), static_cast<int>(size.height), 3);
-        rect = out.rect();
+        Output whole = outputFor(static_cast<int>(size.width), static_cast<int>(size.height), 3);
+        rect = whole.rect();
         ASSERT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, size.height, scale), static_cast<int32_t>(size.height));
-        EXPECT_EQ(out.packed(static_cast<int>(size.width), static_cast<int>(size.height)), decodeWhole(jpeg, scale));
+        EXPECT_EQ(whole.packed(static_cast<int>(size.width), static_cast<int>(size.height)), decodeWhole(jpeg, scale));
     }
-    // Full size after a reduced one also starts from the top.
-    Output full = outputFor(64, 64, 3);
-    rect = full.rect();
-    ASSERT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 64, JPEG_SCALE_FULL), 64);
-    EXPECT_EQ(full.packed(64, 64), decodeWhole(jpeg));
 }
 
-TEST_F(ScaledOutput, ProgressiveFramesComeOutAtFullSize) {
-    auto progressive = jpegtranStream(cjpegStream(busyPicture(40, 30, 3), tag(), "-sample 2x1"), tag(), "-progressive");
-    MemoryDecode d(progressive);
-    Size size = scaledSize(d.handle, JPEG_SCALE_1_8);
-    EXPECT_EQ(size.width, 40u);
-    EXPECT_EQ(size.height, 30u);
-    Output out = outputFor(40, 30, 3);
-    ImageRect rect = out.rect();
-    EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 30, JPEG_SCALE_1_8), 30);
-    EXPECT_EQ(out.packed(40, 30), decodeWhole(progressive));
-}
-
-TEST_F(ScaledOutput, RefusedCases) {
-    auto jpeg = cjpegStream(busyPicture(32, 32, 3), tag(), "");
+TEST_F(ScaledOutput, ProgressiveAndLosslessFramesAndRefusedCases) {
+    // Progressive frames come out at full size whatever the scale.
+    auto progressive = jpegtranStream(cjpegStream(busyPicture(40, 30, 3), "-sample 2x1"), "-progressive");
+    {
+        MemoryDecode d(progressive);
+        Size size = scaledSize(d.handle, JPEG_SCALE_1_8);
+        EXPECT_EQ(size.width * 100 + size.height, 4030u);
+        Output out = outputFor(40, 30, 3);
+        ImageRect rect = out.rect();
+        EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 30, JPEG_SCALE_1_8), 30);
+        EXPECT_EQ(out.packed(40, 30), decodeWhole(progressive));
+    }
+    auto jpeg = cjpegStream(busyPicture(32, 32, 3), "");
     Output out = outputFor(32, 32, 3);
     ImageRect rect = out.rect();
     EXPECT_EQ(jpegDecodeScaleOutputToRect(nullptr, &rect, 32, JPEG_SCALE_1_2), 0);
     {
         MemoryDecode d(jpeg);
         EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 32, -1), 0);
-    }
-    {
         MemoryDecode raw(jpeg, JPEG_OPT_RAW_COMPONENTS);
         EXPECT_EQ(jpegDecodeScaleOutputToRect(raw.handle, &rect, 4, JPEG_SCALE_1_2), 0);
     }
-    EXPECT_EQ(out.pixels, std::vector<uint8_t>(out.pixels.size(), kGuard));
-
     // Lossless frames: full size only.
-    lossless_test::LosslessImage img{16, 8, 3, 8, std::vector<uint16_t>(16 * 8 * 3, 77)};
-    auto lossless = lossless_test::encodeLossless(img);
+    LosslessImage img{16, 8, 3, 8, std::vector<uint16_t>(16 * 8 * 3, 77)};
+    auto lossless = encodeLossless(img);
     for (int scale = 0; scale <= 2; ++scale) {
         MemoryDecode d(lossless);
         EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 8, scale), 0);
     }
+    EXPECT_EQ(out.pixels, std::vector<uint8_t>(out.pixels.size(), kGuard));
     MemoryDecode d(lossless);
     Output samples = outputFor(16 * 3, 8, 1);
     rect = samples.rect();
@@ -215,7 +170,7 @@ TEST_F(ScaledOutput, RefusedCases) {
 }
 
 TEST_F(ScaledOutput, DamagedStreamsFailWithoutHarmAtEveryScale) {
-    const auto jpeg = cjpegStream(busyPicture(48, 40, 3), tag(), "-sample 2x2 -restart 2");
+    const auto jpeg = cjpegStream(busyPicture(48, 40, 3), "-sample 2x2 -restart 2");
     testing_support::ReportCapture quiet;
     for (uint32_t trial = 0; trial < 150; ++trial) {
         auto damaged = jpeg;
