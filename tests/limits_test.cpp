@@ -6,45 +6,12 @@
 #include <vector>
 
 #include "KelJPEG.h"
+#include "flat_stream.h"
 #include "test_support.h"
 
 namespace {
 
-void put16(std::vector<uint8_t>& out, uint32_t value) {
-    out.push_back(static_cast<uint8_t>(value >> 8));
-    out.push_back(static_cast<uint8_t>(value));
-}
-
-// SOI, the one-code DC table, a frame header and `scans` DC scans of a flat
-// picture (one 0 bit per block), then EOI. A progressive frame with thousands
-// of such scans is a few bytes per scan, yet each scan walks every block.
-std::vector<uint8_t> flatGreyStream(uint8_t frameMarker, uint16_t width, uint16_t height, int scans) {
-    std::vector<uint8_t> out = {0xFF, 0xD8, 0xFF, 0xDB};
-    put16(out, 67);
-    out.push_back(0);
-    out.insert(out.end(), 64, 1);
-    out.insert(out.end(), {0xFF, 0xC4});
-    put16(out, 2 + 17 + 1);
-    out.push_back(0x00);
-    out.push_back(1);
-    out.insert(out.end(), 15, 0);
-    out.push_back(0);  // symbol: difference category 0
-    out.insert(out.end(), {0xFF, frameMarker});
-    put16(out, 11);
-    out.push_back(8);
-    put16(out, height);
-    put16(out, width);
-    out.insert(out.end(), {1, 1, 0x11, 0});
-    const uint32_t blocks = ((width + 7u) / 8u) * ((height + 7u) / 8u);
-    for (int scan = 0; scan < scans; ++scan) {
-        out.insert(out.end(), {0xFF, 0xDA, 0x00, 0x08, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00});
-        // One 0 bit per block, padded with 1 bits.
-        for (uint32_t bits = 0; bits < blocks; bits += 8)
-            out.push_back(blocks - bits >= 8 ? 0x00 : static_cast<uint8_t>(0xFF >> (blocks - bits)));
-    }
-    out.insert(out.end(), {0xFF, 0xD9});
-    return out;
-}
+using flat_stream::flatGreyStream;
 
 class Decode {
 public:
