@@ -133,6 +133,9 @@ extern "C" KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromRect(JpegHandle conte
     if (!context || !rect || !rect->bits || rect->width < 0) return 0;
     uint32_t n = context->enc.componentCount;
     if (n < 1 || n > 4) return 0;
+    // Pixels are read n bytes apart: a rectangle of fewer bits per pixel would
+    // be read past its rows.
+    if (rect->bitsPerPixel < 8 * static_cast<int32_t>(n)) return 0;
     // One MCU of samples; zeroed once, so the padding of the first partial
     // MCU is 0 and later ones repeat their predecessor.
     size_t workBytes = 512 * static_cast<size_t>(n);

@@ -307,7 +307,7 @@ inline void encodeRects(const uint8_t* bytes, size_t size) {
     const uint32_t step = strip ? (strip % 4 + 1) * 16u : static_cast<uint32_t>(rows);
     for (int32_t done = 0; done < rows; done += static_cast<int32_t>(step)) {
         const uint32_t lines = std::min<uint32_t>(step, static_cast<uint32_t>(rows - done));
-        OwnedRect part(params.width, static_cast<int32_t>(lines), components >= 3 ? 3 : components, slack);
+        OwnedRect part(params.width, static_cast<int32_t>(lines), components, slack);
         fillFrom(in, part.store);
         if (jpegEncodeFromRect(handle, &part.rect, lines) == 0) break;
     }

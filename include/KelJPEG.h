@@ -303,7 +303,8 @@ KELJPEG_API JpegHandle KELJPEG_CALL jpegEncodeProlog(const KelChar16* fileName, 
  * failed (the memory-mode fields are filled even then). */
 KELJPEG_API int32_t KELJPEG_CALL jpegEncodeEpilog(JpegHandle context);
 /* Encodes the top `lines` rows of rect (blue-green-red, grey or raw
- * component bytes). Strips are taken top to bottom; all but the last must be
+ * component bytes; bitsPerPixel at least 8 times the component count, or the
+ * call returns 0). Strips are taken top to bottom; all but the last must be
  * whole MCU rows. Returns lines, or 0 on failure. */
 KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromRect(JpegHandle context, const ImageRect* rect, uint32_t lines);
 /* Encodes a whole planar frame (Y, then U and V at half width and height;
