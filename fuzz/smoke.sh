@@ -9,6 +9,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-45}
 build=${KELJPEG_FUZZ_BUILD_DIR:-build-fuzz-ci}
+if ! command -v python3 >/dev/null; then  # make_seeds.sh writes its pictures with it
+  SUDO=""; [ "$(id -u)" = 0 ] || SUDO=sudo
+  $SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq python3 >/dev/null
+fi
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
   -DKELJPEG_FUZZ=ON -DKELJPEG_SANITIZE=ON -DKELJPEG_BUILD_TOOLS=ON >/dev/null
 targets=$(cd fuzz && ls fuzz_*.cpp | sed 's/\.cpp$//')
@@ -22,5 +26,5 @@ for target in $targets; do
     -timeout=20 -rss_limit_mb=2560 -max_len=65536 -print_final_stats=1 \
     -artifact_prefix="$build/artifacts/$target/" >"$build/$target.log" 2>&1 ||
     { tail -n 60 "$build/$target.log"; echo "fuzz target $target failed"; exit 1; }
-  grep -E '^stat::number_of_executed_units|^#[0-9]+ +DONE' "$build/$target.log" | tail -n 2
+  grep -E '^stat::number_of_executed_units|^#[0-9]+[[:space:]]+DONE' "$build/$target.log" | tail -n 2
 done
