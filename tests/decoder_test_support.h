@@ -107,7 +107,6 @@ struct MiniJpeg {
     std::vector<MiniComponent> components = std::vector<MiniComponent>(1, MiniComponent{1, 0x11});
     uint16_t restartInterval = 0;
     bool heightInDnl = false;       // SOF says 0 lines; a DNL after the scan says height
-    bool omitEoi = false;
     std::vector<uint8_t> extraSegments;  // inserted after SOI (APPn, COM ...)
     // Sample value (-128..127) of block (component, mcu, block within the component's MCU blocks).
     std::function<int(int component, uint32_t mcu, int block)> sample = [](int, uint32_t, int) { return 0; };
@@ -180,7 +179,7 @@ inline std::vector<uint8_t> buildMiniJpeg(const MiniJpeg& spec) {
     bits.align();
     out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
     if (spec.heightInDnl) putSegment(out, 0xDC, {static_cast<uint8_t>(spec.height >> 8), static_cast<uint8_t>(spec.height)});
-    if (!spec.omitEoi) out.insert(out.end(), {0xFF, 0xD9});
+    out.insert(out.end(), {0xFF, 0xD9});
     return out;
 }
 
@@ -304,11 +303,7 @@ inline Picture cellPicture(int width, int height, int channels, int cell) {
 }
 
 inline bool peerToolsAvailable() {
-#if defined(_WIN32)
-    return false;
-#else
     return std::system("cjpeg -version >/dev/null 2>&1 && jpegtran -version >/dev/null 2>&1") == 0;
-#endif
 }
 
 // Runs `tool switches -outfile OUT IN` with IN holding `input`; a non-empty
