@@ -137,23 +137,6 @@ TEST(BitstreamFileMode, ReadsSeeksStartOffsetsAndReportsTheEnd) {
     EXPECT_EQ(capture.reports()[0].source, "complibCreateBitstreamFile");
 }
 
-TEST(GenericBits, PutThenGetRoundTrips) {
-    Bitstream out;
-    ASSERT_EQ(complibCreateBitstreamFile(&out.bf), 0u);
-    const uint32_t values[] = {1, 0x2A, 0x7FFF, 3, 0x12345, 0};
-    const uint32_t counts[] = {1, 6, 15, 2, 17, 5};
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(complibPutBits(&out.bf, values[i], counts[i]), static_cast<int32_t>(counts[i]));
-    ASSERT_EQ(complibFlushBits(&out.bf), 0u);
-    std::vector<uint8_t> written(out.bf.memCursor, out.bf.memCursor + out.bf.memLength);
-    EXPECT_EQ(written.size(), 6u);  // 46 bits
-    complibFreeMemory(out.bf.memCursor);
-    Bitstream in;
-    in.over(written);
-    ASSERT_EQ(complibOpenBitstreamFile(&in.bf), 0u);
-    EXPECT_EQ(complibPeekBits(&in.bf, 7), (1u << 6) | 0x2A);
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(complibGetBits(&in.bf, counts[i]), values[i]) << i;
-}
-
 TEST(ImageRect, AllocationRules) {
     struct Case { int32_t width, height, stride, bitsPerPixel, expectStride; uint32_t expectSize; };
     // A zero stride becomes width times bytes per pixel; a given one is kept;
