@@ -8,6 +8,7 @@
 #include "decoder/bit_reader.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/inverse_dct.h"
+#include "decoder/kernels.h"
 #include "decoder/marker_parser.h"
 #include "decoder/pixel_writers.h"
 #include "decoder/progressive_decode.h"
@@ -94,6 +95,7 @@ void writeMcuRow(JpegContext* context, const OutputStage& stage, ImageRect* band
 }  // namespace
 
 void rebuildProgressiveMcu(JpegContext* context) {
+    auto inverseDctClamp = decoderKernels().inverseDctClamp;  // inverseDct8x8 then clampBlock
     DecoderState& dec = context->dec;
     const int16_t* in = dec.progressiveCursor;
     int16_t* out = dec.mcuBlocks;
@@ -104,8 +106,7 @@ void rebuildProgressiveMcu(JpegContext* context) {
         const uint32_t blocks = static_cast<uint32_t>(fc.horizontalSampling) * fc.verticalSampling;
         for (uint32_t b = 0; b < blocks && blocksLeft > 0; ++b, --blocksLeft) {
             dequantiseBlock(in, context->components[c].quant, out);
-            inverseDct8x8(out);
-            clampBlock(out);
+            inverseDctClamp(out);
             in += kBlockValues;
             out += kBlockValues;
         }
