@@ -82,7 +82,7 @@ TEST(DecodeProlog, ReportsGeometryAndFrameHeader) {
     }
 }
 
-TEST(DecodeProlog, HandleChecks) {
+TEST(DecodeProlog, BadHandlesIllegalOptionsAndMissingFile) {
     uint32_t w, h;
     FrameHeader frame;
     EXPECT_EQ(jpegDecodeEpilog(nullptr), -1);
@@ -92,9 +92,6 @@ TEST(DecodeProlog, HandleChecks) {
     EXPECT_EQ(jpegGetFrameHeader(reinterpret_cast<JpegHandle>(notAContext), &frame), -1);
     EXPECT_EQ(jpegDecodeToRect(nullptr, nullptr, 8), 0);
     EXPECT_EQ(jpegDecodeSetPartialBitstream(nullptr, nullptr, 0), -1);
-}
-
-TEST(DecodeProlog, IllegalOptionsAndMissingFile) {
     auto bytes = buildMiniJpeg(MiniJpeg{});
     std::string path = tempPath("illegal_options.jpg");
     writeFileBytes(path, bytes);
