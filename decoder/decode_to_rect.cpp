@@ -17,9 +17,8 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
     ImageRect band = *rect;
     int32_t rowsAbove = 0;  // rows of the rectangle above the band
     while (remaining > 0) {
-        // Rows below the caller's rectangle are decoded but not written: the
-        // rectangle is all the memory the caller gave.
-        band.height = bandRows < rect->height - rowsAbove ? bandRows : rect->height - rowsAbove;
+        // Rows below a rectangle that states its height are decoded but not written.
+        band.height = writableBandRows(rect, rowsAbove, bandRows);
         int32_t columnsLeft = setup.columnsPerBand;
         int32_t x = 0;
         // MCUs right of the rectangle are decoded all the same: their data must be consumed.

@@ -74,8 +74,9 @@ int32_t decodeLosslessRows(JpegContext* context, ImageRect* rect, uint32_t rows)
     if (!context || !rect) return 0;
     DecoderState& dec = context->dec;
     const uint32_t lines = context->frame.lines;
-    // Every call writes at least one row, and never below the rectangle.
-    if (!rowsFit(context, rect) || rect->height <= 0) return 0;
+    // Every call writes at least one row, and never below a rectangle that states its height.
+    if (!rowsFit(context, rect)) return 0;
+    const int32_t rectRows = rect->height > 0 ? rect->height : INT32_MAX;
     if (lines != 0 && dec.rowsDelivered >= lines) return 0;  // the image is complete
 
     uint8_t* row = rect->bits;
@@ -93,7 +94,7 @@ int32_t decodeLosslessRows(JpegContext* context, ImageRect* rect, uint32_t rows)
     int32_t delivered = 1;
 
     const int32_t requested = static_cast<int32_t>(rows & 0xFFFF);
-    for (int32_t i = 1; i < requested && i < rect->height && (lines == 0 || dec.rowsDelivered < lines); ++i) {
+    for (int32_t i = 1; i < requested && i < rectRows && (lines == 0 || dec.rowsDelivered < lines); ++i) {
         uint8_t* next = row + rect->stride;
         if (dec.losslessRowDecoder(context, next, row) != 0) return 0;  // counted rows stay counted
         ++dec.rowsDelivered;

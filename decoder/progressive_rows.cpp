@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "context/jpeg_context.h"
+#include "decoder/decode_to_rect.h"
 #include "decoder/bit_reader.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/inverse_dct.h"
@@ -140,8 +141,8 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
     // The cursor never leaves the buffer: rows past the last MCU row are not rebuilt.
     for (; mcuRow < dec.mcuRows; ++mcuRow) {
         dec.progressiveCursor = mcuRowStart(context, mcuRow);
-        // Rows below the caller's rectangle are not written.
-        band.height = rowsThisBand < rect->height - rowsAbove ? rowsThisBand : rect->height - rowsAbove;
+        // Rows below a rectangle that states its height are not written.
+        band.height = writableBandRows(rect, rowsAbove, rowsThisBand);
         writeMcuRow(context, stage, &band, rect);
         band.bits += static_cast<ptrdiff_t>(rect->stride) * mcuHeight;
         rowsAbove += mcuHeight;

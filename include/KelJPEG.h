@@ -280,13 +280,14 @@ KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetPartialBitstream(JpegHandle contex
  * for rows 0..rows-1, a later one passes the end row it wants. Every call
  * writes from the top of rect, and its first band is a whole MCU row high
  * (a band of a frame whose height is still to come from DNL always is);
- * rows that would fall below rect->height are decoded but not written.
- * Lossless frames count rows per call instead (at least one row, at most
- * rect->height). Returns the rows delivered by this call, or 0 on failure. */
+ * when rect->height is set (> 0), rows that would fall below it are decoded
+ * but not written; a height of 0 is not read, and the rectangle must then
+ * have room for every band. Lossless frames count rows per call instead (at
+ * least one row, at most rect->height when it is set). Returns the rows delivered by this call, or 0 on failure. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows);
 /* As jpegDecodeToRect, in rows of the picture reduced to `scale`; here a band
  * of a frame whose height is still unknown stops at the rows asked for. Rows
- * below rect->height are not written either. */
+ * below rect->height (when set) are not written either. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHandle context, ImageRect* rect, uint32_t rows,
                                                              int32_t scale);
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetProgressiveMode(JpegHandle context, uint32_t mode);
