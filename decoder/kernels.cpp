@@ -2,8 +2,6 @@
 #include "decoder/kernels.h"
 
 #include <atomic>
-#include <cstdlib>
-#include <cstring>
 
 #include "decoder/colour_tables.h"
 #include "decoder/inverse_dct.h"
@@ -37,21 +35,16 @@ const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, i
 #endif
 
 const DecoderKernels& bestForProcessor() {
-#if KELJPEG_X86_KERNELS && (defined(__GNUC__) || defined(__clang__))
-    if (__builtin_cpu_supports("avx2")) return kAvx2;
-    return kSse2;
-#elif KELJPEG_X86_KERNELS
-    return kSse2;
-#elif KELJPEG_NEON_KERNELS
-    return kNeon;
-#else
-    return kScalar;
+    switch (bestSimdLevel()) {
+#if KELJPEG_X86_KERNELS
+        case SimdLevel::Avx2: return kAvx2;
+        case SimdLevel::Sse2: return kSse2;
 #endif
-}
-
-bool scalarRequested() {
-    const char* value = std::getenv("KELJPEG_FORCE_SCALAR");
-    return value && *value && std::strcmp(value, "0") != 0;
+#if KELJPEG_NEON_KERNELS
+        case SimdLevel::Neon: return kNeon;
+#endif
+        default: return kScalar;
+    }
 }
 
 // Written once at start-up (or by the test switch), read for every MCU row.
@@ -62,7 +55,7 @@ std::atomic<const DecoderKernels*> chosen{nullptr};
 const DecoderKernels& decoderKernels() {
     const DecoderKernels* kernels = chosen.load(std::memory_order_acquire);
     if (!kernels) {
-        kernels = scalarRequested() ? &kScalar : &bestForProcessor();
+        kernels = scalarKernelsRequested() ? &kScalar : &bestForProcessor();
         chosen.store(kernels, std::memory_order_release);
     }
     return *kernels;

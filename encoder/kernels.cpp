@@ -3,8 +3,6 @@
 #include "encoder/kernels.h"
 
 #include <atomic>
-#include <cstdlib>
-#include <cstring>
 
 #include "context/jpeg_context.h"
 #include "encoder/bit_writer.h"
@@ -25,21 +23,16 @@ const EncoderKernels kNeon = {"neon", false, forwardDctNeon, quantiseNeon, yccRo
 #endif
 
 const EncoderKernels& bestForProcessor() {
-#if KELJPEG_X86_KERNELS && (defined(__GNUC__) || defined(__clang__))
-    if (__builtin_cpu_supports("avx2")) return kAvx2;
-    return kSse2;
-#elif KELJPEG_X86_KERNELS
-    return kSse2;
-#elif KELJPEG_NEON_KERNELS
-    return kNeon;
-#else
-    return kScalar;
+    switch (bestSimdLevel()) {
+#if KELJPEG_X86_KERNELS
+        case SimdLevel::Avx2: return kAvx2;
+        case SimdLevel::Sse2: return kSse2;
 #endif
-}
-
-bool scalarRequested() {
-    const char* value = std::getenv("KELJPEG_FORCE_SCALAR");
-    return value && *value && std::strcmp(value, "0") != 0;
+#if KELJPEG_NEON_KERNELS
+        case SimdLevel::Neon: return kNeon;
+#endif
+        default: return kScalar;
+    }
 }
 
 std::atomic<const EncoderKernels*> chosen{nullptr};
@@ -63,7 +56,7 @@ inline void putValue(BitstreamFile* bf, const HuffmanCode& entry, int32_t v) {
 const EncoderKernels& encoderKernels() {
     const EncoderKernels* kernels = chosen.load(std::memory_order_acquire);
     if (!kernels) {
-        kernels = scalarRequested() ? &kScalar : &bestForProcessor();
+        kernels = scalarKernelsRequested() ? &kScalar : &bestForProcessor();
         chosen.store(kernels, std::memory_order_release);
     }
     return *kernels;

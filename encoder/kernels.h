@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "decoder/kernels.h"  // the target and compiler switches (KELJPEG_*_KERNELS, KELJPEG_BEGIN_AVX2)
+#include "runtime/simd_dispatch.h"
 
 struct BitstreamFile;
 struct ComponentRecord;
