@@ -7,44 +7,17 @@
 
 KELJPEG_BEGIN_AVX2
 
+#include "runtime/simd_avx2_lanes.h"
+
 #include "encoder/forward_dct_simd.h"
 
 namespace encoder {
 
 namespace {
 
-struct Avx2 {
-    using T = __m256i;
-    static T add(T a, T b) { return _mm256_add_epi32(a, b); }
-    static T sub(T a, T b) { return _mm256_sub_epi32(a, b); }
-    static T constant(int32_t v) { return _mm256_set1_epi32(v); }
-    template <int N>
-    static T shiftRight(T a) { return _mm256_srai_epi32(a, N); }
-    template <int N>
-    static T shiftLeft(T a) { return _mm256_slli_epi32(a, N); }
-    template <int32_t C>
-    static T mulConst(T a) { return _mm256_mullo_epi32(a, _mm256_set1_epi32(C)); }
-};
-
-inline void transpose8x8(__m256i* r) {
-    __m256i t[8], u[8];
-    for (int i = 0; i < 8; i += 2) {
-        t[i] = _mm256_unpacklo_epi32(r[i], r[i + 1]);
-        t[i + 1] = _mm256_unpackhi_epi32(r[i], r[i + 1]);
-    }
-    for (int i = 0; i < 8; i += 4) {
-        u[i] = _mm256_unpacklo_epi64(t[i], t[i + 2]);
-        u[i + 1] = _mm256_unpackhi_epi64(t[i], t[i + 2]);
-        u[i + 2] = _mm256_unpacklo_epi64(t[i + 1], t[i + 3]);
-        u[i + 3] = _mm256_unpackhi_epi64(t[i + 1], t[i + 3]);
-    }
-    for (int i = 0; i < 4; ++i) {
-        r[i] = _mm256_permute2x128_si256(u[i], u[i + 4], 0x20);
-        r[i + 4] = _mm256_permute2x128_si256(u[i], u[i + 4], 0x31);
-    }
-}
-
-inline __m256i truncate16(__m256i v) { return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16); }
+using Avx2 = simd::Avx2Lanes;
+using simd::transpose8x8;
+using simd::truncate16;
 
 }  // namespace
 

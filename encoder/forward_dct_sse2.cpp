@@ -5,37 +5,16 @@
 #if KELJPEG_X86_KERNELS
 #include <emmintrin.h>
 
+#include "runtime/simd_sse2_lanes.h"
+
 #include "encoder/forward_dct_simd.h"
 
 namespace encoder {
 
 namespace {
 
-struct Sse2 {
-    using T = __m128i;
-    static T add(T a, T b) { return _mm_add_epi32(a, b); }
-    static T sub(T a, T b) { return _mm_sub_epi32(a, b); }
-    static T constant(int32_t v) { return _mm_set1_epi32(v); }
-    template <int N>
-    static T shiftRight(T a) { return _mm_srai_epi32(a, N); }
-    template <int N>
-    static T shiftLeft(T a) { return _mm_slli_epi32(a, N); }
-    // Low 32 bits of a * c from 16-bit halves: lo*c + ((hi*c) << 16).
-    template <int32_t C>
-    static T mulConst(T a) {
-        const T c = _mm_set1_epi16(static_cast<int16_t>(C));
-        return _mm_add_epi32(_mm_mullo_epi16(a, c), _mm_slli_epi32(_mm_mulhi_epu16(a, c), 16));
-    }
-};
-
-inline void transpose4x4(__m128i& r0, __m128i& r1, __m128i& r2, __m128i& r3) {
-    __m128i t0 = _mm_unpacklo_epi32(r0, r1), t1 = _mm_unpackhi_epi32(r0, r1);
-    __m128i t2 = _mm_unpacklo_epi32(r2, r3), t3 = _mm_unpackhi_epi32(r2, r3);
-    r0 = _mm_unpacklo_epi64(t0, t2);
-    r1 = _mm_unpackhi_epi64(t0, t2);
-    r2 = _mm_unpacklo_epi64(t1, t3);
-    r3 = _mm_unpackhi_epi64(t1, t3);
-}
+using Sse2 = simd::Sse2Lanes;
+using simd::transpose4x4;
 
 // Transposes the 8x8 matrix held as m[half][row] (four columns per half).
 inline void transpose8x8(__m128i m[2][8]) {
