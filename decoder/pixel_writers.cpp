@@ -14,34 +14,6 @@ struct PositionBlocks {
     const int16_t* c[4];
 };
 
-// Calls writeRow(blocks, row, out, cols) for every row of every block
-// position that falls inside the band and the w columns.
-template <typename WriteRow>
-void forEachBlockRow(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t bytesPerPixel,
-                     WriteRow writeRow) {
-    const DecoderState& dec = context->dec;
-    const int32_t maxH = static_cast<int32_t>(dec.maxH), maxV = static_cast<int32_t>(dec.maxV);
-    const uint32_t* index = dec.mcuXYBlocksIndex;
-    for (int32_t slice = 0; slice < maxV; ++slice, index += 4 * maxH) {
-        int32_t rowsHere = band->height - 8 * slice;
-        if (rowsHere <= 0) break;
-        if (rowsHere > 8) rowsHere = 8;
-        for (int32_t j = 0; j < maxH; ++j) {
-            int32_t colsHere = w - 8 * j;
-            if (colsHere <= 0) break;
-            if (colsHere > 8) colsHere = 8;
-            const uint32_t* entry = index + 4 * j;
-            PositionBlocks blocks;
-            for (int c = 0; c < 4; ++c) blocks.c[c] = dec.mcuXYBlocks[entry[c]];
-            for (int32_t r = 0; r < rowsHere; ++r) {
-                uint8_t* out = band->bits + static_cast<ptrdiff_t>(8 * slice + r) * band->stride +
-                               static_cast<ptrdiff_t>(x + 8 * j) * bytesPerPixel;
-                writeRow(blocks, r, out, colsHere);
-            }
-        }
-    }
-}
-
 // Calls writeBlock(blocks, out, rows, cols) once for every block position
 // that falls inside the band and the w columns; out is its top-left pixel.
 template <typename WriteBlock>
@@ -66,6 +38,17 @@ void forEachBlock(const JpegContext* context, const ImageRect* band, int32_t x, 
             writeBlock(blocks, out, rowsHere, colsHere);
         }
     }
+}
+
+// Calls writeRow(blocks, row, out, cols) for every row of every block
+// position that falls inside the band and the w columns.
+template <typename WriteRow>
+void forEachBlockRow(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t bytesPerPixel,
+                     WriteRow writeRow) {
+    forEachBlock(context, band, x, w, bytesPerPixel,
+                 [&](const PositionBlocks& blocks, uint8_t* out, int32_t rows, int32_t cols) {
+                     for (int32_t r = 0; r < rows; ++r) writeRow(blocks, r, out + static_cast<ptrdiff_t>(r) * band->stride, cols);
+                 });
 }
 
 inline uint8_t levelShift(int16_t sample) { return static_cast<uint8_t>(sample + 128); }
