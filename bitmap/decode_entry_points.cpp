@@ -17,8 +17,8 @@ namespace {
 constexpr uint8_t kDotsPerInch = 1;
 constexpr uint8_t kDotsPerCentimetre = 2;
 constexpr uint32_t kColourTableOffset = 40;
-// Tallest MCU: a decode whose image height is still unknown (awaiting DNL)
-// writes whole MCU rows.
+// Tallest MCU row: a decode call may write the rows it is asked for rounded up
+// to whole MCU rows (a frame whose height awaits DNL, a progressive pass).
 constexpr int64_t kMaxMcuHeight = 16;
 
 // JFIF density in pixels per metre: 72 dots per inch gives 2835, 28 dots per
@@ -49,14 +49,17 @@ void fillHeader(const JpegContext* context, BITMAPINFOHEADER* header, uint32_t w
 
 // The decoder can write straight into the caller's rows when their layout is
 // its own and the view stays inside the bitmap the header describes: `lines`
-// rows, and no overshoot to an MCU boundary below the first row.
+// rows, and no overshoot to an MCU boundary below them. A sequential frame of
+// known height writes at most the rows asked for; one awaiting DNL and a
+// progressive pass write whole MCU rows, so 20 lines of a 4:2:0 frame would
+// write 32.
 bool directViewFits(const BITMAPINFOHEADER* header, uint32_t componentCount, uint32_t width, uint32_t imageHeight,
-                    uint32_t lines, int64_t rowStep) {
+                    bool progressive, uint32_t lines, int64_t rowStep) {
     bool sameLayout = (componentCount == 1 && header->biBitCount == 8) || (componentCount == 3 && header->biBitCount == 24);
     if (!sameLayout || int64_t{width} > header->biWidth) return false;
     int64_t bitmapRows = std::llabs(static_cast<int64_t>(header->biHeight));
     if (lines > bitmapRows || rowStep > INT32_MAX / bitmapRows) return false;
-    return imageHeight != 0 || (lines & 0xFFFF) % kMaxMcuHeight == 0;
+    return (imageHeight != 0 && !progressive) || (lines & 0xFFFF) % kMaxMcuHeight == 0;
 }
 
 int32_t decodeThroughRect(JpegContext* context, ImageRect* rect, uint32_t lines, void* bits,
@@ -68,8 +71,8 @@ int32_t decodeThroughRect(JpegContext* context, ImageRect* rect, uint32_t lines,
     // for the palette mapping.
     if (componentCount == 3 && header->biBitCount == 8)
         context->options = static_cast<uint16_t>(context->options | JPEG_OPT_RAW_COMPONENTS);
-    // Room for a whole last MCU row when the image height is still unknown.
-    if (context->dec.imageHeight == 0 && rect->height > 0)
+    // Room for whole MCU rows; only `lines` of them reach the bitmap.
+    if (rect->height > 0)
         rect->height = static_cast<int32_t>(std::min<int64_t>(INT32_MAX, (rect->height + kMaxMcuHeight - 1) /
                                                                               kMaxMcuHeight * kMaxMcuHeight));
     // The pixel store counts against the host's memory limit while it is held.
@@ -109,7 +112,8 @@ extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToWinDIBits(Jpe
     rect.height = static_cast<int32_t>(lines);
     rect.bitsPerPixel = 8 * static_cast<int32_t>(componentCount);
     int64_t rowStep = (int64_t{header->biWidth} * componentCount + 3) & ~int64_t{3};
-    if (!directViewFits(header, componentCount, width, context->dec.imageHeight, lines, rowStep))
+    const bool progressive = context->frame.sofMarker == 0xFFC2 && !context->dec.standard;
+    if (!directViewFits(header, componentCount, width, context->dec.imageHeight, progressive, lines, rowStep))
         return decodeThroughRect(context, &rect, lines, bits, header, scale);
     // Bottom-up rows seen top-down: start at the last stored row, step back.
     rect.bits = static_cast<uint8_t*>(bits) + (int64_t{lines} - 1) * rowStep;

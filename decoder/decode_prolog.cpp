@@ -80,8 +80,12 @@ const KelChar16* allocateFrameBuffers(JpegContext* context, JpegDecodeParams* pa
     if (context->frame.sofMarker >= kSofLossless) {
         uint64_t size = uint64_t{dec.componentCount} * dec.imageWidth * 2;
         dec.spatialPrevLineSize = static_cast<uint32_t>(size);
-        dec.spatialPrevLine = static_cast<uint8_t*>(allocateBuffer(context, size));
-        return dec.spatialPrevLine ? nullptr : KJ_TEXT("spatialPrevLine memory allocation failed.");
+        // The kept row, then the row being decoded: a row reaches the caller
+        // only once all of it has decoded.
+        dec.spatialPrevLine = static_cast<uint8_t*>(allocateBuffer(context, 2 * size));
+        if (!dec.spatialPrevLine) return KJ_TEXT("spatialPrevLine memory allocation failed.");
+        dec.losslessRowScratch = dec.spatialPrevLine + size;
+        return nullptr;
     }
     if (context->frame.sofMarker == kSofProgressive) {
         params->options = static_cast<uint16_t>(params->options | JPEG_OPT_PROGRESSIVE);
@@ -175,6 +179,7 @@ int32_t jpegDecodeEpilog(JpegHandle context) {
     dec.mcuXYBlocks = nullptr;
     dec.mcuBlocks = nullptr;
     dec.spatialPrevLine = nullptr;
+    dec.losslessRowScratch = nullptr;
     return complibDestroyJpegContext(context);
 }
 

@@ -14,11 +14,11 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
     const int32_t start = static_cast<int32_t>(dec.rowsDelivered);
     int32_t position = start;
     int32_t remaining = rows16;
+    // The rectangle's height is never read: every band is written whole, also
+    // below the picture, so the caller's rectangle has room for whole bands.
     ImageRect band = *rect;
-    int32_t rowsAbove = 0;  // rows of the rectangle above the band
     while (remaining > 0) {
-        // Rows below a rectangle that states its height are decoded but not written.
-        band.height = writableBandRows(rect, rowsAbove, bandRows);
+        band.height = bandRows;
         int32_t columnsLeft = setup.columnsPerBand;
         int32_t x = 0;
         // MCUs right of the rectangle are decoded all the same: their data must be consumed.
@@ -30,7 +30,6 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
             columnsLeft -= setup.mcuWidth;
         }
         band.bits += static_cast<ptrdiff_t>(band.stride) * setup.mcuHeight;
-        rowsAbove += setup.mcuHeight;
         position += bandRows;
         // position is absolute (it carries over from earlier calls), so rows
         // reads here as the row up to which to decode, while remaining below

@@ -22,15 +22,6 @@ struct BandLoopSetup {
     bool clipWithoutHeight;   // clip the last band even while the image height is unknown
 };
 
-// Rows of a band that may be written: a rectangle that states its height
-// (height > 0) is never written below it; one that leaves the height at 0 is
-// written as the image asks, since the legacy decode calls never read it.
-inline int32_t writableBandRows(const ImageRect* rect, int32_t rowsAbove, int32_t bandRows) {
-    if (rect->height <= 0) return bandRows;
-    int32_t room = rect->height - rowsAbove;
-    return bandRows < room ? bandRows : room;
-}
-
 // Runs the band loop for rows (low 16 bits) from the context's rowsDelivered
 // on. Returns the rows by which rowsDelivered advanced, or 0 when an MCU
 // decoder fails (rowsDelivered is then left alone).

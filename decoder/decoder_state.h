@@ -102,7 +102,8 @@ struct DecoderState {
 
     // ---- Lossless ----
     uint32_t spatialPrevLineSize;
-    uint8_t* spatialPrevLine;
+    uint8_t* spatialPrevLine;     // the last row of the previous call
+    uint8_t* losslessRowScratch;  // behind spatialPrevLine: the row being decoded
     LosslessRowDecoder losslessRowDecoder;
 
     // ---- Standard mode (JPEG_OPT_STANDARD): its whole state, null otherwise ----

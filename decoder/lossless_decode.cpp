@@ -37,7 +37,7 @@ bool rowsFit(const JpegContext* context, const ImageRect* rect) {
     const DecoderState& dec = context->dec;
     const size_t bytes = rowBytes(context);
     const size_t stride = static_cast<size_t>(rect->stride < 0 ? -static_cast<int64_t>(rect->stride) : rect->stride);
-    return rect->bits && dec.componentCount >= 1 && dec.componentCount <= 4 && dec.spatialPrevLine &&
+    return rect->bits && dec.componentCount >= 1 && dec.componentCount <= 4 && dec.losslessRowScratch &&
            bytes <= dec.spatialPrevLineSize && stride >= bytes && dec.scan.al < context->frame.precision;
 }
 
@@ -70,33 +70,46 @@ int32_t decodeDifference(JpegContext* context, ComponentRecord* component, int32
     return 0;
 }
 
+namespace {
+
+// Decodes one row into the scratch row and only then copies it to target, so
+// that a row whose data fails part-way leaves the caller's row untouched.
+[[nodiscard]] bool decodeWholeRow(JpegContext* context, LosslessRowDecoder decode, uint8_t* target,
+                                  const uint8_t* previousRow) {
+    uint8_t* scratch = context->dec.losslessRowScratch;
+    if (decode(context, scratch, previousRow) != 0) return false;
+    std::memcpy(target, scratch, rowBytes(context));
+    return true;
+}
+
+}  // namespace
+
 int32_t decodeLosslessRows(JpegContext* context, ImageRect* rect, uint32_t rows) {
     if (!context || !rect) return 0;
     DecoderState& dec = context->dec;
     const uint32_t lines = context->frame.lines;
-    // Every call writes at least one row, and never below a rectangle that states its height.
+    // Every call writes at least one row; the rectangle's height is not read.
     if (!rowsFit(context, rect)) return 0;
-    const int32_t rectRows = rect->height > 0 ? rect->height : INT32_MAX;
     if (lines != 0 && dec.rowsDelivered >= lines) return 0;  // the image is complete
 
     uint8_t* row = rect->bits;
-    int32_t status;
+    bool decoded;
     if (dec.rowsDelivered == 0) {
         LosslessRowDecoder first = chooseRowRoutines(context);
         if (!first) return 0;
-        status = first(context, row, nullptr);
+        decoded = decodeWholeRow(context, first, row, nullptr);
     } else {
         if (!dec.losslessRowDecoder) return 0;
-        status = dec.losslessRowDecoder(context, row, dec.spatialPrevLine);
+        decoded = decodeWholeRow(context, dec.losslessRowDecoder, row, dec.spatialPrevLine);
     }
-    if (status != 0) return 0;
+    if (!decoded) return 0;
     ++dec.rowsDelivered;
     int32_t delivered = 1;
 
     const int32_t requested = static_cast<int32_t>(rows & 0xFFFF);
-    for (int32_t i = 1; i < requested && i < rectRows && (lines == 0 || dec.rowsDelivered < lines); ++i) {
+    for (int32_t i = 1; i < requested && (lines == 0 || dec.rowsDelivered < lines); ++i) {
         uint8_t* next = row + rect->stride;
-        if (dec.losslessRowDecoder(context, next, row) != 0) return 0;  // counted rows stay counted
+        if (!decodeWholeRow(context, dec.losslessRowDecoder, next, row)) return 0;  // counted rows stay counted
         ++dec.rowsDelivered;
         ++delivered;
         row = next;

@@ -136,16 +136,13 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
     int32_t rowsThisBand = requested < mcuHeight ? requested : mcuHeight;
     const int32_t start = static_cast<int32_t>(dec.rowsDelivered);
     int32_t delivered = start;
-    ImageRect band = *rect;
-    int32_t rowsAbove = 0;  // rows of the rectangle above the band
+    ImageRect band = *rect;  // its height is never read: each band is written whole
     // The cursor never leaves the buffer: rows past the last MCU row are not rebuilt.
     for (; mcuRow < dec.mcuRows; ++mcuRow) {
         dec.progressiveCursor = mcuRowStart(context, mcuRow);
-        // Rows below a rectangle that states its height are not written.
-        band.height = writableBandRows(rect, rowsAbove, rowsThisBand);
+        band.height = rowsThisBand;
         writeMcuRow(context, stage, &band, rect);
         band.bits += static_cast<ptrdiff_t>(rect->stride) * mcuHeight;
-        rowsAbove += mcuHeight;
         delivered += rowsThisBand;
         const int32_t linesLeft = lines - delivered;
         if (linesLeft < mcuHeight) {

@@ -141,12 +141,29 @@ void produceRow(const StandardDecode* sd, ColourModel model, uint32_t y, uint16_
     }
 }
 
-void storeRow(const uint16_t* values, uint32_t count, uint32_t bytes, uint8_t* target) {
-    if (bytes == 2) {
-        std::memcpy(target, values, size_t{count} * 2);
+// Where a row goes and how much of it: both from the caller's rectangle,
+// whose pixel size must be the one this frame's output is written in (a
+// 10-bit lossless colour frame has 6-byte pixels, which a 24-bit rectangle
+// cannot hold).
+struct RowTarget {
+    uint32_t values;         // channel values per row: the rectangle's columns (at most the picture's) x channels
+    uint32_t bytesPerValue;  // 1, or 2 for samples above 8 bits
+};
+
+[[nodiscard]] bool rowTargetFor(const ImageRect* rect, uint32_t outWidth, uint32_t channels, uint32_t bytesPerValue,
+                                RowTarget* target) {
+    if (rect->bitsPerPixel <= 0 || uint32_t(rect->bitsPerPixel) != 8 * channels * bytesPerValue) return false;
+    const uint32_t columns = rect->width < 0 ? 0 : (uint32_t(rect->width) < outWidth ? uint32_t(rect->width) : outWidth);
+    *target = {columns * channels, bytesPerValue};
+    return true;
+}
+
+void storeRow(const uint16_t* values, const RowTarget& target, uint8_t* out) {
+    if (target.bytesPerValue == 2) {
+        std::memcpy(out, values, size_t{target.values} * 2);
         return;
     }
-    for (uint32_t i = 0; i < count; ++i) target[i] = static_cast<uint8_t>(values[i]);
+    for (uint32_t i = 0; i < target.values; ++i) out[i] = static_cast<uint8_t>(values[i]);
 }
 
 // Decodes the scans of this pass: all of them, or, for a progressive frame
@@ -201,7 +218,8 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     standardImageSize(context, scale, &outWidth, &outHeight);
     const ColourModel model = colourModelOf(context, sd);
     const uint32_t channels = channelsOf(model, sd), bytes = bytesPerChannel(sd);
-    if (model == ColourModel::Raw && uint32_t(rect->bitsPerPixel) != 8 * channels) return 0;
+    RowTarget target;
+    if (!rowTargetFor(rect, outWidth, channels, bytes, &target)) return 0;
     if (sd->rowsDelivered == 0 || sd->rowsDelivered >= outHeight) {
         if (!decodePass(context, sd)) return 0;
         sd->rowsDelivered = 0;
@@ -210,7 +228,6 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
     // Rows are written from the top of rect, never below its height.
     if (rect->height > 0 && wanted > uint32_t(rect->height)) wanted = uint32_t(rect->height);
-    const uint32_t columns = rect->width < 0 ? 0 : (uint32_t(rect->width) < outWidth ? uint32_t(rect->width) : outWidth);
     const uint32_t factor = 1u << (3 - scale);
     const uint64_t rowValues = uint64_t{sd->width} * channels;
     auto* source = static_cast<uint16_t*>(complibAllocMemory(static_cast<size_t>(rowValues * 2 + 2)));
@@ -220,10 +237,10 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     if (source && sums && result) {
         for (uint32_t r = 0; r < wanted; ++r) {
             const uint32_t outRow = sd->rowsDelivered + r;
-            uint8_t* target = rect->bits + static_cast<ptrdiff_t>(rect->stride) * r;
+            uint8_t* out = rect->bits + static_cast<ptrdiff_t>(rect->stride) * r;
             if (factor == 1) {  // full size: the row as it is
                 produceRow(sd, model, outRow, source);
-                storeRow(source, columns * channels, bytes, target);
+                storeRow(source, target, out);
                 continue;
             }
             const uint32_t first = outRow * factor, last = first + factor < sd->height ? first + factor : sd->height;
@@ -240,7 +257,7 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
                 for (uint32_t ch = 0; ch < channels; ++ch)
                     result[ox * channels + ch] = static_cast<uint16_t>((sums[ox * channels + ch] + count / 2) / count);
             }
-            storeRow(result, columns * channels, bytes, target);
+            storeRow(result, target, out);
         }
         delivered = static_cast<int32_t>(wanted);
         sd->rowsDelivered += wanted;

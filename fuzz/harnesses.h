@@ -62,11 +62,30 @@ struct OwnedRect {
     }
 };
 
+// The room a legacy decode call needs (the header's rule): the rows asked
+// for (low 16 bits), rounded up to a whole MCU row of the output once they
+// reach one. The MCU row is 8 x the largest vertical sampling factor, halved
+// per reduced scale for sequential frames; progressive frames always come at
+// full size.
+inline uint32_t outputMcuHeight(const FrameHeader& header, int32_t scale) {
+    uint32_t maxV = 1;
+    for (int c = 0; c < header.componentCount && c < 4; ++c)
+        maxV = std::max<uint32_t>(maxV, header.components[c].verticalSampling);
+    const uint32_t full = 8 * maxV;
+    const bool reduced = scale >= 0 && scale < 3 && header.sofMarker != 0xFFC2;
+    return reduced ? std::max<uint32_t>(full >> (3 - scale), 1) : full;
+}
+
+inline uint32_t legacyRoomRows(uint32_t rows, uint32_t mcuHeight) {
+    rows &= 0xFFFF;
+    return rows < mcuHeight ? rows : (rows + mcuHeight - 1) / mcuHeight * mcuHeight;
+}
+
 // Sequential, progressive and lossless frames at every scale, optionally as
-// raw components, in strips. The rows argument of the decode calls is the row
-// up to which to decode; each call writes from the top of the rectangle, at
-// most up to that row rounded up to a whole MCU row (16 rows), which is what
-// the rectangle is given.
+// raw components, in strips. In legacy mode the rows argument is the row up
+// to which to decode and each call gets a rectangle of exactly the room the
+// header promises for it; standard mode counts rows per call, at most the
+// rectangle's stated height.
 inline void decodeStrips(const uint8_t* bytes, size_t size) {
     HarnessScope scope;
     FuzzInput in(bytes, size);
@@ -93,11 +112,12 @@ inline void decodeStrips(const uint8_t* bytes, size_t size) {
         if (raw && (mode & 0x40)) bytesPerPixel = 1 + (mode >> 7) * 2;  // sometimes not what raw output needs
         bytesPerPixel = std::max(bytesPerPixel, 1);
         const uint32_t step = strip ? strip : height;
-        OwnedRect out(static_cast<int32_t>(width), static_cast<int32_t>(height + 16), bytesPerPixel, slack);
-        // Standard mode counts rows per call instead.
         const bool perCall = (flags & 1) != 0;
+        const uint32_t mcuHeight = outputMcuHeight(header, raw ? JPEG_SCALE_FULL : scale);
         for (uint32_t target = step; target < height + step; target += step) {
             const uint32_t upTo = perCall ? step : std::min(target, height);
+            const uint32_t room = perCall ? upTo : legacyRoomRows(upTo, mcuHeight);
+            OwnedRect out(static_cast<int32_t>(width), static_cast<int32_t>(room), bytesPerPixel, slack);
             const int32_t got = raw || scale == JPEG_SCALE_FULL
                                     ? jpegDecodeToRect(handle, &out.rect, upTo)
                                     : jpegDecodeScaleOutputToRect(handle, &out.rect, upTo, scale);
@@ -118,8 +138,11 @@ inline void decodeProgressivePasses(const uint8_t* bytes, size_t size) {
     if (!handle) return;
     uint32_t width = 0, height = 0;
     (void)jpegDecodeGetImageSize(handle, &width, &height, JPEG_SCALE_FULL);
+    FrameHeader header{};
+    (void)jpegGetFrameHeader(handle, &header);
     if (width && height && uint64_t{width} * height <= kFuzzMaxPixels) {
-        OwnedRect out(static_cast<int32_t>(width), static_cast<int32_t>(height + 16),
+        OwnedRect out(static_cast<int32_t>(width),
+                      static_cast<int32_t>(legacyRoomRows(height, outputMcuHeight(header, JPEG_SCALE_FULL))),
                       params.componentCount >= 3 ? 3 : 1, 0);
         (void)jpegDecodeSetProgressiveMode(handle, mode & 1);
         const bool scaled = (mode & 2) != 0;
@@ -146,15 +169,20 @@ inline void decodePieces(const uint8_t* bytes, size_t size) {
     if (!handle) return;
     uint32_t width = 0, height = 0;
     (void)jpegDecodeGetImageSize(handle, &width, &height, JPEG_SCALE_FULL);
+    FrameHeader header{};
+    (void)jpegGetFrameHeader(handle, &header);
     if (width && height && uint64_t{width} * height <= kFuzzMaxPixels) {
-        OwnedRect out(static_cast<int32_t>(width), 16, params.componentCount >= 3 ? 3 : 1, 0);
+        const uint32_t mcuHeight = outputMcuHeight(header, JPEG_SCALE_FULL);
         const size_t step = piece ? piece : 64;
         uint32_t delivered = 0;
         for (size_t at = head; at < total && delivered < height; at += step) {
             // Each piece in a block of its own, so that reading past it is seen.
             std::vector<uint8_t> chunk(in.data() + at, in.data() + std::min(total, at + step));
             if (jpegDecodeSetPartialBitstream(handle, chunk.data(), static_cast<uint32_t>(chunk.size())) != 0) break;
-            const int32_t got = jpegDecodeToRect(handle, &out.rect, std::min<uint32_t>(delivered + 16, height));
+            const uint32_t upTo = std::min<uint32_t>(delivered + 16, height);
+            OwnedRect out(static_cast<int32_t>(width), static_cast<int32_t>(legacyRoomRows(upTo, mcuHeight)),
+                          params.componentCount >= 3 ? 3 : 1, 0);
+            const int32_t got = jpegDecodeToRect(handle, &out.rect, upTo);
             if (got <= 0) break;
             delivered += static_cast<uint32_t>(got);
         }

@@ -1,7 +1,7 @@
 // Lossless decoding checked by exact round trips through the test-side
 // encoder: every precision from 2 to 16, every predictor, point transforms,
 // several components, rows in pieces; unsupported frames deliver nothing and
-// damaged ones fail without harm.
+// damaged ones fail without harm, never leaving a row half written.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -173,5 +173,17 @@ TEST(LosslessDecode, DamagedStreamsFailWithoutHarm) {
             options = JPEG_OPT_PARTIAL_BITSTREAM;
         }
         decodeSamples(damaged, img, 5, nullptr, options);
+        // One row per call: the row whose data fails is not written at all.
+        MemoryDecode d(damaged, options);
+        if (!d.handle) continue;
+        Output out = outputFor(33 * 3, 21, 2);
+        const size_t rowBytes = 33 * 3 * 2;
+        for (int row = 0; row < 21; ++row) {
+            ImageRect rect = out.rect(row);
+            if (jpegDecodeToRect(d.handle, &rect, 1) == 1) continue;
+            const uint8_t* failed = out.pixels.data() + row * rowBytes;
+            for (size_t i = 0; i < rowBytes; ++i) ASSERT_EQ(failed[i], kGuard) << "trial " << trial << " row " << row;
+            break;
+        }
     }
 }

@@ -1,74 +1,106 @@
-// A rectangle is all the memory a caller gives: bands a whole MCU row high,
-// progressive bands and lossless rows stop at rect->height, whatever the row
-// argument asks for. The rows inside come out as they always did.
+// Strips as a legacy host sees them: rect->height is never read, every call
+// writes each band the band loop decodes, whole (also below the picture),
+// and returns the band loop's count. Each MCU row of the sequential frames
+// has its own grey level (128 + 10 x MCU row), so a band written from the
+// wrong MCU row, or clipped, shows.
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "KelJPEG.h"
+#include "decoder_test_support.h"
 #include "flat_stream.h"
-#include "test_support.h"
 
 namespace {
 
-constexpr uint8_t kGuard = 0xA5;
+using decoder_testing::kGuard;
 
-struct Case {
-    const char* name;
-    uint8_t frameMarker;
-    uint16_t width, height;
-    int32_t rectRows;
-    uint32_t rowsAsked;
-    int32_t delivered;
+// Rows of one call's output: `count` rows of `value` (0: the flat streams' 128).
+struct RowRun {
+    int count;
+    int value;
 };
+
+struct Call {
+    uint32_t rowsAsked;
+    int32_t returned;
+    std::vector<RowRun> written;  // from the rectangle's top; every row after them keeps the guard
+};
+
+struct StripCase {
+    const char* name;
+    std::vector<uint8_t> stream;
+    int scale;  // JPEG_SCALE_FULL: jpegDecodeToRect
+    int width;  // output columns
+    int bytesPerPixel;
+    std::vector<Call> calls;
+};
+
+// A DC-only sequential stream whose MCU row k is the flat level 128 + 10k.
+std::vector<uint8_t> bandedStream(uint16_t width, uint16_t height, uint8_t lumaSampling, bool heightInDnl) {
+    decoder_testing::MiniJpeg spec;
+    spec.width = width;
+    spec.height = height;
+    spec.heightInDnl = heightInDnl;
+    const bool colour = lumaSampling != 0x11;
+    spec.components = colour ? std::vector<decoder_testing::MiniComponent>{{1, lumaSampling}, {2, 0x11}, {3, 0x11}}
+                             : std::vector<decoder_testing::MiniComponent>{{1, 0x11}};
+    const uint32_t mcusPerRow = (width + 8u * (lumaSampling >> 4) - 1) / (8u * (lumaSampling >> 4));
+    spec.sample = [mcusPerRow](int component, uint32_t mcu, int) {
+        return component == 0 ? 10 * static_cast<int>(mcu / mcusPerRow) : 0;
+    };
+    return decoder_testing::buildMiniJpeg(spec);
+}
 
 }  // namespace
 
-TEST(RectBounds, WritesStopAtTheRectangleHeight) {
-    testing_support::ReportCapture reports;
-    const Case cases[] = {
-        // An 8-row MCU into a 5-row rectangle: the band used to be written whole.
-        {"sequential", 0xC0, 16, 24, 5, 5, 5},
-        {"sequential, rows past the rectangle", 0xC0, 16, 24, 5, 16, 16},
-        {"progressive", 0xC2, 16, 24, 3, 24, 24},
-        {"lossless", 0xC3, 16, 24, 4, 10, 4},
+TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
+    // 4:2:0, 32 x 40: MCU rows of 16 (8 at half size, 2 at one eighth).
+    const std::vector<uint8_t> colour = bandedStream(32, 40, 0x22, false);
+    const std::vector<uint8_t> grey = bandedStream(16, 20, 0x11, false);
+    const std::vector<uint8_t> greyDnl = bandedStream(16, 20, 0x11, true);
+    const StripCase cases[] = {
+        // rows is the row up to which to decode: the second call passes 8 and
+        // gets the second band (picture rows 8..15) whole. The third writes the
+        // last band whole, then a band of -4 rows past the last MCU row (the
+        // row asked for lies behind) brings the count back to 16: it returns 4.
+        {"half size, strips of 4", colour, JPEG_SCALE_1_2, 16, 3,
+         {{4, 4, {{4, 128}}}, {8, 8, {{8, 138}}}, {16, 4, {{8, 148}}}}},
+        {"eighth size, one call past the picture", colour, JPEG_SCALE_1_8, 4, 3,
+         {{6, 6, {{2, 128}, {2, 138}, {2, 148}}}}},
+        // Rows 20..23 lie below the 20-row picture: the last band writes them.
+        {"full size, rows past the picture", grey, JPEG_SCALE_FULL, 16, 1,
+         {{24, 24, {{8, 128}, {8, 138}, {8, 148}}}}},
+        {"full size, second call a whole band", grey, JPEG_SCALE_FULL, 16, 1,
+         {{4, 4, {{4, 128}}}, {8, 8, {{8, 138}}}}},
+        // Height still to come from DNL: no clip, whole bands.
+        {"DNL frame", greyDnl, JPEG_SCALE_FULL, 16, 1, {{12, 16, {{8, 128}, {8, 138}}}}},
+        {"DNL frame, half size clips at the rows asked", greyDnl, JPEG_SCALE_1_2, 8, 1,
+         {{6, 6, {{4, 128}, {2, 138}}}}},
+        {"progressive", flat_stream::flatGreyStream(0xC2, 16, 24, 1), JPEG_SCALE_FULL, 16, 1,
+         {{12, 16, {{16, 0}}}, {8, 8, {{8, 0}}}}},
+        {"lossless", flat_stream::flatGreyStream(0xC3, 16, 24, 1), JPEG_SCALE_FULL, 16, 1, {{3, 3, {{3, 0}}}}},
     };
-    for (const Case& c : cases) {
+    for (const StripCase& c : cases) {
         SCOPED_TRACE(c.name);
-        std::vector<uint8_t> stream = flat_stream::flatGreyStream(c.frameMarker, c.width, c.height, 1);
-        JpegDecodeParams params{};
-        params.options = JPEG_OPT_MEMORY;
-        params.data = stream.data();
-        params.dataLength = static_cast<uint32_t>(stream.size());
-        JpegHandle handle = jpegDecodeProlog(nullptr, &params);
-        ASSERT_NE(handle, nullptr);
-        // The rectangle's rows, then guard rows that must stay untouched.
-        std::vector<uint8_t> pixels(static_cast<size_t>(c.width) * (c.rectRows + 24), kGuard);
-        ImageRect rect{c.width, c.rectRows, c.width, 8, 0, 0, pixels.data(), 0};
-        EXPECT_EQ(jpegDecodeToRect(handle, &rect, c.rowsAsked), c.delivered);
-        jpegDecodeEpilog(handle);
-        const size_t inside = static_cast<size_t>(c.width) * c.rectRows;
-        for (size_t i = 0; i < pixels.size(); ++i) {
-            ASSERT_EQ(pixels[i], i < inside ? 128 : kGuard) << "byte " << i;
+        testing_support::ReportCapture reports;
+        decoder_testing::MemoryDecode d(c.stream);
+        ASSERT_NE(d.handle, nullptr);
+        for (const Call& call : c.calls) {
+            SCOPED_TRACE(call.rowsAsked);
+            // A stated height of 1 that the legacy calls never read.
+            decoder_testing::Output out = decoder_testing::outputFor(c.width, 1, c.bytesPerPixel, 0, 32);
+            ImageRect rect = out.rect();
+            int32_t got = c.scale == JPEG_SCALE_FULL ? jpegDecodeToRect(d.handle, &rect, call.rowsAsked)
+                                                     : jpegDecodeScaleOutputToRect(d.handle, &rect, call.rowsAsked, c.scale);
+            EXPECT_EQ(got, call.returned);
+            size_t row = 0;
+            for (const RowRun& run : call.written)
+                for (int i = 0; i < run.count; ++i, ++row)
+                    for (int b = 0; b < c.width * c.bytesPerPixel; ++b)
+                        ASSERT_EQ(out.pixels[row * out.stride + b], run.value ? run.value : 128) << "row " << row;
+            for (size_t i = row * out.stride; i < out.pixels.size(); ++i) ASSERT_EQ(out.pixels[i], kGuard) << "byte " << i;
         }
+        EXPECT_TRUE(reports.reports().empty());
     }
-    EXPECT_TRUE(reports.reports().empty());
-}
-
-TEST(RectBounds, ScaledBandsStopAtTheRectangleHeight) {
-    testing_support::ReportCapture reports;
-    std::vector<uint8_t> stream = flat_stream::flatGreyStream(0xC0, 32, 32, 1);
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_MEMORY;
-    params.data = stream.data();
-    params.dataLength = static_cast<uint32_t>(stream.size());
-    JpegHandle handle = jpegDecodeProlog(nullptr, &params);
-    ASSERT_NE(handle, nullptr);
-    // Half size: 16 x 16, bands of 4 rows; a 2-row rectangle asked for 8 rows.
-    std::vector<uint8_t> pixels(16 * 10, kGuard);
-    ImageRect rect{16, 2, 16, 8, 0, 0, pixels.data(), 0};
-    EXPECT_EQ(jpegDecodeScaleOutputToRect(handle, &rect, 8, JPEG_SCALE_1_2), 8);
-    jpegDecodeEpilog(handle);
-    for (size_t i = 0; i < pixels.size(); ++i) ASSERT_EQ(pixels[i], i < 32 ? 128 : kGuard) << "byte " << i;
-    EXPECT_TRUE(reports.reports().empty());
 }
