@@ -5,7 +5,6 @@
 #include "encoder/bit_writer.h"
 #include "encoder/encode_tables.h"
 #include "encoder/marker_writer.h"
-#include "runtime/heap.h"
 #include "runtime/report.h"
 
 namespace encoder {
@@ -48,8 +47,8 @@ int32_t finishAndDestroy(JpegContext* context, JpegEncodeParams* receiver) {
         if (receiver) {
             receiver->outputBuffer = bf->memCursor;
             receiver->outputSize = bf->memLength;
-        } else if (bf->memCursor) {
-            (void)complibFreeMemory(bf->memCursor);
+        } else {
+            (void)jpegFreeMemory(bf->memCursor);  // a plain block, like the one a caller receives
         }
     }
     uint32_t status = bf->status;

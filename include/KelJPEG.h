@@ -91,7 +91,10 @@ typedef struct JpegContext* JpegHandle;
  *    YCCK (transform 2) stored inverted as Adobe writes them and shown as
  *    blue-green-red; without Adobe or JFIF, identifiers 'R','G','B' mean RGB;
  *  - rows are counted per call (rows = rows wanted now, written from the top
- *    of rect, at most rect->height of them when that is set); the reduced
+ *    of rect, at most rect->height of them, which must be set); rect's
+ *    bitsPerPixel must be the pixel written: 8 grey, 24 colour, 8 x the
+ *    components raw, and for lossless frames 8 x the components x the bytes
+ *    of a sample (2 above 8 bits), else the call returns 0; the reduced
  *    scales average the full-size picture and exist for every frame type.
  * The whole stream is read by the prolog, so JPEG_OPT_PARTIAL_BITSTREAM is
  * refused ("Illegal options"); a progressive frame may still be shown one
@@ -184,7 +187,9 @@ typedef struct JpegEncodeParams {
     uint16_t options;           /* JPEG_OPT_* */
     uint32_t reserved;
     const JfifInfo* jfif;       /* read when the JFIF segment is written */
-    uint8_t* outputBuffer;      /* out, memory mode: release with jpegFreeMemory */
+    uint8_t* outputBuffer;      /* out, memory mode: a plain block of the process heap, released with
+                                 * HeapFree(GetProcessHeap(), 0, p) on Windows, free(p) elsewhere,
+                                 * or jpegFreeMemory(p) */
     uint32_t outputSize;        /* out, memory mode */
 } JpegEncodeParams;
 
@@ -278,16 +283,24 @@ KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetPartialBitstream(JpegHandle contex
  * bitsPerPixel must be 8 times their count). rows (low 16 bits) is the row up
  * to which to decode, counted from the top of the image: a first call asks
  * for rows 0..rows-1, a later one passes the end row it wants. Every call
- * writes from the top of rect, and its first band is a whole MCU row high
- * (a band of a frame whose height is still to come from DNL always is);
- * when rect->height is set (> 0), rows that would fall below it are decoded
- * but not written; a height of 0 is not read, and the rectangle must then
- * have room for every band. Lossless frames count rows per call instead (at
- * least one row, at most rect->height when it is set). Returns the rows delivered by this call, or 0 on failure. */
+ * writes from the top of rect, and its first band is a whole MCU row high.
+ * rect->height is not read: each band the call decodes is written whole, also
+ * rows below the picture, and the count returned is the bands' count.
+ * Room a rectangle needs: rows rounded up to a whole MCU row (when rows is at
+ * least one MCU row high; otherwise rows). The MCU row is 8 x the largest
+ * vertical sampling factor (8 or 16; params->samplingSignature holds the
+ * factors); a frame whose height is still to come from DNL and a progressive
+ * frame do write those whole MCU rows, a sequential frame of known height
+ * writes at most rows. Lossless frames count rows per call instead (at least
+ * one, at most rows). Returns the rows delivered by this call, or 0 on
+ * failure. In standard mode (JPEG_OPT_STANDARD) rows are counted per call and
+ * never written below rect->height, which must be set. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows);
-/* As jpegDecodeToRect, in rows of the picture reduced to `scale`; here a band
- * of a frame whose height is still unknown stops at the rows asked for. Rows
- * below rect->height (when set) are not written either. */
+/* As jpegDecodeToRect, in rows of the picture reduced to `scale`; the MCU row
+ * is halved for each step down (at 1/8 a 4:2:0 frame has MCU rows of 2), and
+ * the last band stops at the rows asked for also while the height is still
+ * unknown, so the room needed is rows rounded up to a whole reduced MCU row.
+ * Progressive frames are delivered at full size. */
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHandle context, ImageRect* rect, uint32_t rows,
                                                              int32_t scale);
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetProgressiveMode(JpegHandle context, uint32_t mode);
@@ -315,7 +328,9 @@ KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromYUV411(JpegHandle context, const
                                                       uint32_t height);
 KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromYVU411(JpegHandle context, const uint8_t* planes, uint32_t width,
                                                       uint32_t height);
-/* Releases a memory-mode output block handed back by jpegEncodeEpilog. */
+/* Releases a memory-mode output block handed back by jpegEncodeEpilog, as
+ * the platform's own release would. Returns 0 (also for null), or -1 after a
+ * report when the heap refuses the block. */
 KELJPEG_API int32_t KELJPEG_CALL jpegFreeMemory(void* block);
 
 /* ---- Bitmaps and TWAIN -------------------------------------------------- */

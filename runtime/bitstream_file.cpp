@@ -37,12 +37,15 @@ constexpr uint32_t kMaxMemoryOutput = 0x7FFFF000u;  // keeps the capacity a posi
 uint32_t roundUpToBuffer(uint32_t n) { return (n + (kBitstreamBufferSize - 1)) & ~(kBitstreamBufferSize - 1); }
 
 // Makes room for the bytes [memPosition, newEnd) of a memory-mode output.
+// The block is handed to the caller as the encoded stream, so it is a plain
+// process-heap block with nothing in front of it (hosts release it with the
+// platform's own call); it never goes through the tagged heap wrappers.
 bool growMemoryOutput(BitstreamFile* bf, uint32_t newEnd) {
     if (bf->memPosition != 0) {
         if (newEnd <= bf->memCapacity) return true;
         uint8_t* grown = newEnd > kMaxMemoryOutput
                              ? nullptr
-                             : static_cast<uint8_t*>(complibReallocMemory(bf->memCursor, roundUpToBuffer(newEnd)));
+                             : static_cast<uint8_t*>(platform::heapRealloc(bf->memCursor, roundUpToBuffer(newEnd)));
         if (!grown) {
             report(KJ_TEXT("complibWriteBitstreamFile"), KJ_TEXT("GlobalRealloc failed"));
             return false;
@@ -54,15 +57,14 @@ bool growMemoryOutput(BitstreamFile* bf, uint32_t newEnd) {
     // Writing from position 0 reuses a block that is large enough. A smaller
     // earlier block is not released: after a frame restart it belongs to the caller.
     if (newEnd <= bf->memCapacity && bf->memCursor) return true;
-    uint8_t* fresh = newEnd > kMaxMemoryOutput
-                         ? nullptr
-                         : static_cast<uint8_t*>(complibAllocMemory(std::max(roundUpToBuffer(newEnd), kBitstreamBufferSize)));
+    uint32_t capacity = std::max(roundUpToBuffer(newEnd), kBitstreamBufferSize);
+    uint8_t* fresh = newEnd > kMaxMemoryOutput ? nullptr : static_cast<uint8_t*>(platform::heapAlloc(capacity));
     if (!fresh) {
         report(KJ_TEXT("complibWriteBitstreamFile"), KJ_TEXT("GlobalAlloc failed"));
         return false;
     }
     bf->memCursor = fresh;
-    bf->memCapacity = std::max(roundUpToBuffer(newEnd), kBitstreamBufferSize);
+    bf->memCapacity = capacity;
     return true;
 }
 

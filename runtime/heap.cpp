@@ -5,9 +5,9 @@
 #include "runtime/platform.h"
 #include "runtime/report.h"
 
-// Every block carries a small header with an ownership tag, so that releasing
-// a block the heap does not own (or releasing one twice) is detected and
-// reported instead of corrupting the heap.
+// Every block the library keeps for itself carries a small header with an
+// ownership tag, so that releasing a block the heap does not own (or
+// releasing one twice) is detected and reported instead of corrupting the heap.
 namespace {
 
 constexpr uint64_t kOwnedTag = 0x4B454C4A50454731ull;  // "KELJPEG1"
@@ -55,7 +55,12 @@ void* complibReallocMemory(void* block, size_t size) {
     return raw ? payloadOf(raw) : nullptr;
 }
 
+// The encoded stream a caller receives is a plain process-heap block (see
+// the memory-mode output of the bitstream files), not one of the tagged blocks
+// above: hosts may release it with the platform's own call instead.
 extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegFreeMemory(void* block) {
     if (!block) return 0;
-    return complibFreeMemory(block) == 0 ? 0 : -1;
+    if (platform::heapFree(block)) return 0;
+    complibReportError(KJ_TEXT("COMPL"), JPEG_SEVERITY_ERROR, KJ_TEXT("HeapFree () failed."));
+    return -1;
 }

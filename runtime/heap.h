@@ -1,4 +1,7 @@
-// Heap wrappers: every buffer of the library except the context block.
+// Heap wrappers: every buffer the library keeps for itself. The context block
+// and the memory-mode output stream (a plain process-heap block, because the
+// caller receives it and releases it with HeapFree / free() or jpegFreeMemory)
+// do not come from here.
 #pragma once
 
 #include <cstddef>

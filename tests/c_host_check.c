@@ -2,6 +2,8 @@
  * compiler sees, and calls the library through the shared object. */
 #include <stddef.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "KelJPEG.h"
 
@@ -35,7 +37,52 @@ static void KELJPEG_CALL countReport(void* user, const KelChar16* source, int32_
     ++reports;
 }
 
+/* Encodes a noisy grey picture to memory, large enough that the stream
+ * grows past its first 4096-byte block. Returns the stream or null. */
+static uint8_t* encodeToMemory(uint32_t* size) {
+    enum { kSide = 96 };
+    static uint8_t pixels[kSide * kSide];
+    uint32_t seed = 12345;
+    JpegEncodeParams params;
+    ImageRect rect;
+    JpegHandle jpeg;
+    int i;
+    for (i = 0; i < kSide * kSide; ++i) {
+        seed = seed * 1103515245u + 12345u;
+        pixels[i] = (uint8_t)(seed >> 24);
+    }
+    memset(&params, 0, sizeof params);
+    params.samplingFactors = 0x11;
+    params.width = kSide;
+    params.height = kSide;
+    params.componentCount = 1;
+    params.quality = 100;
+    params.options = JPEG_OPT_MEMORY;
+    memset(&rect, 0, sizeof rect);
+    rect.width = kSide;
+    rect.height = kSide;
+    rect.stride = kSide;
+    rect.bitsPerPixel = 8;
+    rect.bits = pixels;
+    jpeg = jpegEncodeProlog(NULL, &params);
+    if (jpeg == NULL) return NULL;
+    if (jpegEncodeFromRect(jpeg, &rect, kSide) != kSide) {
+        jpegEncodeEpilog(jpeg);
+        jpegFreeMemory(params.outputBuffer);
+        return NULL;
+    }
+    if (jpegEncodeEpilog(jpeg) != 0) {
+        jpegFreeMemory(params.outputBuffer);
+        return NULL;
+    }
+    *size = params.outputSize;
+    return params.outputBuffer;
+}
+
 int main(void) {
+    uint8_t* stream;
+    uint32_t size = 0;
+
     CHECK(offsetof(JpegDecodeParams, options) == 14);
     CHECK(offsetof(JpegDecodeParams, startOffset) == 16);
     CHECK(offsetof(JpegDecodeParams, jfifInfo) == 20);
@@ -49,6 +96,23 @@ int main(void) {
 
     jpegSetReportHandler(countReport, NULL);
     CHECK(jpegFreeMemory(NULL) == 0);
+
+    /* The memory-mode stream is a plain block of the process heap: a host
+     * releases it with the platform's own call, as legacy hosts do. */
+    stream = encodeToMemory(&size);
+    CHECK(stream != NULL && size > 4096);
+    CHECK(stream[0] == 0xFF && stream[1] == 0xD8 && stream[size - 2] == 0xFF && stream[size - 1] == 0xD9);
+#ifdef _WIN32
+    CHECK(HeapValidate(GetProcessHeap(), 0, stream));
+    CHECK(HeapSize(GetProcessHeap(), 0, stream) >= size);
+    CHECK(HeapFree(GetProcessHeap(), 0, stream));
+#else
+    free(stream);
+#endif
+    stream = encodeToMemory(&size);
+    CHECK(stream != NULL);
+    CHECK(jpegFreeMemory(stream) == 0);
+    CHECK(reports == 0);
     jpegSetReportHandler(NULL, NULL);
     puts("C host OK");
     return 0;

@@ -10,7 +10,6 @@
 #include "encoder/block_coder.h"
 #include "encoder/encode_tables.h"
 #include "encoder/forward_dct.h"
-#include "runtime/heap.h"
 #include "test_support.h"
 
 using namespace encoder;
@@ -26,7 +25,7 @@ struct MemorySink {
         EXPECT_EQ(complibCreateBitstreamFile(&bf), 0u);
     }
     ~MemorySink() {
-        if (bf.memCursor) complibFreeMemory(bf.memCursor);
+        jpegFreeMemory(bf.memCursor);
     }
     Bytes bytes() {
         EXPECT_EQ(flushOutput(&bf), 0);
