@@ -26,8 +26,5 @@ uint8_t fetchByteSlow(BitstreamFile* bf) {
 }
 
 void skipHeaderBytes(BitstreamFile* bf, uint32_t count) {
-    for (uint32_t i = 0; i < count; ++i) {
-        (void)getHeaderBits(bf, 8);
-        if (bitReaderPastEnd(bf)) return;
-    }
+    for (uint32_t i = 0; i < count; ++i) (void)getHeaderBits(bf, 8);
 }

@@ -95,6 +95,7 @@ inline uint16_t peekMarker(BitstreamFile* bf) {
 // Used right after peekMarker: the marker's bits are already buffered.
 inline void skipMarker(BitstreamFile* bf) { dropBits(bf, 16 + bf->bitCount % 8); }
 
-// Skips count header bytes; stops early once the data has ended, so that a
-// segment length that runs past the end costs one report, not thousands.
+// Skips count header bytes. A count that runs past the end of the data is
+// skipped in full, each missing byte reported; counts come from 16-bit
+// segment lengths or a thumbnail's size, so the work stays bounded.
 void skipHeaderBytes(BitstreamFile* bf, uint32_t count);

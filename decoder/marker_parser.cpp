@@ -115,9 +115,9 @@ uint32_t readJfifBody(JpegContext* context, uint32_t segmentLength) {
         info->units = dec.densityUnits;
         info->thumbnailWidth = dec.thumbnailWidth;
         info->thumbnailHeight = dec.thumbnailHeight;
-        // A thumbnail claimed past the end of the data costs one report, not one per byte.
-        for (uint32_t i = 0; i < thumbnailBytes && !bitReaderPastEnd(bf); ++i)
-            info->thumbnail[i] = static_cast<uint8_t>(read8(bf));
+        // The buffer holds the largest thumbnail, so the count is read whole,
+        // past the end of the data as well (0xFF bytes, each reported).
+        for (uint32_t i = 0; i < thumbnailBytes; ++i) info->thumbnail[i] = static_cast<uint8_t>(read8(bf));
         left -= static_cast<int32_t>(thumbnailBytes);
         return left > 0 ? static_cast<uint32_t>(left) : 0;
     }
@@ -153,12 +153,14 @@ void readComSegment(JpegContext* context) {
 }
 
 // Walks the table and miscellaneous segments; returns the first other marker
-// (not consumed), or kWalkFailed after a report.
+// (not consumed), or kWalkFailed after a report. Past the end of the data the
+// peek sees 0xFFFF, which stops the walk like any other unknown marker and
+// leaves the caller to judge it: as a frame marker it is refused, before a
+// scan it keeps the previous scan header.
 int32_t walkMiscellaneousSegments(JpegContext* context) {
     BitstreamFile* bf = context->bitstream;
     for (;;) {
         uint16_t marker = peekMarker(bf);
-        if (bitReaderPastEnd(bf)) return kWalkFailed;  // the reader has reported
         if (marker == 0xFFC4) {
             if (!readDhtSegment(context)) return kWalkFailed;
         } else if (marker == 0xFFDB) {
@@ -236,7 +238,6 @@ void computeGeometry(DecoderState& dec) {
         badTable |= tableNumber > 3;
         std::memcpy(context->components[i].quant, context->quantTables[tableNumber & 3], sizeof(int32_t) * 64);
     }
-    if (bitReaderPastEnd(bf)) return false;
     if (dec.maxH >= 3 || dec.maxV >= 3 || zeroFactor) {
         reportJpegError(KJ_TEXT("unsupported sampling factor"));
         return false;
@@ -271,22 +272,25 @@ void computeGeometry(DecoderState& dec) {
         return false;
     }
     scan.componentCount = static_cast<uint8_t>(count);
+    bool badTable = false;
     for (uint32_t i = 0; i < count; ++i) {
         scan.components[i].selector = static_cast<uint8_t>(read8(bf));
         uint32_t tables = read8(bf);
         scan.components[i].dcTable = static_cast<uint8_t>(tables >> 4);
         scan.components[i].acTable = static_cast<uint8_t>(tables & 15);
-        if ((tables >> 4) > 3 || (tables & 15) > 3) {
-            reportJpegError(KJ_TEXT("invalid SOS segment syntax"));
-            return false;
-        }
+        badTable |= (tables >> 4) > 3 || (tables & 15) > 3;
     }
     scan.ss = static_cast<uint8_t>(read8(bf));
     scan.se = static_cast<uint8_t>(read8(bf));
     uint32_t approximation = read8(bf);
     scan.ah = static_cast<uint8_t>(approximation >> 4);
     scan.al = static_cast<uint8_t>(approximation & 15);
-    if (bitReaderPastEnd(bf)) return false;
+    // The segment is read whole before a table number is refused, so that
+    // the end of the data inside it is reported byte by byte.
+    if (badTable) {
+        reportJpegError(KJ_TEXT("invalid SOS segment syntax"));
+        return false;
+    }
     context->dec.scan = scan;
     return true;
 }

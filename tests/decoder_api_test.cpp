@@ -214,6 +214,107 @@ TEST(DecodeProlog, HeaderFailuresReportTheirReason) {
     }
 }
 
+// Data that ends inside the headers: the end is reported once ("read
+// failed."), every byte asked for after it once more, and the parse goes on
+// as if 0xFF bytes followed, so the parser's own reason comes next.
+TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
+    const std::string readFailed = "read failed.", pastEnd = "found unexpected end of JPEG file",
+                      badSof = "unsupported SOF coding mode", badSampling = "unsupported sampling factor",
+                      frameFailed = "Frame Level parse failed.";
+    MiniJpeg spec = colourImage(16, 16, 0x22, 1);
+    // JFIF with a 2 x 1 thumbnail, bytes 20 to 25 of the file.
+    spec.extraSegments = {0xFF, 0xE0, 0x00, 0x16, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 72, 0, 72, 2, 1, 9, 9, 9, 9, 9, 9};
+    const auto base = buildMiniJpeg(spec);
+    const size_t dqt = segmentAt(base, 0xDB), dht = segmentAt(base, 0xC4), dri = segmentAt(base, 0xDD),
+                 sof = segmentAt(base, 0xC0), sos = segmentAt(base, 0xDA);
+    auto upTo = [&base](size_t end) { return std::vector<uint8_t>(base.begin(), base.begin() + static_cast<ptrdiff_t>(end)); };
+    // An APP1 holding an embedded picture, cut right after that picture's EOI:
+    // the file ends in FF D9 and passes the completeness check.
+    const std::vector<uint8_t> exifCut = {0xFF, 0xD8, 0xFF, 0xE1, 0x00, 0x40, 'E', 'x', 'i', 'f', 0, 0, 0xFF, 0xD8, 0xFF, 0xD9};
+    const uint16_t partial = JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM | JPEG_OPT_JFIF;
+    struct Run {
+        std::string text;
+        int count = 1;
+    };
+    // Most cases: the missing bytes the parse asks for, then its reason.
+    auto ends = [&](int missing, const std::string& reason) {
+        return std::vector<Run>{{readFailed}, {pastEnd, missing - 1}, {reason}, {frameFailed}};
+    };
+    const struct {
+        const char* what;
+        std::vector<uint8_t> data;
+        uint16_t options;  // without memory mode the data is read from a file
+        std::vector<Run> reports;
+        bool opens;
+    } cases[] = {
+        {"SOI", {0xFF}, partial, ends(1, "extraneous bytes before SOI marker"), false},
+        // Length 0x00FF: 5 identifier bytes, Ln - 7 skipped, 2 peeked for the next marker.
+        {"APP0 length", upTo(5), partial, ends(1 + 5 + 248 + 2, badSof), false},
+        // 4 thumbnail bytes copied out, 0xFF among them.
+        {"JFIF thumbnail", upTo(22), partial, ends(4 + 2, badSof), false},
+        // Without the copy the thumbnail's bytes are dropped and skipped again.
+        {"JFIF thumbnail dropped", upTo(22), partial & ~JPEG_OPT_JFIF, ends(4 + 6 + 2, badSof), false},
+        {"DQT entries", upTo(dqt + 15), partial, ends(54 + 2, badSof), false},
+        // 13 counts of 0xFF: more symbols than the segment holds.
+        {"DHT counts", upTo(dht + 8), partial, ends(13, "invalid DHT segment syntax"), false},
+        {"DHT symbols", upTo(dri - 2), partial, ends(2 + 2, badSof), false},
+        // A malformed DRI is reported and the walk goes on.
+        {"DRI length", upTo(dri + 3), partial,
+         {{readFailed}, {"invalid DRI segment syntax"}, {pastEnd, 2 + 2}, {badSof}, {frameFailed}}, false},
+        // Sampling byte 0xFF on the second component.
+        {"SOF component", upTo(sof + 14), partial, ends(5, badSampling), false},
+        // 0xFFFF samples per line and 255 components, all read.
+        {"SOF size", upTo(sof + 6), partial, ends(4 + 255 * 3, badSampling), false},
+        // The walk stops at 0xFFFF; the scan header of a frame without SOS stays empty.
+        {"before SOS", upTo(sos), partial, {{readFailed}, {pastEnd}}, true},
+        // Table byte 0xFF on the first component; the rest of the segment is still read.
+        {"SOS tables", upTo(sos + 6), partial, ends(1 + 2 + 2 + 3, "invalid SOS segment syntax"), false},
+        {"SOS selection", upTo(sos + 11), partial, {{readFailed}, {pastEnd, 2}}, true},
+        // 62 bytes to skip, 10 of them there.
+        {"APP1 ending in FF D9, file", exifCut, 0, ends(52 + 2, badSof), false},
+    };
+    std::vector<uint8_t> jfifBuffer(7 + 3 * 255 * 255);
+    for (const auto& c : cases) {
+        std::vector<std::string> expected;
+        for (const Run& run : c.reports) expected.insert(expected.end(), run.count, run.text);
+        JpegDecodeParams params{};
+        params.options = c.options;
+        params.jfifInfo = reinterpret_cast<JfifInfo*>(jfifBuffer.data());
+        WideName name;
+        if (c.options & JPEG_OPT_MEMORY) {
+            params.data = c.data.data();
+            params.dataLength = static_cast<uint32_t>(c.data.size());
+        } else {
+            std::string path = tempPath("headers_cut_short.jpg");
+            writeFileBytes(path, c.data);
+            name = wideName(path);
+        }
+        ReportCapture capture;
+        JpegHandle handle = jpegDecodeProlog(name.c_str(), &params);
+        EXPECT_EQ(handle != nullptr, c.opens) << c.what;
+        EXPECT_EQ(capture.texts(), expected) << c.what;
+        if (handle) jpegDecodeEpilog(handle);
+    }
+
+    // At every cut in the headers the end is reported first and once, and a
+    // failure always names the parser's reason before the summary.
+    const auto bytes = buildMiniJpeg(colourImage(16, 16, 0x22, 1));
+    for (size_t cut = 1; cut < segmentAt(bytes, 0xDA) + 14; ++cut) {
+        ReportCapture capture;
+        MemoryDecode d(std::vector<uint8_t>(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(cut)),
+                       JPEG_OPT_PARTIAL_BITSTREAM);
+        const std::vector<std::string> texts = capture.texts();
+        ASSERT_FALSE(texts.empty()) << cut;
+        EXPECT_EQ(texts.front(), readFailed) << cut;
+        EXPECT_EQ(std::count(texts.begin(), texts.end(), readFailed), 1) << cut;
+        if (d.handle) continue;
+        ASSERT_GE(texts.size(), 3u) << cut;
+        EXPECT_EQ(texts.back(), frameFailed) << cut;
+        EXPECT_NE(texts[texts.size() - 2], pastEnd) << cut;
+        EXPECT_NE(texts[texts.size() - 2], readFailed) << cut;
+    }
+}
+
 TEST(DecodeToRect, RawOutputOfEverySamplingComponentCountAndRestartInterval) {
     const struct {
         uint16_t width, height, restartInterval;
