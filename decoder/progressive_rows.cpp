@@ -137,17 +137,24 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
     const int32_t start = static_cast<int32_t>(dec.rowsDelivered);
     int32_t delivered = start;
     ImageRect band = *rect;  // its height is never read: each band is written whole
-    // The cursor never leaves the buffer: rows past the last MCU row are not rebuilt.
-    for (; mcuRow < dec.mcuRows; ++mcuRow) {
-        dec.progressiveCursor = mcuRowStart(context, mcuRow);
-        band.height = rowsThisBand;
-        writeMcuRow(context, stage, &band, rect);
+    for (;; ++mcuRow) {
+        // A band past the last MCU row can only be one of no rows or fewer
+        // (the rows delivered already reach the frame's lines): it writes
+        // nothing and is not rebuilt, so the cursor never leaves the buffer,
+        // but its rows still count. With rows delivered 16 of 20 in MCU rows
+        // of 8, a call for 16 writes rows 16..23, counts 8, then -4 for the
+        // band past the end: it returns 4 and the next call starts a pass.
+        if (mcuRow < dec.mcuRows) {
+            dec.progressiveCursor = mcuRowStart(context, mcuRow);
+            band.height = rowsThisBand;
+            writeMcuRow(context, stage, &band, rect);
+        }
         band.bits += static_cast<ptrdiff_t>(rect->stride) * mcuHeight;
         delivered += rowsThisBand;
         const int32_t linesLeft = lines - delivered;
         if (linesLeft < mcuHeight) {
             rowsThisBand = linesLeft;
-            if (rowsThisBand <= 0) break;
+            if (rowsThisBand == 0) break;
         }
         requested -= mcuHeight;
         if (requested < 1) break;

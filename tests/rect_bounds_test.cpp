@@ -77,8 +77,12 @@ TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
         {"DNL frame", greyDnl, JPEG_SCALE_FULL, 16, 1, {{12, 16, {{8, 128}, {8, 138}}}}},
         {"DNL frame, half size clips at the rows asked", greyDnl, JPEG_SCALE_1_2, 8, 1,
          {{6, 6, {{4, 128}, {2, 138}}}}},
-        {"progressive", flat_stream::flatGreyStream(0xC2, 16, 24, 1), JPEG_SCALE_FULL, 16, 1,
-         {{12, 16, {{16, 0}}}, {8, 8, {{8, 0}}}}},
+        // Progressive rows are a count. The second call writes the last MCU
+        // row whole (rows 16..23 of a 20-row picture) and counts 8, then -4
+        // for a band past the last MCU row: 4, and the picture is complete,
+        // so the third call starts a new pass from the top.
+        {"progressive", flat_stream::flatGreyStream(0xC2, 16, 20, 1), JPEG_SCALE_FULL, 16, 1,
+         {{12, 16, {{16, 0}}}, {16, 4, {{8, 0}}}, {8, 8, {{8, 0}}}}},
         {"lossless", flat_stream::flatGreyStream(0xC3, 16, 24, 1), JPEG_SCALE_FULL, 16, 1, {{3, 3, {{3, 0}}}}},
     };
     for (const StripCase& c : cases) {
