@@ -8,6 +8,7 @@
 #include "bitmap/dither_palette.h"
 #include "bitmap/rect_to_dib.h"
 #include "context/jpeg_context.h"
+#include "decoder/decode_route.h"
 #include "runtime/image_rect.h"
 #include "runtime/limits.h"
 #include "runtime/report.h"
@@ -53,13 +54,17 @@ void fillHeader(const JpegContext* context, BITMAPINFOHEADER* header, uint32_t w
 // known height writes at most the rows asked for; one awaiting DNL and a
 // progressive pass write whole MCU rows, so 20 lines of a 4:2:0 frame would
 // write 32.
-bool directViewFits(const BITMAPINFOHEADER* header, uint32_t componentCount, uint32_t width, uint32_t imageHeight,
-                    bool progressive, uint32_t lines, int64_t rowStep) {
+bool directViewFits(const JpegContext* context, const BITMAPINFOHEADER* header, uint32_t width, uint32_t lines,
+                    int64_t rowStep) {
+    const uint32_t componentCount = context->dec.componentCount;
     bool sameLayout = (componentCount == 1 && header->biBitCount == 8) || (componentCount == 3 && header->biBitCount == 24);
     if (!sameLayout || int64_t{width} > header->biWidth) return false;
     int64_t bitmapRows = std::llabs(static_cast<int64_t>(header->biHeight));
     if (lines > bitmapRows || rowStep > INT32_MAX / bitmapRows) return false;
-    return (imageHeight != 0 && !progressive) || (lines & 0xFFFF) % kMaxMcuHeight == 0;
+    const RowOvershoot overshoot = routeOf(context).overshoot;
+    const bool exact = overshoot == RowOvershoot::Never ||
+                       (overshoot == RowOvershoot::WhileHeightUnknown && context->dec.imageHeight != 0);
+    return exact || (lines & 0xFFFF) % kMaxMcuHeight == 0;
 }
 
 int32_t decodeThroughRect(JpegContext* context, ImageRect* rect, uint32_t lines, void* bits,
@@ -112,8 +117,7 @@ extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToWinDIBits(Jpe
     rect.height = static_cast<int32_t>(lines);
     rect.bitsPerPixel = 8 * static_cast<int32_t>(componentCount);
     int64_t rowStep = (int64_t{header->biWidth} * componentCount + 3) & ~int64_t{3};
-    const bool progressive = context->frame.sofMarker == 0xFFC2 && !context->dec.standard;
-    if (!directViewFits(header, componentCount, width, context->dec.imageHeight, progressive, lines, rowStep))
+    if (!directViewFits(context, header, width, lines, rowStep))
         return decodeThroughRect(context, &rect, lines, bits, header, scale);
     // Bottom-up rows seen top-down: start at the last stored row, step back.
     rect.bits = static_cast<uint8_t*>(bits) + (int64_t{lines} - 1) * rowStep;

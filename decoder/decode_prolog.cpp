@@ -3,7 +3,8 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/marker_parser.h"
-#include "decoder/standard_decode.h"
+#include "decoder/decode_route.h"
+#include "decoder/standard/standard_decode.h"
 #include "runtime/bitstream_file.h"
 #include "runtime/file.h"
 #include "runtime/heap.h"
@@ -148,9 +149,14 @@ JpegHandle jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params)
     dec.pendingCount = 0;
     dec.pendingTables[0] = -1;
     dec.restartInterval = 0;
+    // The mode is known now and the frame kind once the headers are read;
+    // until then the route only knows which buffers a failed prolog releases.
+    const bool standard = (params->options & JPEG_OPT_STANDARD) != 0;
+    dec.route = standard ? chooseStandardRoute(context) : chooseLegacyRoute(context);
     if (const KelChar16* failure = openSource(context, params)) return failProlog(context, failure);
-    if (params->options & JPEG_OPT_STANDARD) {  // standard mode reads the stream its own way from here
+    if (standard) {  // standard mode reads the stream its own way from here
         if (const KelChar16* failure = openStandardDecode(context, params)) return failProlog(context, failure);
+        dec.route = chooseStandardRoute(context);
         context->stateTag = kDecoderStateTag;
         context->stateVersion = kDecoderStateVersion;
         return context;
@@ -158,6 +164,7 @@ JpegHandle jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params)
     dec.densityUnits = 0;
     context->params = params;
     if (parseFrameHeaders(context) != 0) return failProlog(context, KJ_TEXT("Frame Level parse failed."));
+    dec.route = chooseLegacyRoute(context);
     dec.scanDataOffset = complibGetBitstreamPosition(context->bitstream);
     dec.currentScale = -1;
     writeBackGeometry(context, params);
@@ -167,10 +174,8 @@ JpegHandle jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params)
     return context;
 }
 
-int32_t jpegDecodeEpilog(JpegHandle context) {
-    if (!context) return -1;
+void releaseLegacyBuffers(JpegContext* context) {
     DecoderState& dec = context->dec;
-    releaseStandardDecode(context);
     for (void* buffer : {static_cast<void*>(dec.mcuXYBlocksIndex), static_cast<void*>(dec.mcuXYBlocks),
                          static_cast<void*>(dec.mcuBlocks), static_cast<void*>(dec.spatialPrevLine)}) {
         if (buffer) (void)complibFreeMemory(buffer);
@@ -180,29 +185,17 @@ int32_t jpegDecodeEpilog(JpegHandle context) {
     dec.mcuBlocks = nullptr;
     dec.spatialPrevLine = nullptr;
     dec.losslessRowScratch = nullptr;
+}
+
+int32_t jpegDecodeEpilog(JpegHandle context) {
+    if (!context) return -1;
+    routeOf(context).release(context);
     return complibDestroyJpegContext(context);
 }
 
 int32_t jpegDecodeGetImageSize(JpegHandle context, uint32_t* width, uint32_t* height, int32_t scale) {
     if (!context) return -1;
-    if (context->dec.standard) {
-        standardImageSize(context, scale, width, height);
-        return 0;
-    }
-    uint32_t w = context->dec.imageWidth, h = context->dec.imageHeight;
-    // Reduced sizes exist for sequential frames only; they round up.
-    if (context->frame.sofMarker < kSofProgressive && scale != 3) {
-        uint32_t shift = static_cast<uint32_t>(3 - scale);
-        if (shift >= 32) {
-            w = h = 0;
-        } else {
-            uint64_t round = (uint64_t{1} << shift) - 1;
-            w = static_cast<uint32_t>((w + round) >> shift);
-            h = static_cast<uint32_t>((h + round) >> shift);
-        }
-    }
-    if (width) *width = w;
-    if (height) *height = h;
+    routeOf(context).imageSize(context, scale, width, height);
     return 0;
 }
 

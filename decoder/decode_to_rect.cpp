@@ -2,9 +2,8 @@
 #include "decoder/decode_to_rect.h"
 
 #include "context/jpeg_context.h"
-#include "decoder/lossless_decode.h"
-#include "decoder/progressive_decode.h"
-#include "decoder/standard_decode.h"
+#include "decoder/decode_route.h"
+#include "decoder/scaled_output.h"
 
 int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const BandLoopSetup& setup) {
     DecoderState& dec = context->dec;
@@ -45,22 +44,46 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
     return position - start;
 }
 
+int32_t deliverSequentialRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale) {
+    DecoderState& dec = context->dec;
+    if (!dec.mcuBlocks) return 0;
+    BandLoopSetup setup{};
+    if (scale >= 3) {
+        setup.decodeMcu = decodeMcuFull;
+        setup.expand = selectExpander(context);
+        setup.write = selectPixelWriter(context, rect);
+        setup.mcuWidth = static_cast<int32_t>(dec.mcuWidth);
+        setup.mcuHeight = static_cast<int32_t>(dec.mcuHeight);
+        setup.columnsPerBand = rect->width;
+        setup.clipWithoutHeight = false;
+    } else {
+        // There is no raw-component output at reduced size.
+        setup.decodeMcu = reducedMcuDecoder(scale);
+        if (!setup.decodeMcu || (context->options & JPEG_OPT_RAW_COMPONENTS)) return 0;
+        setup.expand = scaledExpander(context);
+        setup.write = dec.componentCount < 3 ? jpegDecodeScaleWriteGray : jpegDecodeScaleWriteBGR;
+        const int32_t shift = 3 - scale;
+        setup.mcuWidth = static_cast<int32_t>(dec.mcuWidth) >> shift;
+        setup.mcuHeight = static_cast<int32_t>(dec.mcuHeight) >> shift;
+        uint32_t width = 0;
+        routeOf(context).imageSize(context, scale, &width, nullptr);
+        setup.columnsPerBand = static_cast<int32_t>(width);  // the scaled width, not the rectangle's
+        setup.clipWithoutHeight = true;
+    }
+    if (!setup.expand || !setup.write) return 0;
+    return runBandLoop(context, rect, rows, setup);
+}
+
 int32_t jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows) {
     if (!context || !rect) return 0;
-    if (context->dec.standard) return decodeStandardRows(context, rect, rows, 3);
-    // Progressive and lossless frames have drivers of their own.
-    uint16_t frameType = context->frame.sofMarker;
-    if (frameType == 0xFFC2) return decodeProgressiveRows(context, rect, rows);
-    if (frameType == 0xFFC3) return decodeLosslessRows(context, rect, rows);
-    if (!context->dec.mcuBlocks) return 0;
-    BandLoopSetup setup{};
-    setup.decodeMcu = decodeMcuFull;
-    setup.expand = selectExpander(context);
-    setup.write = selectPixelWriter(context, rect);
-    if (!setup.expand || !setup.write) return 0;
-    setup.mcuWidth = static_cast<int32_t>(context->dec.mcuWidth);
-    setup.mcuHeight = static_cast<int32_t>(context->dec.mcuHeight);
-    setup.columnsPerBand = rect->width;
-    setup.clipWithoutHeight = false;
-    return runBandLoop(context, rect, rows, setup);
+    return routeOf(context).deliverRows(context, rect, rows, JPEG_SCALE_FULL);
+}
+
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHandle context, ImageRect* rect,
+                                                                        uint32_t rows, int32_t scale) {
+    if (!context) return 0;
+    const DecodeRoute& route = routeOf(context);
+    route.nameScale(context, scale);  // before anything else: an unusable scale is recorded too
+    if (!rect) return 0;
+    return route.deliverRows(context, rect, rows, scale);
 }

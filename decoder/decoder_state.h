@@ -15,6 +15,7 @@
 struct JpegContext;
 struct ComponentRecord;
 struct StandardDecode;
+struct DecodeRoute;
 
 // A sample block: 64 signed 16-bit values in row-major order.
 constexpr int kBlockValues = 64;
@@ -48,6 +49,7 @@ using LosslessRowDecoder = int32_t (*)(JpegContext* context, uint8_t* row, const
 
 struct DecoderState {
     // ---- Per operation ----
+    const DecodeRoute* route;  // what the decode calls do, chosen by the prolog
     uint32_t scanDataOffset;   // byte position of the first entropy-coded byte of the first scan
     uint32_t progressiveMode;  // bit 0: one scan per output pass (progressive frames)
     uint32_t rowsDelivered;    // rows delivered in the current output pass

@@ -5,6 +5,7 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/huffman_decode.h"
+#include "decoder/decode_route.h"
 #include "decoder/lossless_decode.h"
 
 namespace {
@@ -116,4 +117,9 @@ int32_t decodeLosslessRows(JpegContext* context, ImageRect* rect, uint32_t rows)
     }
     if (dec.rowsDelivered != lines) std::memcpy(dec.spatialPrevLine, row, rowBytes(context));
     return delivered;
+}
+
+// A lossless frame has no reduced sizes (and no block buffers to reduce).
+int32_t deliverLosslessRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale) {
+    return scale >= 3 ? decodeLosslessRows(context, rect, rows) : 0;
 }

@@ -12,6 +12,7 @@
 #include "decoder/kernels.h"
 #include "decoder/marker_parser.h"
 #include "decoder/pixel_writers.h"
+#include "decoder/decode_route.h"
 #include "decoder/progressive_decode.h"
 #include "decoder/upsample.h"
 
@@ -173,4 +174,9 @@ extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetProgressiveMode(JpegHan
 extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryProgressiveComplete(JpegHandle context) {
     if (!context) return 1;
     return context->dec.lastMarker == kMarkerEoi ? 1 : 0;
+}
+
+// Progressive frames come at full size whatever the scale.
+int32_t deliverProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t) {
+    return decodeProgressiveRows(context, rect, rows);
 }

@@ -1,18 +1,14 @@
-// jpegDecodeScaleOutputToRect: sequential images at 1/8, 1/4 or 1/2 size
-// through the reduced MCU decoders; full size and progressive frames are
-// handed on. A change of scale between calls rewinds to the scan's start.
+// Sequential images at 1/8, 1/4 or 1/2 size: the reduced MCU decoders and
+// expanders, and the rewind to the scan's start when the scale changes.
 #include "context/jpeg_context.h"
-#include "decoder/decode_to_rect.h"
-#include "decoder/progressive_decode.h"
 #include "decoder/scaled_output.h"
-#include "decoder/standard_decode.h"
 #include "runtime/report.h"
 
 namespace {
 
-constexpr uint16_t kProgressiveFrame = 0xFFC2;
-constexpr uint16_t kLosslessFrame = 0xFFC3;
 constexpr uint32_t kSeekFailed = 0xFFFFFFFFu;
+
+}  // namespace
 
 McuDecoder reducedMcuDecoder(int32_t scale) {
     switch (scale) {
@@ -32,8 +28,6 @@ Expander scaledExpander(const JpegContext* context) {
     }
 }
 
-}  // namespace
-
 void rewindScan(JpegContext* context) {
     for (ComponentRecord& component : context->components) component.dcPredictor = 0;
     DecoderState& dec = context->dec;
@@ -52,35 +46,3 @@ void rewindScan(JpegContext* context) {
     bf->bytePosition = dec.scanDataOffset;  // keeps the position count true for the refills that follow
 }
 
-extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHandle context, ImageRect* rect,
-                                                                        uint32_t rows, int32_t scale) {
-    if (!context) return 0;
-    DecoderState& dec = context->dec;
-    if (dec.standard) {  // standard mode: every frame type, every scale
-        dec.currentScale = static_cast<int16_t>(scale);
-        return decodeStandardRows(context, rect, rows, scale);
-    }
-    // Recorded before any other test: an unusable scale or a progressive
-    // frame also takes the new scale and rewinds.
-    if (scale != dec.currentScale) {
-        if (dec.currentScale != -1) rewindScan(context);
-        dec.currentScale = static_cast<int16_t>(scale);
-    }
-    if (context->frame.sofMarker == kProgressiveFrame) return decodeProgressiveRows(context, rect, rows);
-    if (scale >= 3) return jpegDecodeToRect(context, rect, rows);
-    BandLoopSetup setup{};
-    setup.decodeMcu = reducedMcuDecoder(scale);
-    // A lossless frame has no block buffers to reduce.
-    if (!setup.decodeMcu || !rect || context->frame.sofMarker >= kLosslessFrame || !dec.mcuBlocks) return 0;
-    uint32_t width = 0, height = 0;
-    (void)jpegDecodeGetImageSize(context, &width, &height, scale);
-    setup.expand = scaledExpander(context);
-    if (!setup.expand || (context->options & JPEG_OPT_RAW_COMPONENTS)) return 0;
-    setup.write = dec.componentCount < 3 ? jpegDecodeScaleWriteGray : jpegDecodeScaleWriteBGR;
-    const int32_t shift = 3 - scale;
-    setup.mcuWidth = static_cast<int32_t>(dec.mcuWidth) >> shift;
-    setup.mcuHeight = static_cast<int32_t>(dec.mcuHeight) >> shift;
-    setup.columnsPerBand = static_cast<int32_t>(width);  // the scaled width, not the rectangle's
-    setup.clipWithoutHeight = true;
-    return runBandLoop(context, rect, rows, setup);
-}

@@ -8,7 +8,15 @@
 
 #include "KelJPEG.h"
 
+#include "decoder/mcu_decode.h"
+#include "decoder/upsample.h"
+
 struct JpegContext;
+
+// The reduced MCU decoder of scale 0, 1 or 2; null for any other scale.
+McuDecoder reducedMcuDecoder(int32_t scale);
+// The scaled expander for the MCU's shape; null for an unsupported one.
+Expander scaledExpander(const JpegContext* context);
 
 // Reduced block side for a scale code: 0 -> 1, 1 -> 2, 2 -> 4.
 inline int32_t reducedBlockSide(int32_t scale) { return 1 << scale; }

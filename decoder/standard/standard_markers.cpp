@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "decoder/huffman_decode.h"
-#include "decoder/standard_decode.h"
+#include "decoder/standard/standard_decode.h"
 #include "runtime/limits.h"
 #include "runtime/report.h"
 

@@ -8,7 +8,7 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/inverse_dct.h"
-#include "decoder/standard_decode.h"
+#include "decoder/standard/standard_decode.h"
 #include "runtime/heap.h"
 
 namespace {

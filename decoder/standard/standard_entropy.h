@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "decoder/standard_decode.h"
+#include "decoder/standard/standard_decode.h"
 
 struct EntropyReader {
     const uint8_t* data;

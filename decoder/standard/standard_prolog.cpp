@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "context/jpeg_context.h"
-#include "decoder/standard_decode.h"
+#include "decoder/standard/standard_decode.h"
 #include "runtime/bitstream_file.h"
 #include "runtime/heap.h"
 #include "runtime/limits.h"

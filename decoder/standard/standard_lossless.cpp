@@ -3,7 +3,7 @@
 // any sampling factors, interleaved or in scans of their own, decode alike.
 // The first line of a scan and of each restart interval predicts from the
 // left (its first sample from the mid value), every first column from above.
-#include "decoder/standard_entropy.h"
+#include "decoder/standard/standard_entropy.h"
 #include "runtime/report.h"
 
 namespace {

@@ -5,7 +5,7 @@
 // in raster order, one block per MCU; a scan of several walks MCUs of H x V
 // blocks per component. Restart intervals count those MCUs in every scan.
 #include "decoder/huffman_decode.h"
-#include "decoder/standard_entropy.h"
+#include "decoder/standard/standard_entropy.h"
 #include "runtime/report.h"
 
 namespace {
