@@ -50,6 +50,12 @@ int32_t deliverStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows
     return decodeStandardRows(context, rect, rows, scale);
 }
 
+// Both standard routes: the stream's block buffers are the legacy ones.
+void releaseStandard(JpegContext* context) {
+    releaseLegacyBuffers(context);
+    releaseStandardDecode(context);
+}
+
 int32_t deliverNothing(JpegContext*, ImageRect*, uint32_t, int32_t) { return 0; }
 void noImageSize(const JpegContext*, int32_t, uint32_t* width, uint32_t* height) {
     if (width) *width = 0;
@@ -64,8 +70,10 @@ const DecodeRoute kProgressive = {deliverProgressiveRows, fullImageSize, nameLeg
                                    RowOvershoot::Always};
 const DecodeRoute kLossless = {deliverLosslessRows, fullImageSize, nameLegacyScale, releaseLegacyBuffers,
                                RowOvershoot::Never};
-const DecodeRoute kStandard = {deliverStandardRows, standardImageSize, nameStandardScale, releaseStandardDecode,
+const DecodeRoute kStandard = {deliverStandardRows, standardImageSize, nameStandardScale, releaseStandard,
                                RowOvershoot::Never};
+const DecodeRoute kStandardStream = {decodeStandardStreamRows, standardImageSize, nameStandardScale, releaseStandard,
+                                     RowOvershoot::Never};
 const DecodeRoute kNone = {deliverNothing, noImageSize, nameNoScale, releaseNothing, RowOvershoot::Never};
 
 }  // namespace
@@ -77,7 +85,12 @@ const DecodeRoute* chooseLegacyRoute(const JpegContext* context) {
     return &kSequential;
 }
 
-const DecodeRoute* chooseStandardRoute(const JpegContext*) { return &kStandard; }
+// Frames of one interleaved sequential scan stream a band at a time; the
+// rest are decoded whole by the prolog's first pass.
+const DecodeRoute* chooseStandardRoute(const JpegContext* context) {
+    const StandardDecode* sd = context->dec.standard;
+    return sd && sd->stream ? &kStandardStream : &kStandard;
+}
 
 const DecodeRoute& routeOf(const JpegContext* context) {
     return context->dec.route ? *context->dec.route : kNone;

@@ -94,8 +94,17 @@ typedef struct JpegContext* JpegHandle;
  *    of rect, at most rect->height of them, which must be set); rect's
  *    bitsPerPixel must be the pixel written: 8 grey, 24 colour, 8 x the
  *    components raw, and for lossless frames 8 x the components x the bytes
- *    of a sample (2 above 8 bits), else the call returns 0; the reduced
- *    scales average the full-size picture and exist for every frame type.
+ *    of a sample (2 above 8 bits), else the call returns 0;
+ *  - every frame type has the reduced scales. 8-bit DCT frames reduce in
+ *    the inverse transform, as djpeg -scale does, but with the legacy
+ *    reduced transforms (the 4 x 4 and 2 x 2 lowest frequencies, the block
+ *    mean at 1/8) and chroma replicated from the reduced blocks; djpeg's
+ *    transforms take more coefficients and scale chroma in the transform, so
+ *    on detailed pictures the two differ by tens of levels, on smooth ones by
+ *    a few. 12-bit and lossless frames average the full-size picture;
+ *  - a frame coded as one interleaved sequential scan of 8-bit samples with
+ *    sampling factors of 1 or 2 is decoded a band of one MCU row at a time
+ *    as rows are asked for; other frames are decoded whole on the first call.
  * The whole stream is read by the prolog, so JPEG_OPT_PARTIAL_BITSTREAM is
  * refused ("Illegal options"); a progressive frame may still be shown one
  * scan per pass (jpegDecodeSetProgressiveMode). */

@@ -58,9 +58,11 @@ inline int largestDifference(const Picture& ours, const Picture& peer) {
     return largest;
 }
 
-// Our decode from memory. Returns false when the prolog or the rows fail.
+// Our decode from memory, in one call or in strips of rowsPerCall rows (rows
+// counted per call, as standard mode counts them). Returns false when the
+// prolog or the rows fail.
 inline bool ourDecode(const std::vector<uint8_t>& jpeg, uint16_t options, int channels, Picture& out,
-                      int32_t scale = 3) {
+                      int32_t scale = 3, int rowsPerCall = 0) {
     JpegDecodeParams params{};
     params.options = static_cast<uint16_t>(options | JPEG_OPT_MEMORY);
     params.data = jpeg.data();
@@ -79,10 +81,18 @@ inline bool ourDecode(const std::vector<uint8_t>& jpeg, uint16_t options, int ch
     rect.stride = int32_t(width) * channels;
     rect.bitsPerPixel = channels * 8;
     rect.bits = out.pixels.data();
-    int32_t rows = scale == 3 ? jpegDecodeToRect(h, &rect, height) : jpegDecodeScaleOutputToRect(h, &rect, height, scale);
+    const uint32_t step = rowsPerCall > 0 ? uint32_t(rowsPerCall) : height;
+    uint32_t done = 0;
+    while (done < height) {
+        rect.bits = out.pixels.data() + size_t(done) * width * channels;
+        rect.height = int32_t(height - done);
+        int32_t rows = scale == 3 ? jpegDecodeToRect(h, &rect, step) : jpegDecodeScaleOutputToRect(h, &rect, step, scale);
+        if (rows <= 0) break;
+        done += uint32_t(rows);
+    }
     (void)jpegDecodeEpilog(h);
     out.pixels.resize(size_t(width) * height * channels);
-    return rows == int32_t(height);
+    return done == height;
 }
 
 #if defined(KELJPEG_HAVE_LIBJPEG)
@@ -158,8 +168,10 @@ inline bool peerEncode(const PeerSpec& spec, std::vector<uint8_t>& jpeg) {
 }
 
 // The peer's decode with the accurate integer transform and no smoothing:
-// grey, RGB, or four-component files shown as a viewer shows Adobe CMYK.
-inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out) {
+// grey, RGB, or four-component files shown as a viewer shows Adobe CMYK; at
+// a scale (3 full size, 2/1/0 a half, quarter, eighth) through its reduced
+// transforms, as djpeg -scale 1/2 does.
+inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out, int scale = 3) {
     jpeg_decompress_struct cinfo;
     PeerError error;
     cinfo.err = jpeg_std_error(&error.manager);
@@ -177,6 +189,8 @@ inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out) {
     cinfo.dct_method = JDCT_ISLOW;
     cinfo.do_fancy_upsampling = FALSE;
     cinfo.do_block_smoothing = FALSE;
+    cinfo.scale_num = 1;
+    cinfo.scale_denom = 1u << (3 - scale);
     jpeg_start_decompress(&cinfo);
     const int channels = int(cinfo.output_components);
     std::vector<uint8_t> row(size_t(cinfo.output_width) * channels);

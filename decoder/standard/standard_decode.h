@@ -11,6 +11,7 @@
 #include "KelJPEG.h"
 
 struct JpegContext;
+struct StandardStream;
 
 // A Huffman table in the form the decoder walks: an 8-bit look-ahead for
 // short codes and the canonical maxCode/valueOffset lists for longer ones.
@@ -74,13 +75,59 @@ struct StandardDecode {
     uint32_t scanCount;        // scan headers read, against the host's scan limit
     uint64_t heldBytes;        // planes held, against the host's memory limit
     int32_t scale;             // 3 full size, 2/1/0 a half, quarter, eighth
+    int32_t renderedScale;     // scale the planes show, -1 when they need rendering
+    StandardStream* stream;    // frames of one interleaved sequential scan: decoded a band at a time
 };
+
+// ---- Output: how the stream's colours become the caller's pixels ----
+
+enum class StandardColour { Gray, YCbCr, Rgb, Cmyk, InvertedCmyk, Ycck, Raw, Lossless };
+
+// Colour as the stream says: Adobe APP14, else JFIF, else 'R','G','B' identifiers.
+StandardColour standardColourOf(const JpegContext* context, const StandardDecode* sd);
+// Channels per output pixel: 1 grey, 3 colour, the component count raw or lossless.
+uint32_t standardChannels(StandardColour model, const StandardDecode* sd);
+// Bytes per channel: 2 for lossless samples above 8 bits, else 1.
+uint32_t standardSampleBytes(const StandardDecode* sd);
+
+inline int32_t standardClamp(int32_t v, int32_t high) { return v < 0 ? 0 : (v > high ? high : v); }
+
+// YCbCr to red, green, blue with 16 fraction bits, rounded: 91881 is 1.402
+// x 65536, so cr = 255 adds round(1.402 x 127) = 178 to red.
+inline void standardYccToRgb(int32_t y, int32_t cb, int32_t cr, int32_t rgb[3]) {
+    cb -= 128;
+    cr -= 128;
+    rgb[0] = standardClamp(y + ((91881 * cr + 32768) >> 16), 255);
+    rgb[1] = standardClamp(y + ((-22554 * cb - 46802 * cr + 32768) >> 16), 255);
+    rgb[2] = standardClamp(y + ((116130 * cb + 32768) >> 16), 255);
+}
+
+// What one output row of the caller's rectangle takes: both from the
+// rectangle, whose pixel size must be the one the frame is written in (a
+// 10-bit lossless colour frame has 6-byte pixels, which a 24-bit rectangle
+// cannot hold).
+struct StandardRowTarget {
+    uint32_t values;         // channel values per row: the rectangle's columns (at most the picture's) x channels
+    uint32_t bytesPerValue;  // 1, or 2 for samples above 8 bits
+};
+[[nodiscard]] bool standardRowTarget(const ImageRect* rect, uint32_t outWidth, uint32_t channels,
+                                     uint32_t bytesPerValue, StandardRowTarget* target);
 
 // The prolog's branch: load the stream, parse the headers up to the first
 // scan, fill the context's frame header and geometry and the caller's block.
 // Returns a failure text for the prolog to report, or null.
 const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* params);
 void releaseStandardDecode(JpegContext* context);
+
+// The streamed route, for frames of one interleaved sequential scan of 8-bit
+// samples with sampling factors of 1 or 2 and colours the band writers know;
+// other frames are left to the whole-frame route (sd->stream stays null).
+// false when a buffer could not be had.
+[[nodiscard]] bool openStandardStream(JpegContext* context, StandardDecode* sd);
+void releaseStandardStream(JpegContext* context);
+// Rows of the picture at a scale, the reduced ones through the reduced
+// inverse DCTs; the band is decoded as the rows reach it.
+int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale);
 
 // Rows of the picture at full size or, for scale 0..2, reduced by averaging.
 int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale);
@@ -94,8 +141,12 @@ void standardImageSize(const JpegContext* context, int32_t scale, uint32_t* widt
 [[nodiscard]] bool readStandardHeaders(StandardDecode* sd, bool frameSeen);
 // The line count of a DNL segment after the current position, or 0.
 uint32_t findStandardDnlHeight(const StandardDecode* sd);
+// Every table the scan reads is defined; the quantisation tables of its
+// components are latched. false after a report.
+[[nodiscard]] bool standardScanTablesReady(StandardDecode* sd);
 // Decodes the data of sd->scan into the planes; false on corrupt data (reported).
 [[nodiscard]] bool decodeStandardDctScan(StandardDecode* sd);
 [[nodiscard]] bool decodeStandardLosslessScan(StandardDecode* sd);
-// Samples of every component from the coefficients (DCT frames).
-void renderStandardPlanes(StandardDecode* sd);
+// Samples of every component from the coefficients (DCT frames) at a scale:
+// 8-bit frames through the full or reduced inverse DCTs, 12-bit at full size.
+void renderStandardPlanes(StandardDecode* sd, int32_t scale);

@@ -13,34 +13,6 @@
 
 namespace {
 
-enum class ColourModel { Gray, YCbCr, Rgb, Cmyk, InvertedCmyk, Ycck, Raw, Lossless };
-
-ColourModel colourModelOf(const JpegContext* context, const StandardDecode* sd) {
-    if (sd->sofMarker == 0xFFC3) return ColourModel::Lossless;
-    if (context->options & JPEG_OPT_RAW_COMPONENTS) return ColourModel::Raw;
-    if (sd->componentCount < 3) return ColourModel::Gray;
-    if (sd->componentCount == 4) {
-        if (sd->adobeTransform == 2) return ColourModel::Ycck;
-        return sd->adobeTransform >= 0 ? ColourModel::InvertedCmyk : ColourModel::Cmyk;
-    }
-    if (sd->adobeTransform >= 0) return sd->adobeTransform == 0 ? ColourModel::Rgb : ColourModel::YCbCr;
-    if (sd->jfif) return ColourModel::YCbCr;
-    const StandardComponent* c = sd->components;
-    if (c[0].identifier == 'R' && c[1].identifier == 'G' && c[2].identifier == 'B') return ColourModel::Rgb;
-    return ColourModel::YCbCr;
-}
-
-uint32_t channelsOf(ColourModel model, const StandardDecode* sd) {
-    switch (model) {
-        case ColourModel::Gray: return 1;
-        case ColourModel::Raw:
-        case ColourModel::Lossless: return sd->componentCount;
-        default: return 3;
-    }
-}
-
-uint32_t bytesPerChannel(const StandardDecode* sd) { return sd->sofMarker == 0xFFC3 && sd->precision > 8 ? 2 : 1; }
-
 // Inverse DCT in double precision, for 12-bit frames whose coefficients the
 // 16-bit integer transform cannot hold.
 void inverseDctPrecise(const int32_t* coefficients, int32_t* samples) {
@@ -64,27 +36,37 @@ void inverseDctPrecise(const int32_t* coefficients, int32_t* samples) {
         }
 }
 
-int32_t clampTo(int32_t v, int32_t high) { return v < 0 ? 0 : (v > high ? high : v); }
 
-void renderBlock(const StandardDecode* sd, const StandardComponent& c, uint32_t bx, uint32_t by) {
+// One block's samples at a scale: 8 x 8, or through the reduced transforms
+// n x n (n = 4, 2, 1), placed at (bx, by) x n in the component's plane. 12-bit
+// frames render at full size only.
+void renderBlock(const StandardDecode* sd, const StandardComponent& c, uint32_t bx, uint32_t by, int32_t scale) {
     const int16_t* coefficients = c.coefficients + (size_t{by} * c.blocksWide + bx) * 64;
-    uint16_t* out = c.samples + size_t{by} * 8 * c.planeWidth + size_t{bx} * 8;
     if (sd->precision == 8) {
+        const uint32_t n = scale >= 3 ? 8 : (1u << scale);
+        uint16_t* out = c.samples + size_t{by} * n * c.planeWidth + size_t{bx} * n;
         int16_t block[64];
-        for (int n = 0; n < 64; ++n) {
-            int32_t v = int32_t{coefficients[n]} * c.quant[n];
-            block[n] = static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v));
+        for (int i = 0; i < 64; ++i) {
+            int32_t v = int32_t{coefficients[i]} * c.quant[i];
+            block[i] = static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v));
         }
-        inverseDct8x8(block);
-        for (int n = 0; n < 64; ++n)
-            out[size_t(n / 8) * c.planeWidth + n % 8] = static_cast<uint16_t>(clampTo(block[n] + 128, 255));
+        switch (n) {
+            case 8: inverseDct8x8(block); break;
+            case 4: inverseDct4x4(block); break;
+            case 2: inverseDct2x2(block); break;
+            default: block[0] = static_cast<int16_t>((block[0] + 4) >> 3); break;  // the 8x8 transform's mean
+        }
+        for (uint32_t r = 0; r < n; ++r)
+            for (uint32_t col = 0; col < n; ++col)
+                out[size_t{r} * c.planeWidth + col] = static_cast<uint16_t>(clampSample(block[r * 8 + col]) + 128);
         return;
     }
+    uint16_t* out = c.samples + size_t{by} * 8 * c.planeWidth + size_t{bx} * 8;
     int32_t dequantised[64], samples[64];
     for (int n = 0; n < 64; ++n) dequantised[n] = int32_t{coefficients[n]} * c.quant[n];
     inverseDctPrecise(dequantised, samples);
     for (int n = 0; n < 64; ++n)
-        out[size_t(n / 8) * c.planeWidth + n % 8] = static_cast<uint16_t>(clampTo(samples[n] + 2048, 4095));
+        out[size_t(n / 8) * c.planeWidth + n % 8] = static_cast<uint16_t>(standardClamp(samples[n] + 2048, 4095));
 }
 
 uint32_t sampleAt(const StandardDecode* sd, const StandardComponent& c, uint32_t x, uint32_t y) {
@@ -95,39 +77,31 @@ uint32_t sampleAt(const StandardDecode* sd, const StandardComponent& c, uint32_t
     return sd->precision == 12 ? value >> 4 : value;
 }
 
-// YCbCr to red, green, blue with 16 fraction bits, rounded.
-void yccToRgb(int32_t y, int32_t cb, int32_t cr, int32_t rgb[3]) {
-    cb -= 128;
-    cr -= 128;
-    rgb[0] = clampTo(y + ((91881 * cr + 32768) >> 16), 255);
-    rgb[1] = clampTo(y + ((-22554 * cb - 46802 * cr + 32768) >> 16), 255);
-    rgb[2] = clampTo(y + ((116130 * cb + 32768) >> 16), 255);
-}
-
-// One full-size row as channel values (blue, green, red for colour output).
-void produceRow(const StandardDecode* sd, ColourModel model, uint32_t y, uint16_t* out) {
+// One row of `width` pixels, as rendered, as channel values (blue, green,
+// red for colour output).
+void produceRow(const StandardDecode* sd, StandardColour model, uint32_t y, uint32_t width, uint16_t* out) {
     const StandardComponent* c = sd->components;
     const uint32_t count = sd->componentCount;
-    for (uint32_t x = 0; x < sd->width; ++x) {
+    for (uint32_t x = 0; x < width; ++x) {
         uint32_t s[4] = {0, 0, 0, 0};
         for (uint32_t i = 0; i < count; ++i) s[i] = sampleAt(sd, c[i], x, y);
         int32_t rgb[3] = {0, 0, 0};
         switch (model) {
-            case ColourModel::Gray: *out++ = static_cast<uint16_t>(s[0]); continue;
-            case ColourModel::Raw:
-            case ColourModel::Lossless:
+            case StandardColour::Gray: *out++ = static_cast<uint16_t>(s[0]); continue;
+            case StandardColour::Raw:
+            case StandardColour::Lossless:
                 for (uint32_t i = 0; i < count; ++i) *out++ = static_cast<uint16_t>(s[i]);
                 continue;
-            case ColourModel::Rgb: rgb[0] = int32_t(s[0]); rgb[1] = int32_t(s[1]); rgb[2] = int32_t(s[2]); break;
-            case ColourModel::YCbCr: yccToRgb(int32_t(s[0]), int32_t(s[1]), int32_t(s[2]), rgb); break;
-            case ColourModel::Ycck:
-            case ColourModel::InvertedCmyk:
-            case ColourModel::Cmyk: {
+            case StandardColour::Rgb: rgb[0] = int32_t(s[0]); rgb[1] = int32_t(s[1]); rgb[2] = int32_t(s[2]); break;
+            case StandardColour::YCbCr: standardYccToRgb(int32_t(s[0]), int32_t(s[1]), int32_t(s[2]), rgb); break;
+            case StandardColour::Ycck:
+            case StandardColour::InvertedCmyk:
+            case StandardColour::Cmyk: {
                 int32_t ink[3] = {int32_t(s[0]), int32_t(s[1]), int32_t(s[2])}, k = int32_t(s[3]);
-                if (model == ColourModel::Ycck) {
-                    yccToRgb(ink[0], ink[1], ink[2], rgb);
+                if (model == StandardColour::Ycck) {
+                    standardYccToRgb(ink[0], ink[1], ink[2], rgb);
                     for (int i = 0; i < 3; ++i) ink[i] = 255 - rgb[i];  // as stored by Adobe: inverted ink
-                } else if (model == ColourModel::Cmyk) {
+                } else if (model == StandardColour::Cmyk) {
                     for (int i = 0; i < 3; ++i) ink[i] = 255 - ink[i];
                     k = 255 - k;
                 }
@@ -141,24 +115,7 @@ void produceRow(const StandardDecode* sd, ColourModel model, uint32_t y, uint16_
     }
 }
 
-// Where a row goes and how much of it: both from the caller's rectangle,
-// whose pixel size must be the one this frame's output is written in (a
-// 10-bit lossless colour frame has 6-byte pixels, which a 24-bit rectangle
-// cannot hold).
-struct RowTarget {
-    uint32_t values;         // channel values per row: the rectangle's columns (at most the picture's) x channels
-    uint32_t bytesPerValue;  // 1, or 2 for samples above 8 bits
-};
-
-[[nodiscard]] bool rowTargetFor(const ImageRect* rect, uint32_t outWidth, uint32_t channels, uint32_t bytesPerValue,
-                                RowTarget* target) {
-    if (rect->bitsPerPixel <= 0 || uint32_t(rect->bitsPerPixel) != 8 * channels * bytesPerValue) return false;
-    const uint32_t columns = rect->width < 0 ? 0 : (uint32_t(rect->width) < outWidth ? uint32_t(rect->width) : outWidth);
-    *target = {columns * channels, bytesPerValue};
-    return true;
-}
-
-void storeRow(const uint16_t* values, const RowTarget& target, uint8_t* out) {
+void storeRow(const uint16_t* values, const StandardRowTarget& target, uint8_t* out) {
     if (target.bytesPerValue == 2) {
         std::memcpy(out, values, size_t{target.values} * 2);
         return;
@@ -178,18 +135,19 @@ void storeRow(const uint16_t* values, const RowTarget& target, uint8_t* out) {
         if (oneScan) break;
     }
     if (!sd->scanReady) context->dec.lastMarker = kMarkerEoi;
-    if (decoded && sd->sofMarker != 0xFFC3) renderStandardPlanes(sd);
+    if (decoded) sd->renderedScale = -1;  // the planes no longer show the coefficients
     return true;
 }
 
 }  // namespace
 
-void renderStandardPlanes(StandardDecode* sd) {
+void renderStandardPlanes(StandardDecode* sd, int32_t scale) {
     for (uint32_t i = 0; i < sd->componentCount; ++i) {
         const StandardComponent& c = sd->components[i];
         for (uint32_t by = 0; by < c.blocksHigh; ++by)
-            for (uint32_t bx = 0; bx < c.blocksWide; ++bx) renderBlock(sd, c, bx, by);
+            for (uint32_t bx = 0; bx < c.blocksWide; ++bx) renderBlock(sd, c, bx, by, scale);
     }
+    sd->renderedScale = scale;
 }
 
 void standardImageSize(const JpegContext* context, int32_t scale, uint32_t* width, uint32_t* height) {
@@ -216,19 +174,24 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     }
     uint32_t outWidth = 0, outHeight = 0;
     standardImageSize(context, scale, &outWidth, &outHeight);
-    const ColourModel model = colourModelOf(context, sd);
-    const uint32_t channels = channelsOf(model, sd), bytes = bytesPerChannel(sd);
-    RowTarget target;
-    if (!rowTargetFor(rect, outWidth, channels, bytes, &target)) return 0;
+    const StandardColour model = standardColourOf(context, sd);
+    const uint32_t channels = standardChannels(model, sd), bytes = standardSampleBytes(sd);
+    StandardRowTarget target;
+    if (!standardRowTarget(rect, outWidth, channels, bytes, &target)) return 0;
     if (sd->rowsDelivered == 0 || sd->rowsDelivered >= outHeight) {
         if (!decodePass(context, sd)) return 0;
         sd->rowsDelivered = 0;
     }
+    // 8-bit DCT frames reduce in the inverse transform; 12-bit and lossless
+    // frames average the full-size picture.
+    const bool dct = sd->sofMarker != 0xFFC3;
+    const int32_t renderScale = dct && sd->precision == 8 ? scale : 3;
+    if (dct && sd->renderedScale != renderScale) renderStandardPlanes(sd, renderScale);
     uint32_t wanted = rows & 0xFFFF;
     if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
     // Rows are written from the top of rect, never below its height.
     if (rect->height > 0 && wanted > uint32_t(rect->height)) wanted = uint32_t(rect->height);
-    const uint32_t factor = 1u << (3 - scale);
+    const uint32_t factor = 1u << (renderScale - scale);
     const uint64_t rowValues = uint64_t{sd->width} * channels;
     auto* source = static_cast<uint16_t*>(complibAllocMemory(static_cast<size_t>(rowValues * 2 + 2)));
     auto* sums = static_cast<uint32_t*>(complibAllocMemory(static_cast<size_t>(uint64_t{outWidth} * channels * 4 + 4)));
@@ -238,15 +201,15 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
         for (uint32_t r = 0; r < wanted; ++r) {
             const uint32_t outRow = sd->rowsDelivered + r;
             uint8_t* out = rect->bits + static_cast<ptrdiff_t>(rect->stride) * r;
-            if (factor == 1) {  // full size: the row as it is
-                produceRow(sd, model, outRow, source);
+            if (factor == 1) {  // rendered at this size: the row as it is
+                produceRow(sd, model, outRow, outWidth, source);
                 storeRow(source, target, out);
                 continue;
             }
             const uint32_t first = outRow * factor, last = first + factor < sd->height ? first + factor : sd->height;
             std::memset(sums, 0, size_t{outWidth} * channels * 4);
             for (uint32_t y = first; y < last; ++y) {
-                produceRow(sd, model, y, source);
+                produceRow(sd, model, y, sd->width, source);
                 for (uint32_t x = 0; x < sd->width; ++x)
                     for (uint32_t ch = 0; ch < channels; ++ch) sums[(x / factor) * channels + ch] += source[x * channels + ch];
             }

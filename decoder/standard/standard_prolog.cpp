@@ -42,10 +42,8 @@ void* allocateZeroed(uint64_t bytes) {
 uint32_t divideUp(uint64_t a, uint64_t b) { return static_cast<uint32_t>((a + b - 1) / b); }
 
 // Component sizes and block grids, once the height is known.
-const KelChar16* allocatePlanes(StandardDecode* sd) {
-    const bool lossless = sd->sofMarker == 0xFFC3;
-    const uint32_t unit = lossless ? 1 : 8;
-    uint64_t total = 0;  // all planes together stay within the one limit
+void computeGeometry(StandardDecode* sd) {
+    const uint32_t unit = sd->sofMarker == 0xFFC3 ? 1 : 8;
     sd->mcusPerRow = divideUp(sd->width, uint64_t{unit} * sd->maxH);
     sd->mcuRows = divideUp(sd->height, uint64_t{unit} * sd->maxV);
     for (uint32_t c = 0; c < sd->componentCount; ++c) {
@@ -56,6 +54,15 @@ const KelChar16* allocatePlanes(StandardDecode* sd) {
         component.blocksHigh = sd->mcuRows * component.v;
         component.planeWidth = component.blocksWide * unit;
         component.planeHeight = component.blocksHigh * unit;
+    }
+}
+
+// The whole-frame route's planes: every coefficient and sample of the frame.
+const KelChar16* allocatePlanes(StandardDecode* sd) {
+    const bool lossless = sd->sofMarker == 0xFFC3;
+    uint64_t total = 0;  // all planes together stay within the one limit
+    for (uint32_t c = 0; c < sd->componentCount; ++c) {
+        StandardComponent& component = sd->components[c];
         uint64_t samples = uint64_t{component.planeWidth} * component.planeHeight;
         total += samples * (lossless ? 2 : 4);
         if (total > kMaxStandardBytes) return KJ_TEXT("standard-mode plane allocation failed.");
@@ -141,6 +148,7 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
     context->dec.standard = sd;
     sd->adobeTransform = -1;
     sd->scale = 3;
+    sd->renderedScale = -1;
     if (!loadStream(sd, context->bitstream)) return KJ_TEXT("no such file or directory");
     if (sd->length < 2 || sd->data[0] != 0xFF || sd->data[1] != 0xD8) {
         reportJpegError(KJ_TEXT("extraneous bytes before SOI marker"));
@@ -161,9 +169,12 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
         reportJpegError(KJ_TEXT("image exceeds the pixel limit"));
         return KJ_TEXT("Frame Level parse failed.");
     }
-    if (const KelChar16* failure = allocatePlanes(sd)) return failure;
+    computeGeometry(sd);
     context->params = params;
     fillContext(context, sd);
+    if (!openStandardStream(context, sd)) return KJ_TEXT("standard-mode plane allocation failed.");
+    if (!sd->stream)
+        if (const KelChar16* failure = allocatePlanes(sd)) return failure;
     copyJfifInfo(sd, params);
     writeBack(context, sd, params);
     if (sd->sofMarker == 0xFFC2) context->dec.progressiveMode = 0;
@@ -173,6 +184,7 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
 void releaseStandardDecode(JpegContext* context) {
     StandardDecode* sd = context->dec.standard;
     if (!sd) return;
+    releaseStandardStream(context);
     for (StandardComponent& component : sd->components) {
         if (component.samples) (void)complibFreeMemory(component.samples);
         if (component.coefficients) (void)complibFreeMemory(component.coefficients);

@@ -189,9 +189,8 @@ bool latchQuantTables(StandardDecode* sd) {
 
 }  // namespace
 
-bool decodeStandardDctScan(StandardDecode* sd) {
-    ScanWalk w{sd, {}, passOf(sd)};
-    if (!scanTablesDefined(sd, w.pass)) {
+bool standardScanTablesReady(StandardDecode* sd) {
+    if (!scanTablesDefined(sd, passOf(sd))) {
         reportJpegError(KJ_TEXT("Huffman table missing for the scan"));
         return false;
     }
@@ -199,6 +198,12 @@ bool decodeStandardDctScan(StandardDecode* sd) {
         reportJpegError(KJ_TEXT("quantization table missing for the scan"));
         return false;
     }
+    return true;
+}
+
+bool decodeStandardDctScan(StandardDecode* sd) {
+    ScanWalk w{sd, {}, passOf(sd)};
+    if (!standardScanTablesReady(sd)) return false;
     startEntropyReader(w.reader, sd);
     for (StandardComponent& component : sd->components) component.dcPredictor = 0;
     sd->eobRun = 0;

@@ -1,0 +1,365 @@
+// Standard mode, frames coded as one interleaved sequential scan (nearly every
+// camera and web file): decoded MCU row by MCU row into a band one MCU row
+// high, from which the caller's rows are copied, so that memory does not grow
+// with the picture's height. The blocks go through the decoder's own inverse
+// DCTs, full and reduced, and its chroma expanders; the pixels through the
+// standard colour conversion. A 2048 x 1536 4:2:0 picture holds one band of
+// 2048 x 16 pixels and one MCU of blocks, where the whole-frame route holds
+// every coefficient and sample of the frame.
+#include <cstring>
+
+#include "context/jpeg_context.h"
+#include "decoder/huffman_decode.h"
+#include "decoder/inverse_dct.h"
+#include "decoder/kernels.h"
+#include "decoder/scaled_output.h"
+#include "decoder/standard/standard_entropy.h"
+#include "decoder/upsample.h"
+#include "runtime/heap.h"
+#include "runtime/limits.h"
+#include "runtime/report.h"
+
+struct StandardStream {
+    EntropyReader reader;
+    uint32_t scanStart;            // first entropy-coded byte of the scan
+    uint32_t componentOffset[4];   // blocks before each frame component within the MCU
+    uint32_t nextMcuRow;           // MCU row the reader stands at
+    int32_t bandScale;             // scale the band was decoded at, -1 before any
+    int32_t bandMcuRow;            // MCU row the band holds, -1 before any
+    uint8_t* band;                 // one MCU row of output pixels at full size or smaller
+    bool failed;                   // corrupt data met: nothing more is delivered
+};
+
+namespace {
+
+constexpr uint16_t kSof0 = 0xFFC0, kSof1 = 0xFFC1;
+
+// ---- Which frames stream ----
+
+// The first marker behind the scan's data, skipping stuffed bytes, fill bytes
+// and restart markers, as the header walk after the scan would meet it; the
+// stream's length when the data ends first.
+uint32_t markerAfterScan(const StandardDecode* sd, uint32_t at) {
+    const uint8_t* d = sd->data;
+    while (at < sd->length) {
+        if (d[at] != 0xFF) {
+            ++at;
+            continue;
+        }
+        uint32_t marker = at;
+        while (at < sd->length && d[at] == 0xFF) ++at;
+        if (at >= sd->length) return sd->length;
+        const uint8_t code = d[at];
+        if (code == 0 || (code >= 0xD0 && code <= 0xD7)) continue;
+        return marker;
+    }
+    return sd->length;
+}
+
+// What follows the scan ends the frame: EOI, a DNL segment then EOI, or the
+// end of the data. Anything else (tables, another scan, a damaged segment)
+// keeps the frame on the whole-frame route, which reads it as it comes.
+bool scanEndsTheFrame(const StandardDecode* sd) {
+    uint32_t at = markerAfterScan(sd, sd->position);
+    const uint8_t* d = sd->data;
+    if (at >= sd->length) return true;
+    while (at < sd->length && d[at] == 0xFF) ++at;
+    if (at >= sd->length) return true;
+    if (d[at] == 0xD9) return true;
+    if (d[at] != 0xDC || at + 5 >= sd->length || d[at + 1] != 0 || d[at + 2] != 4) return false;
+    at += 5;
+    while (at < sd->length && d[at] == 0xFF) ++at;
+    return at >= sd->length || (d[at] == 0xD9 && d[at - 1] == 0xFF);
+}
+
+// Sampling factors the expanders know (1 or 2 each), one scan holding every
+// component in MCUs (a one-component scan walks its blocks in raster order,
+// which is MCU order only at 1 x 1), 8-bit samples, and colours the band
+// writers know.
+bool frameStreams(const JpegContext* context, const StandardDecode* sd) {
+    if (sd->sofMarker != kSof0 && sd->sofMarker != kSof1) return false;
+    if (sd->precision != 8 || sd->scan.count != sd->componentCount) return false;
+    if (sd->maxH > 2 || sd->maxV > 2) return false;
+    if (sd->componentCount == 1 && (sd->components[0].h != 1 || sd->components[0].v != 1)) return false;
+    for (uint32_t c = 0; c < sd->componentCount; ++c)
+        if (sd->components[c].h > 2 || sd->components[c].v > 2) return false;
+    const StandardColour model = standardColourOf(context, sd);
+    if (model != StandardColour::Gray && model != StandardColour::YCbCr && model != StandardColour::Rgb &&
+        model != StandardColour::Raw)
+        return false;
+    return scanEndsTheFrame(sd);
+}
+
+// ---- Buffers ----
+
+void* reserveAndAllocate(StandardDecode* sd, uint64_t bytes) {
+    if (bytes == 0) bytes = 1;
+    if (!reserveContextMemory(&sd->heldBytes, bytes)) return nullptr;
+    return complibAllocMemory(static_cast<size_t>(bytes));
+}
+
+// The MCU geometry and block buffers the expanders work on, as the legacy
+// prolog leaves them: one MCU of blocks, the expansion scratch, the block
+// pointer table and the position index table.
+bool allocateMcuBuffers(JpegContext* context, StandardDecode* sd) {
+    DecoderState& dec = context->dec;
+    dec.positionCount = dec.maxH * dec.maxV;
+    dec.scratchBlocks = dec.positionCount * 4;
+    dec.blocksPerMcu = 0;
+    for (uint32_t c = 0; c < sd->componentCount; ++c)
+        dec.blocksPerMcu += uint32_t{sd->components[c].h} * sd->components[c].v;
+    dec.totalMcus = dec.mcusPerRow * dec.mcuRows;
+    const uint64_t blocks = uint64_t{dec.blocksPerMcu} + dec.scratchBlocks;
+    dec.mcuBlocks = static_cast<int16_t*>(reserveAndAllocate(sd, blocks * kBlockBytes));
+    dec.mcuXYEntries = dec.scratchBlocks;
+    dec.mcuXYBlocks = static_cast<int16_t**>(reserveAndAllocate(sd, uint64_t{dec.mcuXYEntries} * sizeof(int16_t*)));
+    dec.mcuXYBlocksIndex = static_cast<uint32_t*>(reserveAndAllocate(sd, uint64_t{dec.mcuXYEntries} * sizeof(uint32_t)));
+    if (!dec.mcuBlocks || !dec.mcuXYBlocks || !dec.mcuXYBlocksIndex) return false;
+    std::memset(dec.mcuBlocks, 0, static_cast<size_t>(blocks * kBlockBytes));
+    dec.expansionScratch = dec.mcuBlocks + dec.blocksPerMcu * kBlockValues;
+    for (uint32_t i = 0; i < dec.mcuXYEntries; ++i) dec.mcuXYBlocks[i] = dec.mcuBlocks;
+    for (uint32_t t = 0; t < dec.positionCount; ++t)
+        for (uint32_t c = 0; c < 4; ++c) dec.mcuXYBlocksIndex[4 * t + c] = t + c * dec.positionCount;
+    return true;
+}
+
+// Bytes of one band row at full size: every MCU column, 1 to 4 bytes a pixel.
+uint64_t bandStride(const DecoderState& dec, uint32_t channels, int32_t scale) {
+    const uint32_t side = scale >= 3 ? 8 : (1u << scale);
+    return uint64_t{dec.mcusPerRow} * dec.maxH * side * channels;
+}
+
+// ---- Decoding ----
+
+void startScan(StandardDecode* sd, StandardStream& st) {
+    sd->position = st.scanStart;
+    startEntropyReader(st.reader, sd);
+    for (StandardComponent& component : sd->components) component.dcPredictor = 0;
+    sd->eobRun = 0;
+    st.nextMcuRow = 0;
+    st.bandMcuRow = -1;
+}
+
+// One block of a sequential scan, dequantised (products held to 16 bits) in
+// natural order.
+[[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
+                               StandardComponent& component, int16_t* block) {
+    std::memset(block, 0, kBlockBytes);
+    int32_t s = decodeEntropySymbol(reader, dc);
+    if (s < 0 || s > 15) return false;
+    if (s) {
+        const int32_t difference = extendBits(getEntropyBits(reader, static_cast<uint32_t>(s)), static_cast<uint32_t>(s));
+        component.dcPredictor = static_cast<int32_t>(static_cast<uint32_t>(component.dcPredictor) + static_cast<uint32_t>(difference));
+    }
+    auto dequantised = [&component](int32_t value, uint32_t position) {
+        const int32_t v = static_cast<int16_t>(value) * int32_t{component.quant[position]};
+        return static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v));
+    };
+    block[0] = dequantised(component.dcPredictor, 0);
+    for (uint32_t k = 1; k < 64; ++k) {
+        int32_t rs = decodeEntropySymbol(reader, ac);
+        if (rs < 0) return false;
+        const uint32_t run = static_cast<uint32_t>(rs) >> 4, size = static_cast<uint32_t>(rs) & 15;
+        if (size == 0) {
+            if (run != 15) break;  // end of block
+            k += 15;               // sixteen zeros
+            continue;
+        }
+        k += run;
+        if (k > 63) return false;
+        const uint32_t position = zigzagToNatural[k];
+        block[position] = dequantised(extendBits(getEntropyBits(reader, size), size), position);
+    }
+    return true;
+}
+
+// The block's samples at the scale, clamped to -128..127 and not level
+// shifted: 8 x 8, or n x n in the top-left corner (row pitch 8).
+void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels) {
+    switch (scale) {
+        case 0: block[0] = clampSample((block[0] + 4) >> 3); return;  // the 8x8 transform's mean
+        case 1:
+            inverseDct2x2(block);
+            for (int i : {0, 1, 8, 9}) block[i] = clampSample(block[i]);
+            return;
+        case 2: kernels.inverseDct4x4Clamp(block); return;
+        default: kernels.inverseDctClamp(block); return;
+    }
+}
+
+[[nodiscard]] bool decodeMcu(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale) {
+    const DecoderKernels& kernels = decoderKernels();
+    const StandardScan& scan = sd->scan;
+    for (uint32_t i = 0; i < scan.count; ++i) {
+        const uint32_t c = scan.component[i];
+        StandardComponent& component = sd->components[c];
+        const StandardHuffman& dc = sd->dcTables[scan.dcTable[i]];
+        const StandardHuffman& ac = sd->acTables[scan.acTable[i]];
+        int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
+        for (uint32_t b = 0; b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
+            if (!decodeBlock(st.reader, dc, ac, component, block)) return false;
+            transformBlock(block, scale, kernels);
+        }
+    }
+    return true;
+}
+
+// ---- Band writers: the block positions of one MCU as pixels ----
+
+// Pixels of side n per block position, for each colour the band knows.
+template <StandardColour Model>
+void writeMcu(const JpegContext* context, uint8_t* origin, ptrdiff_t stride, int32_t n, uint32_t channels) {
+    const DecoderState& dec = context->dec;
+    for (uint32_t slice = 0; slice < dec.maxV; ++slice) {
+        for (uint32_t j = 0; j < dec.maxH; ++j) {
+            const uint32_t* index = dec.mcuXYBlocksIndex + 4 * (slice * dec.maxH + j);
+            const int16_t* blocks[4];
+            for (int c = 0; c < 4; ++c) blocks[c] = dec.mcuXYBlocks[index[c]];
+            uint8_t* corner = origin + static_cast<ptrdiff_t>(slice) * n * stride + static_cast<ptrdiff_t>(j) * n * channels;
+            for (int32_t r = 0; r < n; ++r) {
+                uint8_t* out = corner + r * stride;
+                for (int32_t col = 0; col < n; ++col, out += channels) {
+                    const int32_t at = r * 8 + col;
+                    if constexpr (Model == StandardColour::Gray) {
+                        out[0] = static_cast<uint8_t>(blocks[0][at] + 128);
+                    } else if constexpr (Model == StandardColour::Raw) {
+                        for (uint32_t c = 0; c < channels; ++c) out[c] = static_cast<uint8_t>(blocks[c][at] + 128);
+                    } else if constexpr (Model == StandardColour::Rgb) {
+                        out[0] = static_cast<uint8_t>(blocks[2][at] + 128);
+                        out[1] = static_cast<uint8_t>(blocks[1][at] + 128);
+                        out[2] = static_cast<uint8_t>(blocks[0][at] + 128);
+                    } else {
+                        int32_t rgb[3];
+                        standardYccToRgb(blocks[0][at] + 128, blocks[1][at] + 128, blocks[2][at] + 128, rgb);
+                        out[0] = static_cast<uint8_t>(rgb[2]);
+                        out[1] = static_cast<uint8_t>(rgb[1]);
+                        out[2] = static_cast<uint8_t>(rgb[0]);
+                    }
+                }
+            }
+        }
+    }
+}
+
+using McuWriter = void (*)(const JpegContext* context, uint8_t* origin, ptrdiff_t stride, int32_t n, uint32_t channels);
+
+McuWriter mcuWriterFor(StandardColour model) {
+    switch (model) {
+        case StandardColour::Gray: return writeMcu<StandardColour::Gray>;
+        case StandardColour::Raw: return writeMcu<StandardColour::Raw>;
+        case StandardColour::Rgb: return writeMcu<StandardColour::Rgb>;
+        default: return writeMcu<StandardColour::YCbCr>;
+    }
+}
+
+// Decodes the next MCU row into the band. false after a report.
+[[nodiscard]] bool decodeBandRow(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale,
+                                 uint32_t channels) {
+    DecoderState& dec = context->dec;
+    const Expander expand = scale >= 3 ? selectExpander(context) : scaledExpander(context);
+    const McuWriter write = mcuWriterFor(standardColourOf(context, sd));
+    const int32_t n = scale >= 3 ? 8 : (1 << scale);
+    const ptrdiff_t stride = static_cast<ptrdiff_t>(bandStride(dec, channels, scale));
+    const uint32_t mask = samplingMask(context);
+    const uint32_t interval = sd->restartInterval;
+    dec.currentScale = static_cast<int16_t>(scale);  // the scaled expanders take their block side from it
+    for (uint32_t mx = 0; mx < dec.mcusPerRow; ++mx) {
+        const uint64_t unit = uint64_t{st.nextMcuRow} * dec.mcusPerRow + mx;
+        if (interval != 0 && unit != 0 && unit % interval == 0) {
+            takeRestartMarker(st.reader);
+            for (StandardComponent& component : sd->components) component.dcPredictor = 0;
+        }
+        if (!decodeMcu(context, sd, st, scale)) {
+            reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
+            return false;
+        }
+        expand(context, mask);
+        write(context, st.band + static_cast<ptrdiff_t>(mx) * dec.maxH * n * channels, stride, n, channels);
+    }
+    st.bandMcuRow = static_cast<int32_t>(st.nextMcuRow++);
+    return true;
+}
+
+}  // namespace
+
+bool openStandardStream(JpegContext* context, StandardDecode* sd) {
+    if (!frameStreams(context, sd)) return true;  // the whole-frame route reads it
+    auto* st = static_cast<StandardStream*>(reserveAndAllocate(sd, sizeof(StandardStream)));
+    if (!st) return false;
+    std::memset(st, 0, sizeof *st);
+    sd->stream = st;
+    DecoderState& dec = context->dec;
+    dec.maxH = sd->maxH;
+    dec.maxV = sd->maxV;
+    dec.mcusPerRow = sd->mcusPerRow;
+    dec.mcuRows = sd->mcuRows;
+    if (!allocateMcuBuffers(context, sd)) return false;
+    uint32_t offset = 0;
+    for (uint32_t c = 0; c < sd->componentCount; ++c) {
+        st->componentOffset[c] = offset;
+        offset += uint32_t{sd->components[c].h} * sd->components[c].v;
+    }
+    // The band at full size is the largest: the reduced scales reuse it.
+    const uint32_t channels = standardChannels(standardColourOf(context, sd), sd);
+    st->band = static_cast<uint8_t*>(reserveAndAllocate(sd, bandStride(dec, channels, 3) * dec.mcuHeight));
+    if (!st->band) return false;
+    st->scanStart = sd->position;
+    st->bandScale = -1;
+    startScan(sd, *st);
+    return true;
+}
+
+void releaseStandardStream(JpegContext* context) {
+    StandardDecode* sd = context->dec.standard;
+    if (!sd || !sd->stream) return;
+    if (sd->stream->band) (void)complibFreeMemory(sd->stream->band);
+    (void)complibFreeMemory(sd->stream);
+    sd->stream = nullptr;
+}
+
+int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale) {
+    StandardDecode* sd = context->dec.standard;
+    StandardStream& st = *sd->stream;
+    if (!rect || !rect->bits || rect->height <= 0 || scale < 0) return 0;
+    if (scale > 3) scale = 3;
+    if (st.failed) return 0;
+    uint32_t outWidth = 0, outHeight = 0;
+    standardImageSize(context, scale, &outWidth, &outHeight);
+    const StandardColour model = standardColourOf(context, sd);
+    const uint32_t channels = standardChannels(model, sd);
+    StandardRowTarget target;
+    if (!standardRowTarget(rect, outWidth, channels, 1, &target)) return 0;
+    // A new scale, or a new pass once the picture is complete, starts the scan again.
+    if (scale != sd->scale || (st.bandScale >= 0 && sd->rowsDelivered >= outHeight)) {
+        sd->scale = scale;
+        sd->rowsDelivered = 0;
+        if (st.bandScale >= 0) startScan(sd, st);
+    }
+    if (st.bandScale < 0 && !standardScanTablesReady(sd)) {
+        st.failed = true;
+        return 0;
+    }
+    st.bandScale = scale;
+    context->dec.lastMarker = kMarkerEoi;  // a frame of one scan is complete from the first pass
+    uint32_t wanted = rows & 0xFFFF;
+    if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
+    if (wanted > uint32_t(rect->height)) wanted = uint32_t(rect->height);
+    const DecoderState& dec = context->dec;
+    const uint32_t bandRows = scale >= 3 ? dec.mcuHeight : dec.mcuHeight >> (3 - scale);
+    const size_t stride = static_cast<size_t>(bandStride(dec, channels, scale));
+    for (uint32_t r = 0; r < wanted; ++r) {
+        const uint32_t outRow = sd->rowsDelivered + r;
+        const uint32_t mcuRow = outRow / bandRows;
+        while (st.bandMcuRow < static_cast<int32_t>(mcuRow)) {
+            if (!decodeBandRow(context, sd, st, scale, channels)) {
+                st.failed = true;
+                sd->rowsDelivered += r;
+                return 0;
+            }
+        }
+        std::memcpy(rect->bits + static_cast<ptrdiff_t>(rect->stride) * r, st.band + (outRow % bandRows) * stride,
+                    target.values);
+    }
+    sd->rowsDelivered += wanted;
+    return static_cast<int32_t>(wanted);
+}
