@@ -18,20 +18,20 @@ void colourBlockByRows(const int16_t* y, const int16_t* cb, const int16_t* cr, u
 
 const DecoderKernels kScalar = {"scalar", decodeBlock, decodeBlockPartial, inverseDctClampScalar, inverseDct4x4ClampScalar,
                                 colourRow8Scalar,
-                                colourBlockByRows<colourRow8Scalar>};
+                                colourBlockByRows<colourRow8Scalar>, roundedColourRow8Scalar};
 
 #if KELJPEG_X86_KERNELS
 const DecoderKernels kSse2 = {"sse2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampSse2, inverseDct4x4ClampSse2,
                               colourRow8Sse2,
-                              colourBlockByRows<colourRow8Sse2>};
+                              colourBlockByRows<colourRow8Sse2>, roundedColourRow8Sse2};
 const DecoderKernels kAvx2 = {"avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, inverseDct4x4ClampSse2,
                               colourRow8Avx2,
-                              colourBlockAvx2};
+                              colourBlockAvx2, roundedColourRow8Sse2};
 #endif
 #if KELJPEG_NEON_KERNELS
 const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, inverseDct4x4ClampScalar,
                               colourRow8Neon,
-                              colourBlockByRows<colourRow8Neon>};
+                              colourBlockByRows<colourRow8Neon>, roundedColourRow8Scalar};
 #endif
 
 const DecoderKernels& bestForProcessor() {
@@ -85,4 +85,49 @@ void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, ui
         out[1] = rangeLimit(luma + b.second + red.first);
         out[2] = rangeLimit(luma + red.second);
     }
+}
+
+namespace {
+
+// The rounded conversion in tables, giving exactly the bits of
+// standardYccToRgb: the red and blue terms rounded per chroma value, the
+// green products summed before their rounding shift, and the clamp a look-up
+// (luma plus a term lies in -227..480).
+struct RoundedColourTables {
+    int16_t red[256];      // by Cr + 128: (91881 x (Cr - 128) + 32768) >> 16, 91881 = 1.402 x 65536
+    int16_t blue[256];     // by Cb + 128: (116130 x (Cb - 128) + 32768) >> 16
+    int32_t greenCb[256];  // -22554 x (Cb - 128)
+    int32_t greenCr[256];  // -46802 x (Cr - 128), with the rounding half
+    uint8_t limit[768];    // by value + 256: the value held to 0..255
+};
+
+constexpr RoundedColourTables makeRoundedColourTables() {
+    RoundedColourTables t{};
+    for (int i = 0; i < 256; ++i) {
+        const int32_t c = i - 128;
+        t.red[i] = static_cast<int16_t>((91881 * c + 32768) >> 16);
+        t.blue[i] = static_cast<int16_t>((116130 * c + 32768) >> 16);
+        t.greenCb[i] = -22554 * c;
+        t.greenCr[i] = -46802 * c + 32768;
+    }
+    for (int i = 0; i < 768; ++i) t.limit[i] = static_cast<uint8_t>(i < 256 ? 0 : (i > 511 ? 255 : i - 256));
+    return t;
+}
+
+constexpr RoundedColourTables kRounded = makeRoundedColourTables();
+
+}  // namespace
+
+void roundedColourRowScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, int32_t count, uint8_t* out) {
+    for (int32_t i = 0; i < count; ++i, out += 3) {
+        const int32_t luma = y[i] + 128 + 256;
+        const int32_t b = cb[i] + 128, r = cr[i] + 128;
+        out[0] = kRounded.limit[luma + kRounded.blue[b]];
+        out[1] = kRounded.limit[luma + ((kRounded.greenCb[b] + kRounded.greenCr[r]) >> 16)];
+        out[2] = kRounded.limit[luma + kRounded.red[r]];
+    }
+}
+
+void roundedColourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    roundedColourRowScalar(y, cb, cr, 8, out);
 }

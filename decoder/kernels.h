@@ -29,6 +29,9 @@ struct DecoderKernels {
     // advancing by stride bytes per row.
     void (*colourBlock)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                         int32_t rows);
+    // Standard mode's conversion of eight pixels (samples -128..127): each
+    // term rounded from 16 fraction bits, as standardYccToRgb computes it.
+    void (*roundedColourRow8)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 };
 
 const DecoderKernels& decoderKernels();
@@ -39,6 +42,9 @@ void forceScalarKernels(bool scalar);
 void inverseDctClampScalar(int16_t* block);
 void inverseDct4x4ClampScalar(int16_t* block);
 void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+// Standard mode's rounded conversion, `count` (1..8) pixels.
+void roundedColourRowScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, int32_t count, uint8_t* out);
+void roundedColourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 // The quick Huffman path (block_decode_fast.cpp).
 [[nodiscard]] int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* component);
 [[nodiscard]] int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRecord* component,
@@ -49,6 +55,7 @@ void inverseDctClampSse2(int16_t* block);
 void inverseDct4x4ClampSse2(int16_t* block);
 void inverseDctClampAvx2(int16_t* block);
 void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void roundedColourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                      int32_t rows);

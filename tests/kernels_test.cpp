@@ -11,6 +11,7 @@
 #include "KelJPEG.h"
 #include "decoder/colour_tables.h"
 #include "decoder/kernels.h"
+#include "decoder/standard/standard_decode.h"
 #include "encoder/forward_dct.h"
 #include "encoder/kernels.h"
 #include "test_support.h"
@@ -141,6 +142,37 @@ TEST(VectorKernels, ColourRowMatchesTheTablesForEverySamplePair) {
             colourRow8Scalar(y, b, r, expected);
             kernel.run(y, b, r, actual);
             ASSERT_EQ(0, std::memcmp(expected, actual, 24)) << kernel.name << " trial " << trial;
+        }
+    }
+}
+
+TEST(VectorKernels, RoundedColourRowsMatchTheFormulaForEverySamplePair) {
+    // The plain rows against the formula standard mode states, then every
+    // compiled vector row against the plain one, over every (Cb, Cr) pair.
+    std::vector<NamedRowKernel> kernels = {{"scalar", roundedColourRow8Scalar}};
+#if KELJPEG_X86_KERNELS
+    kernels.push_back({"sse2", roundedColourRow8Sse2});
+#endif
+    std::mt19937 rng(9);
+    for (int cb = -128; cb < 128; ++cb) {
+        for (int cr = -128; cr < 128; cr += 8) {
+            int16_t y[8], b[8], r[8];
+            uint8_t formula[24];
+            for (int i = 0; i < 8; ++i) {
+                y[i] = static_cast<int16_t>(i == 0 ? -128 : i == 1 ? 127 : static_cast<int>(rng() % 256) - 128);
+                b[i] = static_cast<int16_t>(cb);
+                r[i] = static_cast<int16_t>(cr + i);
+                int32_t rgb[3];
+                standardYccToRgb(y[i] + 128, b[i] + 128, r[i] + 128, rgb);
+                formula[3 * i] = uint8_t(rgb[2]);
+                formula[3 * i + 1] = uint8_t(rgb[1]);
+                formula[3 * i + 2] = uint8_t(rgb[0]);
+            }
+            for (const NamedRowKernel& kernel : kernels) {
+                uint8_t actual[24];
+                kernel.run(y, b, r, actual);
+                ASSERT_EQ(0, std::memcmp(formula, actual, 24)) << kernel.name << " cb " << cb << " cr " << cr;
+            }
         }
     }
 }

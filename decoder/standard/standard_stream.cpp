@@ -210,6 +210,7 @@ void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels
 template <StandardColour Model>
 void writeMcu(const JpegContext* context, uint8_t* origin, ptrdiff_t stride, int32_t n, uint32_t channels) {
     const DecoderState& dec = context->dec;
+    const auto colourRow8 = decoderKernels().roundedColourRow8;
     for (uint32_t slice = 0; slice < dec.maxV; ++slice) {
         for (uint32_t j = 0; j < dec.maxH; ++j) {
             const uint32_t* index = dec.mcuXYBlocksIndex + 4 * (slice * dec.maxH + j);
@@ -218,6 +219,13 @@ void writeMcu(const JpegContext* context, uint8_t* origin, ptrdiff_t stride, int
             uint8_t* corner = origin + static_cast<ptrdiff_t>(slice) * n * stride + static_cast<ptrdiff_t>(j) * n * channels;
             for (int32_t r = 0; r < n; ++r) {
                 uint8_t* out = corner + r * stride;
+                if constexpr (Model == StandardColour::YCbCr) {
+                    if (n == 8)
+                        colourRow8(blocks[0] + r * 8, blocks[1] + r * 8, blocks[2] + r * 8, out);
+                    else
+                        roundedColourRowScalar(blocks[0] + r * 8, blocks[1] + r * 8, blocks[2] + r * 8, n, out);
+                    continue;
+                }
                 for (int32_t col = 0; col < n; ++col, out += channels) {
                     const int32_t at = r * 8 + col;
                     if constexpr (Model == StandardColour::Gray) {
@@ -228,12 +236,6 @@ void writeMcu(const JpegContext* context, uint8_t* origin, ptrdiff_t stride, int
                         out[0] = static_cast<uint8_t>(blocks[2][at] + 128);
                         out[1] = static_cast<uint8_t>(blocks[1][at] + 128);
                         out[2] = static_cast<uint8_t>(blocks[0][at] + 128);
-                    } else {
-                        int32_t rgb[3];
-                        standardYccToRgb(blocks[0][at] + 128, blocks[1][at] + 128, blocks[2][at] + 128, rgb);
-                        out[0] = static_cast<uint8_t>(rgb[2]);
-                        out[1] = static_cast<uint8_t>(rgb[1]);
-                        out[2] = static_cast<uint8_t>(rgb[0]);
                     }
                 }
             }
