@@ -9,6 +9,7 @@
 KELJPEG_BEGIN_AVX2
 
 #include "decoder/colour_convert_simd.h"
+#include "decoder/colour_rounded_simd.h"
 
 namespace {
 
@@ -26,6 +27,22 @@ inline __m256i signedProductx2(__m256i c, __m256i magnitude, colour_simd::Factor
     __m256i product = _mm256_mulhi_epu16(magnitude, _mm256_set1_epi16(static_cast<int16_t>(f.fraction)));
     if (f.whole) product = _mm256_add_epi16(product, magnitude);
     return _mm256_sign_epi16(product, c);
+}
+
+// Eight pixels from their blue-green and red planes (B0..B7 G0..G7, R0..R7)
+// interleaved by byte shuffles and stored as 24 bytes.
+inline void storeBgrRow(__m128i bg, __m128i rr, uint8_t* out) {
+    const __m128i bgFirst = _mm_setr_epi8(0, 8, -128, 1, 9, -128, 2, 10, -128, 3, 11, -128, 4, 12, -128, 5);
+    const __m128i rFirst = _mm_setr_epi8(-128, -128, 0, -128, -128, 1, -128, -128, 2, -128, -128, 3, -128, -128, 4,
+                                         -128);
+    const __m128i bgLast = _mm_setr_epi8(13, -128, 6, 14, -128, 7, 15, -128, -128, -128, -128, -128, -128, -128,
+                                         -128, -128);
+    const __m128i rLast = _mm_setr_epi8(-128, 5, -128, -128, 6, -128, -128, 7, -128, -128, -128, -128, -128, -128,
+                                        -128, -128);
+    __m128i first = _mm_or_si128(_mm_shuffle_epi8(bg, bgFirst), _mm_shuffle_epi8(rr, rFirst));
+    __m128i last = _mm_or_si128(_mm_shuffle_epi8(bg, bgLast), _mm_shuffle_epi8(rr, rLast));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), first);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), last);
 }
 
 }  // namespace
@@ -80,19 +97,12 @@ void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint
     __m128i green = _mm_sub_epi16(_mm_sub_epi16(base, signedProduct(blueDiff, cbMagnitude, colour_simd::kGreenFromCb)),
                                   signedProduct(redDiff, crMagnitude, colour_simd::kGreenFromCr));
     __m128i red = _mm_add_epi16(base, signedProduct(redDiff, crMagnitude, colour_simd::kRedFromCr));
-    __m128i bg = _mm_packus_epi16(blue, green);  // B0..B7 G0..G7
-    __m128i rr = _mm_packus_epi16(red, red);     // R0..R7
-    const __m128i bgFirst = _mm_setr_epi8(0, 8, -128, 1, 9, -128, 2, 10, -128, 3, 11, -128, 4, 12, -128, 5);
-    const __m128i rFirst = _mm_setr_epi8(-128, -128, 0, -128, -128, 1, -128, -128, 2, -128, -128, 3, -128, -128, 4,
-                                         -128);
-    const __m128i bgLast = _mm_setr_epi8(13, -128, 6, 14, -128, 7, 15, -128, -128, -128, -128, -128, -128, -128,
-                                         -128, -128);
-    const __m128i rLast = _mm_setr_epi8(-128, 5, -128, -128, 6, -128, -128, 7, -128, -128, -128, -128, -128, -128,
-                                        -128, -128);
-    __m128i first = _mm_or_si128(_mm_shuffle_epi8(bg, bgFirst), _mm_shuffle_epi8(rr, rFirst));
-    __m128i last = _mm_or_si128(_mm_shuffle_epi8(bg, bgLast), _mm_shuffle_epi8(rr, rLast));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), first);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), last);
+    storeBgrRow(_mm_packus_epi16(blue, green), _mm_packus_epi16(red, red), out);
+}
+
+void roundedColourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    const colour_simd::RoundedPlanes planes = colour_simd::roundedPlanes(y, cb, cr);
+    storeBgrRow(planes.blueGreen, planes.red, out);
 }
 
 KELJPEG_END_AVX2

@@ -26,7 +26,7 @@ const DecoderKernels kSse2 = {"sse2", decodeBlockFast, decodeBlockPartialFast, i
                               colourBlockByRows<colourRow8Sse2>, roundedColourRow8Sse2};
 const DecoderKernels kAvx2 = {"avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, inverseDct4x4ClampSse2,
                               colourRow8Avx2,
-                              colourBlockAvx2, roundedColourRow8Sse2};
+                              colourBlockAvx2, roundedColourRow8Avx2};
 #endif
 #if KELJPEG_NEON_KERNELS
 const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, inverseDct4x4ClampScalar,

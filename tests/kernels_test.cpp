@@ -152,6 +152,7 @@ TEST(VectorKernels, RoundedColourRowsMatchTheFormulaForEverySamplePair) {
     std::vector<NamedRowKernel> kernels = {{"scalar", roundedColourRow8Scalar}};
 #if KELJPEG_X86_KERNELS
     kernels.push_back({"sse2", roundedColourRow8Sse2});
+    if (haveAvx2()) kernels.push_back({"avx2", roundedColourRow8Avx2});
 #endif
     std::mt19937 rng(9);
     for (int cb = -128; cb < 128; ++cb) {
