@@ -15,8 +15,16 @@ struct StandardStream;
 
 // A Huffman table in the form the decoder walks: an 8-bit look-ahead for
 // short codes and the canonical maxCode/valueOffset lists for longer ones.
+// Codes of up to kStandardFastBits bits, indexed by the next that many bits:
+// entry = bits to take | kFastValueIncluded when the value bits that follow
+// the code lie within them too (taken with it, the value in the top 16 bits)
+// | symbol << 8; 0 for a longer code or none.
+constexpr uint32_t kStandardFastBits = 10;
+constexpr uint32_t kFastValueIncluded = 0x20;
+
 struct StandardHuffman {
     bool defined;
+    uint32_t fast[1u << kStandardFastBits];
     uint8_t fastLength[256];  // code length of the code starting with the 8 bits, 0 if longer or none
     uint8_t fastSymbol[256];
     int32_t maxCode[18];      // largest code of each length, -1 when none

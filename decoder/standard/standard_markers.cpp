@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "decoder/huffman_decode.h"
-#include "decoder/standard/standard_decode.h"
+#include "decoder/standard/standard_entropy.h"
 #include "runtime/limits.h"
 #include "runtime/report.h"
 
@@ -33,6 +33,30 @@ struct Segment {
 
 uint32_t read16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
 
+// The fast entries of a valid table: for a 3-bit code 101 of symbol 0x02 (a
+// run of 0, two value bits), index 1011100000 holds 5 bits to take and the
+// value 11 = 3, index 1010000000 the value 00 = -3.
+void fillFastEntries(StandardHuffman& table, const uint8_t* counts, const uint8_t* values) {
+    uint32_t code = 0, k = 0;
+    for (uint32_t length = 1; length <= kStandardFastBits; ++length, code <<= 1) {
+        for (uint32_t i = 0; i < counts[length - 1]; ++i, ++k, ++code) {
+            const uint32_t symbol = values[k], size = symbol & 15;
+            const uint32_t spare = kStandardFastBits - length;
+            for (uint32_t suffix = 0; suffix < (1u << spare); ++suffix) {
+                uint32_t entry = length | symbol << 8;
+                if (size == 0) {
+                    entry |= kFastValueIncluded;
+                } else if (size <= spare) {
+                    const uint32_t bits = (suffix >> (spare - size)) & ((1u << size) - 1);
+                    entry = (length + size) | kFastValueIncluded | symbol << 8 |
+                            static_cast<uint32_t>(static_cast<uint16_t>(extendBits(bits, size))) << 16;
+                }
+                table.fast[(code << spare) | suffix] = entry;
+            }
+        }
+    }
+}
+
 // Canonical codes from the counts: each length's codes follow the previous
 // length's last code shifted left by one.
 [[nodiscard]] bool buildStandardHuffman(StandardHuffman& table, const uint8_t* counts, const uint8_t* values,
@@ -59,6 +83,7 @@ uint32_t read16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
         table.maxCode[length] = count ? code - 1 : -1;
         code <<= 1;
     }
+    fillFastEntries(table, counts, values);
     table.maxCode[17] = 0x7FFFFFFF;
     table.defined = true;
     return true;

@@ -140,15 +140,47 @@ void startScan(StandardDecode* sd, StandardStream& st) {
     st.bandMcuRow = -1;
 }
 
+// The next symbol: a short code (and often its value bits) with one look-up
+// in the fast entries, a longer one the canonical way. Returns the entry as
+// the fast entries hold it, or 0 for a code the table does not hold.
+inline uint32_t nextSymbol(EntropyReader& reader, const StandardHuffman& table) {
+    if (reader.bitCount < 16) fillEntropyBits(reader);
+    const uint32_t entry = table.fast[reader.bits >> (64 - kStandardFastBits)];
+    if (entry != 0) {
+        reader.bits <<= entry & 31;
+        reader.bitCount -= static_cast<int32_t>(entry & 31);
+        return entry;
+    }
+    const int32_t symbol = decodeEntropySymbol(reader, table);
+    return symbol < 0 ? 0 : (static_cast<uint32_t>(symbol) << 8 | 1);  // the code's bits are taken
+}
+
+// The signed value of a symbol's size bits: in the entry, or read now.
+inline int32_t symbolValue(EntropyReader& reader, uint32_t entry, uint32_t size) {
+    if (entry & kFastValueIncluded) return static_cast<int16_t>(entry >> 16);
+    return extendBits(getEntropyBits(reader, size), size);
+}
+
+// What a scale's transform reads of a block: the coefficients up to a zigzag
+// index (the 4 x 4 corner ends at index 24, the 2 x 2 one at 4), and the
+// values to clear first (whole rows, row pitch 8).
+struct BlockUse {
+    uint32_t lastZigzag;
+    uint32_t clearedValues;
+};
+constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
+
 // One block of a sequential scan, dequantised (products held to 16 bits) in
-// natural order.
+// natural order; coefficients the scale's transform does not read are decoded
+// and dropped.
 [[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
-                               StandardComponent& component, int16_t* block) {
-    std::memset(block, 0, kBlockBytes);
-    int32_t s = decodeEntropySymbol(reader, dc);
-    if (s < 0 || s > 15) return false;
-    if (s) {
-        const int32_t difference = extendBits(getEntropyBits(reader, static_cast<uint32_t>(s)), static_cast<uint32_t>(s));
+                               StandardComponent& component, int16_t* block, BlockUse use) {
+    std::memset(block, 0, use.clearedValues * sizeof(int16_t));
+    uint32_t entry = nextSymbol(reader, dc);
+    const uint32_t category = (entry >> 8) & 0xFF;
+    if (entry == 0 || category > 15) return false;
+    if (category) {
+        const int32_t difference = symbolValue(reader, entry, category);
         component.dcPredictor = static_cast<int32_t>(static_cast<uint32_t>(component.dcPredictor) + static_cast<uint32_t>(difference));
     }
     auto dequantised = [&component](int32_t value, uint32_t position) {
@@ -157,9 +189,9 @@ void startScan(StandardDecode* sd, StandardStream& st) {
     };
     block[0] = dequantised(component.dcPredictor, 0);
     for (uint32_t k = 1; k < 64; ++k) {
-        int32_t rs = decodeEntropySymbol(reader, ac);
-        if (rs < 0) return false;
-        const uint32_t run = static_cast<uint32_t>(rs) >> 4, size = static_cast<uint32_t>(rs) & 15;
+        entry = nextSymbol(reader, ac);
+        if (entry == 0) return false;
+        const uint32_t run = (entry >> 12) & 15, size = (entry >> 8) & 15;
         if (size == 0) {
             if (run != 15) break;  // end of block
             k += 15;               // sixteen zeros
@@ -167,8 +199,10 @@ void startScan(StandardDecode* sd, StandardStream& st) {
         }
         k += run;
         if (k > 63) return false;
+        const int32_t value = symbolValue(reader, entry, size);
+        if (k > use.lastZigzag) continue;
         const uint32_t position = zigzagToNatural[k];
-        block[position] = dequantised(extendBits(getEntropyBits(reader, size), size), position);
+        block[position] = dequantised(value, position);
     }
     return true;
 }
@@ -189,6 +223,7 @@ void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels
 
 [[nodiscard]] bool decodeMcu(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale) {
     const DecoderKernels& kernels = decoderKernels();
+    const BlockUse use = kBlockUse[scale >= 3 ? 3 : scale];
     const StandardScan& scan = sd->scan;
     for (uint32_t i = 0; i < scan.count; ++i) {
         const uint32_t c = scan.component[i];
@@ -197,7 +232,7 @@ void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels
         const StandardHuffman& ac = sd->acTables[scan.acTable[i]];
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
         for (uint32_t b = 0; b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
-            if (!decodeBlock(st.reader, dc, ac, component, block)) return false;
+            if (!decodeBlock(st.reader, dc, ac, component, block, use)) return false;
             transformBlock(block, scale, kernels);
         }
     }
