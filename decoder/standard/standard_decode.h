@@ -127,15 +127,22 @@ struct StandardRowTarget {
 const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* params);
 void releaseStandardDecode(JpegContext* context);
 
-// The streamed route, for frames of one interleaved sequential scan of 8-bit
-// samples with sampling factors of 1 or 2 and colours the band writers know;
-// other frames are left to the whole-frame route (sd->stream stays null).
-// false when a buffer could not be had.
+// The banded route, for 8-bit DCT frames with sampling factors of 1 or 2 and
+// colours the band writers know: a band of one MCU row is decoded as the rows
+// reach it, straight from the entropy-coded data for a frame of one
+// interleaved sequential scan, else from the coefficient planes that each
+// pass's scans fill. Other frames are left to the whole-frame route
+// (sd->stream stays null). false when a buffer could not be had.
 [[nodiscard]] bool openStandardStream(JpegContext* context, StandardDecode* sd);
 void releaseStandardStream(JpegContext* context);
+// The bands come from coefficient planes (which the prolog then allocates).
+bool standardStreamFromCoefficients(const StandardDecode* sd);
 // Rows of the picture at a scale, the reduced ones through the reduced
-// inverse DCTs; the band is decoded as the rows reach it.
+// inverse DCTs.
 int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale);
+// Decodes the scans of a pass: all of them, or the next one of a progressive
+// frame shown one scan per pass. false after a report.
+[[nodiscard]] bool decodeStandardPass(JpegContext* context, StandardDecode* sd);
 
 // Rows of the picture at full size or, for scale 0..2, reduced by averaging.
 int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale);

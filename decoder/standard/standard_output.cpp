@@ -123,9 +123,9 @@ void storeRow(const uint16_t* values, const StandardRowTarget& target, uint8_t* 
     for (uint32_t i = 0; i < target.values; ++i) out[i] = static_cast<uint8_t>(values[i]);
 }
 
-// Decodes the scans of this pass: all of them, or, for a progressive frame
-// shown one scan per pass, the next one. The planes are then rebuilt.
-[[nodiscard]] bool decodePass(JpegContext* context, StandardDecode* sd) {
+}  // namespace
+
+bool decodeStandardPass(JpegContext* context, StandardDecode* sd) {
     const bool oneScan = sd->sofMarker == 0xFFC2 && (context->dec.progressiveMode & 1);
     bool decoded = false;
     while (sd->scanReady) {
@@ -138,8 +138,6 @@ void storeRow(const uint16_t* values, const StandardRowTarget& target, uint8_t* 
     if (decoded) sd->renderedScale = -1;  // the planes no longer show the coefficients
     return true;
 }
-
-}  // namespace
 
 void renderStandardPlanes(StandardDecode* sd, int32_t scale) {
     for (uint32_t i = 0; i < sd->componentCount; ++i) {
@@ -179,7 +177,7 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     StandardRowTarget target;
     if (!standardRowTarget(rect, outWidth, channels, bytes, &target)) return 0;
     if (sd->rowsDelivered == 0 || sd->rowsDelivered >= outHeight) {
-        if (!decodePass(context, sd)) return 0;
+        if (!decodeStandardPass(context, sd)) return 0;
         sd->rowsDelivered = 0;
     }
     // 8-bit DCT frames reduce in the inverse transform; 12-bit and lossless

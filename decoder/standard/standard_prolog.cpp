@@ -58,19 +58,23 @@ void computeGeometry(StandardDecode* sd) {
 }
 
 // The whole-frame route's planes: every coefficient and sample of the frame.
-const KelChar16* allocatePlanes(StandardDecode* sd) {
+// Frames whose bands are rendered from the coefficients need no sample planes.
+const KelChar16* allocatePlanes(StandardDecode* sd, bool samplePlanes) {
     const bool lossless = sd->sofMarker == 0xFFC3;
+    const uint64_t bytesPerSample = (samplePlanes ? 2 : 0) + (lossless ? 0 : 2);
     uint64_t total = 0;  // all planes together stay within the one limit
     for (uint32_t c = 0; c < sd->componentCount; ++c) {
         StandardComponent& component = sd->components[c];
         uint64_t samples = uint64_t{component.planeWidth} * component.planeHeight;
-        total += samples * (lossless ? 2 : 4);
+        total += samples * bytesPerSample;
         if (total > kMaxStandardBytes) return KJ_TEXT("standard-mode plane allocation failed.");
         // The planes count against the host's memory limit.
-        if (!reserveContextMemory(&sd->heldBytes, samples * (lossless ? 2 : 4)))
+        if (!reserveContextMemory(&sd->heldBytes, samples * bytesPerSample))
             return KJ_TEXT("standard-mode plane allocation failed.");
-        component.samples = static_cast<uint16_t*>(allocateZeroed(samples * 2));
-        if (!component.samples) return KJ_TEXT("standard-mode plane allocation failed.");
+        if (samplePlanes) {
+            component.samples = static_cast<uint16_t*>(allocateZeroed(samples * 2));
+            if (!component.samples) return KJ_TEXT("standard-mode plane allocation failed.");
+        }
         if (!lossless) {
             component.coefficients = static_cast<int16_t*>(allocateZeroed(samples * 2));
             if (!component.coefficients) return KJ_TEXT("standard-mode plane allocation failed.");
@@ -173,8 +177,10 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
     context->params = params;
     fillContext(context, sd);
     if (!openStandardStream(context, sd)) return KJ_TEXT("standard-mode plane allocation failed.");
-    if (!sd->stream)
-        if (const KelChar16* failure = allocatePlanes(sd)) return failure;
+    // Interleaved sequential frames need no planes; other banded frames keep
+    // their coefficients; the rest are rendered into sample planes.
+    if (!sd->stream || standardStreamFromCoefficients(sd))
+        if (const KelChar16* failure = allocatePlanes(sd, !sd->stream)) return failure;
     copyJfifInfo(sd, params);
     writeBack(context, sd, params);
     if (sd->sofMarker == 0xFFC2) context->dec.progressiveMode = 0;

@@ -19,7 +19,11 @@
 #include "runtime/limits.h"
 #include "runtime/report.h"
 
+// Where a band's blocks come from.
+enum class BandSource { EntropyData, CoefficientPlanes };
+
 struct StandardStream {
+    BandSource source;
     EntropyReader reader;
     uint32_t scanStart;            // first entropy-coded byte of the scan
     uint32_t componentOffset[4];   // blocks before each frame component within the MCU
@@ -72,21 +76,24 @@ bool scanEndsTheFrame(const StandardDecode* sd) {
     return at >= sd->length || (d[at] == 0xD9 && d[at - 1] == 0xFF);
 }
 
-// Sampling factors the expanders know (1 or 2 each), one scan holding every
-// component in MCUs (a one-component scan walks its blocks in raster order,
-// which is MCU order only at 1 x 1), 8-bit samples, and colours the band
-// writers know.
-bool frameStreams(const JpegContext* context, const StandardDecode* sd) {
-    if (sd->sofMarker != kSof0 && sd->sofMarker != kSof1) return false;
-    if (sd->precision != 8 || sd->scan.count != sd->componentCount) return false;
-    if (sd->maxH > 2 || sd->maxV > 2) return false;
-    if (sd->componentCount == 1 && (sd->components[0].h != 1 || sd->components[0].v != 1)) return false;
+// 8-bit DCT frames with sampling factors the expanders know (1 or 2 each)
+// and colours the band writers know go in bands.
+bool frameBands(const JpegContext* context, const StandardDecode* sd) {
+    if (sd->sofMarker == 0xFFC3 || sd->precision != 8 || sd->maxH > 2 || sd->maxV > 2) return false;
     for (uint32_t c = 0; c < sd->componentCount; ++c)
         if (sd->components[c].h > 2 || sd->components[c].v > 2) return false;
     const StandardColour model = standardColourOf(context, sd);
-    if (model != StandardColour::Gray && model != StandardColour::YCbCr && model != StandardColour::Rgb &&
-        model != StandardColour::Raw)
-        return false;
+    return model == StandardColour::Gray || model == StandardColour::YCbCr || model == StandardColour::Rgb ||
+           model == StandardColour::Raw;
+}
+
+// A sequential frame whose one scan holds every component in MCUs (a
+// one-component scan walks its blocks in raster order, which is MCU order
+// only at 1 x 1) and ends the frame is decoded straight from its data.
+bool scanFeedsBands(const StandardDecode* sd) {
+    if (sd->sofMarker != kSof0 && sd->sofMarker != kSof1) return false;
+    if (sd->scan.count != sd->componentCount) return false;
+    if (sd->componentCount == 1 && (sd->components[0].h != 1 || sd->components[0].v != 1)) return false;
     return scanEndsTheFrame(sd);
 }
 
@@ -221,6 +228,28 @@ void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels
     }
 }
 
+// One MCU's blocks from the coefficient planes, dequantised as the scans
+// left them, then transformed at the scale.
+void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& st, uint32_t mcuX, int32_t scale) {
+    const DecoderKernels& kernels = decoderKernels();
+    const uint32_t mcuY = st.nextMcuRow;
+    for (uint32_t c = 0; c < sd->componentCount; ++c) {
+        const StandardComponent& component = sd->components[c];
+        int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
+        for (uint32_t v = 0; v < component.v; ++v) {
+            for (uint32_t h = 0; h < component.h; ++h, block += kBlockValues) {
+                const size_t blockX = size_t{mcuX} * component.h + h, blockY = size_t{mcuY} * component.v + v;
+                const int16_t* coefficients = component.coefficients + (blockY * component.blocksWide + blockX) * 64;
+                for (int i = 0; i < 64; ++i) {
+                    const int32_t value = int32_t{coefficients[i]} * component.quant[i];
+                    block[i] = static_cast<int16_t>(value < -32768 ? -32768 : (value > 32767 ? 32767 : value));
+                }
+                transformBlock(block, scale, kernels);
+            }
+        }
+    }
+}
+
 [[nodiscard]] bool decodeMcu(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale) {
     const DecoderKernels& kernels = decoderKernels();
     const BlockUse use = kBlockUse[scale >= 3 ? 3 : scale];
@@ -301,14 +330,18 @@ McuWriter mcuWriterFor(StandardColour model) {
     const uint32_t interval = sd->restartInterval;
     dec.currentScale = static_cast<int16_t>(scale);  // the scaled expanders take their block side from it
     for (uint32_t mx = 0; mx < dec.mcusPerRow; ++mx) {
-        const uint64_t unit = uint64_t{st.nextMcuRow} * dec.mcusPerRow + mx;
-        if (interval != 0 && unit != 0 && unit % interval == 0) {
-            takeRestartMarker(st.reader);
-            for (StandardComponent& component : sd->components) component.dcPredictor = 0;
-        }
-        if (!decodeMcu(context, sd, st, scale)) {
-            reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
-            return false;
+        if (st.source == BandSource::CoefficientPlanes) {
+            renderMcu(context, sd, st, mx, scale);
+        } else {
+            const uint64_t unit = uint64_t{st.nextMcuRow} * dec.mcusPerRow + mx;
+            if (interval != 0 && unit != 0 && unit % interval == 0) {
+                takeRestartMarker(st.reader);
+                for (StandardComponent& component : sd->components) component.dcPredictor = 0;
+            }
+            if (!decodeMcu(context, sd, st, scale)) {
+                reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
+                return false;
+            }
         }
         expand(context, mask);
         write(context, st.band + static_cast<ptrdiff_t>(mx) * dec.maxH * n * channels, stride, n, channels);
@@ -319,12 +352,17 @@ McuWriter mcuWriterFor(StandardColour model) {
 
 }  // namespace
 
+bool standardStreamFromCoefficients(const StandardDecode* sd) {
+    return sd->stream && sd->stream->source == BandSource::CoefficientPlanes;
+}
+
 bool openStandardStream(JpegContext* context, StandardDecode* sd) {
-    if (!frameStreams(context, sd)) return true;  // the whole-frame route reads it
+    if (!frameBands(context, sd)) return true;  // the whole-frame route reads it
     auto* st = static_cast<StandardStream*>(reserveAndAllocate(sd, sizeof(StandardStream)));
     if (!st) return false;
     std::memset(st, 0, sizeof *st);
     sd->stream = st;
+    st->source = scanFeedsBands(sd) ? BandSource::EntropyData : BandSource::CoefficientPlanes;
     DecoderState& dec = context->dec;
     dec.maxH = sd->maxH;
     dec.maxV = sd->maxV;
@@ -366,18 +404,32 @@ int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t
     const uint32_t channels = standardChannels(model, sd);
     StandardRowTarget target;
     if (!standardRowTarget(rect, outWidth, channels, 1, &target)) return 0;
-    // A new scale, or a new pass once the picture is complete, starts the scan again.
-    if (scale != sd->scale || (st.bandScale >= 0 && sd->rowsDelivered >= outHeight)) {
+    if (scale != sd->scale) {
         sd->scale = scale;
         sd->rowsDelivered = 0;
-        if (st.bandScale >= 0) startScan(sd, st);
     }
-    if (st.bandScale < 0 && !standardScanTablesReady(sd)) {
-        st.failed = true;
-        return 0;
+    if (st.source == BandSource::CoefficientPlanes) {
+        // A pass decodes its scans into the planes first, as the whole-frame
+        // route does, then the bands are rendered from them.
+        if (sd->rowsDelivered == 0 || sd->rowsDelivered >= outHeight) {
+            if (!decodeStandardPass(context, sd)) return 0;
+            sd->rowsDelivered = 0;
+            st.nextMcuRow = 0;
+            st.bandMcuRow = -1;
+        }
+    } else {
+        // A new scale, or a new pass once the picture is complete, starts the scan again.
+        if (st.bandScale >= 0 && (scale != st.bandScale || sd->rowsDelivered == 0 || sd->rowsDelivered >= outHeight)) {
+            sd->rowsDelivered = 0;
+            startScan(sd, st);
+        }
+        if (st.bandScale < 0 && !standardScanTablesReady(sd)) {
+            st.failed = true;
+            return 0;
+        }
+        context->dec.lastMarker = kMarkerEoi;  // a frame of one scan is complete from the first pass
     }
     st.bandScale = scale;
-    context->dec.lastMarker = kMarkerEoi;  // a frame of one scan is complete from the first pass
     uint32_t wanted = rows & 0xFFFF;
     if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
     if (wanted > uint32_t(rect->height)) wanted = uint32_t(rect->height);
