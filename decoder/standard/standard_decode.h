@@ -56,7 +56,8 @@ struct StandardScan {
 };
 
 struct StandardDecode {
-    uint8_t* data;             // the stream from SOI on
+    const uint8_t* data;       // the stream from SOI on: the caller's block in memory mode
+    uint8_t* fileCopy;         // the stream read from a file, owned here
     uint32_t length;
     uint32_t position;         // next unread byte
     uint16_t sofMarker;

@@ -16,17 +16,25 @@ namespace {
 constexpr uint64_t kMaxStandardBytes = uint64_t{1} << 30;  // refuse frames that would need more
 constexpr uint32_t kLoadStep = 1u << 16;
 
+// The stream as one block: the caller's own in memory mode (it stays valid
+// until the epilog), a copy of the file otherwise.
 [[nodiscard]] bool loadStream(StandardDecode* sd, BitstreamFile* bf) {
+    if (bf->flags & kBitstreamMemory) {
+        sd->data = bf->memCursor;
+        sd->length = bf->memLength - bf->memPosition;
+        return true;
+    }
     uint32_t capacity = 0;
     for (;;) {
         if (capacity - sd->length < kLoadStep) {
             if (uint64_t{capacity} + kLoadStep > kMaxStandardBytes) return false;
-            void* grown = complibReallocMemory(sd->data, capacity + kLoadStep);
+            void* grown = complibReallocMemory(sd->fileCopy, capacity + kLoadStep);
             if (!grown) return false;
-            sd->data = static_cast<uint8_t*>(grown);
+            sd->fileCopy = static_cast<uint8_t*>(grown);
+            sd->data = sd->fileCopy;
             capacity += kLoadStep;
         }
-        int32_t n = complibReadBitstreamFile(bf, sd->data + sd->length, capacity - sd->length);
+        int32_t n = complibReadBitstreamFile(bf, sd->fileCopy + sd->length, capacity - sd->length);
         if (n <= 0) return true;
         sd->length += static_cast<uint32_t>(n);
     }
@@ -195,7 +203,7 @@ void releaseStandardDecode(JpegContext* context) {
         if (component.samples) (void)complibFreeMemory(component.samples);
         if (component.coefficients) (void)complibFreeMemory(component.coefficients);
     }
-    if (sd->data) (void)complibFreeMemory(sd->data);
+    if (sd->fileCopy) (void)complibFreeMemory(sd->fileCopy);
     (void)complibFreeMemory(sd);
     context->dec.standard = nullptr;
 }
