@@ -270,32 +270,50 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
 
 // ---- Band writers: the block positions of one MCU as pixels ----
 
+// Where one MCU's pixels go: its top-left pixel, the row pitch, the block
+// side n, and how many of its rows and columns lie inside the target (the
+// band buffer holds all of them; a caller's rectangle may end inside the MCU).
+struct McuTarget {
+    uint8_t* origin;
+    ptrdiff_t stride;
+    int32_t n;
+    uint32_t channels;
+    int32_t rows;
+    int32_t columns;
+};
+
 // Pixels of side n per block position, for each colour the band knows.
 template <StandardColour Model>
-void writeMcu(const JpegContext* context, uint8_t* origin, ptrdiff_t stride, int32_t n, uint32_t channels) {
+void writeMcu(const JpegContext* context, const McuTarget& t) {
     const DecoderState& dec = context->dec;
     const auto colourRow8 = decoderKernels().roundedColourRow8;
+    const int32_t n = t.n;
     for (uint32_t slice = 0; slice < dec.maxV; ++slice) {
-        for (uint32_t j = 0; j < dec.maxH; ++j) {
+        const int32_t rows = t.rows - static_cast<int32_t>(slice) * n < n ? t.rows - static_cast<int32_t>(slice) * n : n;
+        for (uint32_t j = 0; j < dec.maxH && rows > 0; ++j) {
+            const int32_t left = t.columns - static_cast<int32_t>(j) * n;
+            if (left <= 0) break;
+            const int32_t columns = left < n ? left : n;
             const uint32_t* index = dec.mcuXYBlocksIndex + 4 * (slice * dec.maxH + j);
             const int16_t* blocks[4];
             for (int c = 0; c < 4; ++c) blocks[c] = dec.mcuXYBlocks[index[c]];
-            uint8_t* corner = origin + static_cast<ptrdiff_t>(slice) * n * stride + static_cast<ptrdiff_t>(j) * n * channels;
-            for (int32_t r = 0; r < n; ++r) {
-                uint8_t* out = corner + r * stride;
+            uint8_t* corner = t.origin + static_cast<ptrdiff_t>(slice) * n * t.stride +
+                              static_cast<ptrdiff_t>(j) * n * t.channels;
+            for (int32_t r = 0; r < rows; ++r) {
+                uint8_t* out = corner + r * t.stride;
                 if constexpr (Model == StandardColour::YCbCr) {
-                    if (n == 8)
+                    if (columns == 8)
                         colourRow8(blocks[0] + r * 8, blocks[1] + r * 8, blocks[2] + r * 8, out);
                     else
-                        roundedColourRowScalar(blocks[0] + r * 8, blocks[1] + r * 8, blocks[2] + r * 8, n, out);
+                        roundedColourRowScalar(blocks[0] + r * 8, blocks[1] + r * 8, blocks[2] + r * 8, columns, out);
                     continue;
                 }
-                for (int32_t col = 0; col < n; ++col, out += channels) {
+                for (int32_t col = 0; col < columns; ++col, out += t.channels) {
                     const int32_t at = r * 8 + col;
                     if constexpr (Model == StandardColour::Gray) {
                         out[0] = static_cast<uint8_t>(blocks[0][at] + 128);
                     } else if constexpr (Model == StandardColour::Raw) {
-                        for (uint32_t c = 0; c < channels; ++c) out[c] = static_cast<uint8_t>(blocks[c][at] + 128);
+                        for (uint32_t c = 0; c < t.channels; ++c) out[c] = static_cast<uint8_t>(blocks[c][at] + 128);
                     } else if constexpr (Model == StandardColour::Rgb) {
                         out[0] = static_cast<uint8_t>(blocks[2][at] + 128);
                         out[1] = static_cast<uint8_t>(blocks[1][at] + 128);
@@ -307,7 +325,7 @@ void writeMcu(const JpegContext* context, uint8_t* origin, ptrdiff_t stride, int
     }
 }
 
-using McuWriter = void (*)(const JpegContext* context, uint8_t* origin, ptrdiff_t stride, int32_t n, uint32_t channels);
+using McuWriter = void (*)(const JpegContext* context, const McuTarget& target);
 
 McuWriter mcuWriterFor(StandardColour model) {
     switch (model) {
@@ -318,14 +336,23 @@ McuWriter mcuWriterFor(StandardColour model) {
     }
 }
 
-// Decodes the next MCU row into the band. false after a report.
+// Where a band goes: the band buffer (every pixel of the MCU row) or straight
+// into the caller's rows (only those inside the rectangle and the picture).
+struct BandTarget {
+    uint8_t* top;
+    ptrdiff_t stride;
+    int32_t rows;
+    int32_t columns;
+};
+
+// Decodes the next MCU row into the target. false after a report.
 [[nodiscard]] bool decodeBandRow(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale,
-                                 uint32_t channels) {
+                                 uint32_t channels, const BandTarget& band) {
     DecoderState& dec = context->dec;
     const Expander expand = scale >= 3 ? selectExpander(context) : scaledExpander(context);
     const McuWriter write = mcuWriterFor(standardColourOf(context, sd));
     const int32_t n = scale >= 3 ? 8 : (1 << scale);
-    const ptrdiff_t stride = static_cast<ptrdiff_t>(bandStride(dec, channels, scale));
+    const int32_t mcuColumns = static_cast<int32_t>(dec.maxH) * n;
     const uint32_t mask = samplingMask(context);
     const uint32_t interval = sd->restartInterval;
     dec.currentScale = static_cast<int16_t>(scale);  // the scaled expanders take their block side from it
@@ -343,11 +370,24 @@ McuWriter mcuWriterFor(StandardColour model) {
                 return false;
             }
         }
+        const int32_t x = static_cast<int32_t>(mx) * mcuColumns;
+        if (band.columns - x <= 0) {
+            if (st.source == BandSource::CoefficientPlanes) break;  // nothing to read past the rectangle
+            continue;  // the data must still be read
+        }
         expand(context, mask);
-        write(context, st.band + static_cast<ptrdiff_t>(mx) * dec.maxH * n * channels, stride, n, channels);
+        write(context, {band.top + static_cast<ptrdiff_t>(x) * channels, band.stride, n, channels, band.rows,
+                        band.columns - x});
     }
-    st.bandMcuRow = static_cast<int32_t>(st.nextMcuRow++);
+    ++st.nextMcuRow;
     return true;
+}
+
+// Corrupt data stops the frame: nothing more is delivered.
+int32_t failStream(StandardDecode* sd, StandardStream& st, uint32_t rowsWritten) {
+    st.failed = true;
+    sd->rowsDelivered += rowsWritten;
+    return 0;
 }
 
 }  // namespace
@@ -435,19 +475,30 @@ int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t
     if (wanted > uint32_t(rect->height)) wanted = uint32_t(rect->height);
     const DecoderState& dec = context->dec;
     const uint32_t bandRows = scale >= 3 ? dec.mcuHeight : dec.mcuHeight >> (3 - scale);
-    const size_t stride = static_cast<size_t>(bandStride(dec, channels, scale));
-    for (uint32_t r = 0; r < wanted; ++r) {
+    const size_t bufferStride = static_cast<size_t>(bandStride(dec, channels, scale));
+    const int32_t bufferColumns = static_cast<int32_t>(bufferStride / channels);
+    for (uint32_t r = 0; r < wanted;) {
         const uint32_t outRow = sd->rowsDelivered + r;
-        const uint32_t mcuRow = outRow / bandRows;
-        while (st.bandMcuRow < static_cast<int32_t>(mcuRow)) {
-            if (!decodeBandRow(context, sd, st, scale, channels)) {
-                st.failed = true;
-                sd->rowsDelivered += r;
-                return 0;
-            }
+        const uint32_t mcuRow = outRow / bandRows, rowInBand = outRow % bandRows;
+        const uint32_t picturePart = outHeight - (outRow - rowInBand) < bandRows ? outHeight - (outRow - rowInBand) : bandRows;
+        // A band asked for whole goes straight into the caller's rows.
+        if (rowInBand == 0 && st.nextMcuRow == mcuRow && wanted - r >= picturePart) {
+            const BandTarget direct = {rect->bits + static_cast<ptrdiff_t>(rect->stride) * r, rect->stride,
+                                       static_cast<int32_t>(picturePart), static_cast<int32_t>(target.values / channels)};
+            if (!decodeBandRow(context, sd, st, scale, channels, direct)) return failStream(sd, st, r);
+            st.bandMcuRow = -1;  // the buffer does not hold it
+            r += picturePart;
+            continue;
         }
-        std::memcpy(rect->bits + static_cast<ptrdiff_t>(rect->stride) * r, st.band + (outRow % bandRows) * stride,
+        while (st.bandMcuRow < static_cast<int32_t>(mcuRow)) {
+            const BandTarget buffer = {st.band, static_cast<ptrdiff_t>(bufferStride), static_cast<int32_t>(bandRows),
+                                       bufferColumns};
+            st.bandMcuRow = static_cast<int32_t>(st.nextMcuRow);
+            if (!decodeBandRow(context, sd, st, scale, channels, buffer)) return failStream(sd, st, r);
+        }
+        std::memcpy(rect->bits + static_cast<ptrdiff_t>(rect->stride) * r, st.band + rowInBand * bufferStride,
                     target.values);
+        ++r;
     }
     sd->rowsDelivered += wanted;
     return static_cast<int32_t>(wanted);
