@@ -22,9 +22,17 @@ struct StandardStream;
 constexpr uint32_t kStandardFastBits = 10;
 constexpr uint32_t kFastValueIncluded = 0x20;
 
+// Skip entries of an AC table, for coefficients a reduced transform never
+// reads: by the same next bits, the symbols (with their value bits) that lie
+// wholly within them, one after another up to and including an end of
+// block: entry = bits taken | coefficient positions passed << 8 |
+// kSkipEndsBlock; 0 when not even one fits.
+constexpr uint32_t kSkipEndsBlock = 1u << 16;
+
 struct StandardHuffman {
     bool defined;
     uint32_t fast[1u << kStandardFastBits];
+    uint32_t skip[1u << kStandardFastBits];
     uint8_t fastLength[256];  // code length of the code starting with the 8 bits, 0 if longer or none
     uint8_t fastSymbol[256];
     int32_t maxCode[18];      // largest code of each length, -1 when none

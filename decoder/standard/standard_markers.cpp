@@ -57,6 +57,32 @@ void fillFastEntries(StandardHuffman& table, const uint8_t* counts, const uint8_
     }
 }
 
+// The skip entries, from the fast entries: 1011100000 for the code 101 of
+// symbol 0x02 with its two value bits leaves 00000 after 5 bits, and when
+// 00000 starts a 2-bit end of block, the entry takes 7 bits, passes one
+// position and ends the block.
+void fillSkipEntries(StandardHuffman& table) {
+    for (uint32_t index = 0; index < (1u << kStandardFastBits); ++index) {
+        uint32_t taken = 0, passed = 0, entry = 0;
+        for (;;) {
+            const uint32_t rest = kStandardFastBits - taken;
+            const uint32_t fast = table.fast[(index << taken) & ((1u << kStandardFastBits) - 1)];
+            const uint32_t bits = fast & 31;
+            if (!(fast & kFastValueIncluded) || bits > rest) break;
+            const uint32_t symbol = (fast >> 8) & 0xFF, run = symbol >> 4, size = symbol & 15;
+            taken += bits;
+            if (size == 0 && run != 15) {  // end of block
+                entry = taken | passed << 8 | kSkipEndsBlock;
+                break;
+            }
+            passed += size == 0 ? 16 : run + 1;
+            entry = taken | passed << 8;
+            if (passed >= 64) break;
+        }
+        table.skip[index] = entry;
+    }
+}
+
 // Canonical codes from the counts: each length's codes follow the previous
 // length's last code shifted left by one.
 [[nodiscard]] bool buildStandardHuffman(StandardHuffman& table, const uint8_t* counts, const uint8_t* values,
@@ -84,6 +110,7 @@ void fillFastEntries(StandardHuffman& table, const uint8_t* counts, const uint8_
         code <<= 1;
     }
     fillFastEntries(table, counts, values);
+    fillSkipEntries(table);
     table.maxCode[17] = 0x7FFFFFFF;
     table.defined = true;
     return true;

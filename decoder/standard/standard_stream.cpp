@@ -46,10 +46,9 @@ constexpr uint16_t kSof0 = 0xFFC0, kSof1 = 0xFFC1;
 uint32_t markerAfterScan(const StandardDecode* sd, uint32_t at) {
     const uint8_t* d = sd->data;
     while (at < sd->length) {
-        if (d[at] != 0xFF) {
-            ++at;
-            continue;
-        }
+        const void* ff = std::memchr(d + at, 0xFF, sd->length - at);
+        if (!ff) return sd->length;
+        at = static_cast<uint32_t>(static_cast<const uint8_t*>(ff) - d);
         uint32_t marker = at;
         while (at < sd->length && d[at] == 0xFF) ++at;
         if (at >= sd->length) return sd->length;
@@ -196,6 +195,21 @@ constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
     };
     block[0] = dequantised(component.dcPredictor, 0);
     for (uint32_t k = 1; k < 64; ++k) {
+        // Past the coefficients the transform reads, several symbols at a
+        // time, as long as they end within the block (k + passed <= 64 is
+        // where the one-symbol walk would also have stopped or gone on).
+        if (k > use.lastZigzag) {
+            if (reader.bitCount < 16) fillEntropyBits(reader);
+            const uint32_t skip = ac.skip[reader.bits >> (64 - kStandardFastBits)];
+            const uint32_t passed = (skip >> 8) & 0xFF;
+            if (skip != 0 && k + passed <= 64) {
+                reader.bits <<= skip & 0xFF;
+                reader.bitCount -= static_cast<int32_t>(skip & 0xFF);
+                if (skip & kSkipEndsBlock) break;
+                k += passed - 1;
+                continue;
+            }
+        }
         entry = nextSymbol(reader, ac);
         if (entry == 0) return false;
         const uint32_t run = (entry >> 12) & 15, size = (entry >> 8) & 15;
