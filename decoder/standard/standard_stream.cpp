@@ -315,6 +315,11 @@ void writeMcu(const JpegContext* context, const McuTarget& t) {
                               static_cast<ptrdiff_t>(j) * n * t.channels;
             for (int32_t r = 0; r < rows; ++r) {
                 uint8_t* out = corner + r * t.stride;
+                if constexpr (Model == StandardColour::Gray) {
+                    const int16_t* row = blocks[0] + r * 8;
+                    for (int32_t col = 0; col < columns; ++col) out[col] = static_cast<uint8_t>(row[col] + 128);
+                    continue;
+                }
                 if constexpr (Model == StandardColour::YCbCr) {
                     if (columns == 8)
                         colourRow8(blocks[0] + r * 8, blocks[1] + r * 8, blocks[2] + r * 8, out);
@@ -324,9 +329,7 @@ void writeMcu(const JpegContext* context, const McuTarget& t) {
                 }
                 for (int32_t col = 0; col < columns; ++col, out += t.channels) {
                     const int32_t at = r * 8 + col;
-                    if constexpr (Model == StandardColour::Gray) {
-                        out[0] = static_cast<uint8_t>(blocks[0][at] + 128);
-                    } else if constexpr (Model == StandardColour::Raw) {
+                    if constexpr (Model == StandardColour::Raw) {
                         for (uint32_t c = 0; c < t.channels; ++c) out[c] = static_cast<uint8_t>(blocks[c][at] + 128);
                     } else if constexpr (Model == StandardColour::Rgb) {
                         out[0] = static_cast<uint8_t>(blocks[2][at] + 128);
