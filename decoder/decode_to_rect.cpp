@@ -23,8 +23,8 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
         // MCUs right of the rectangle are decoded all the same: their data must be consumed.
         for (uint32_t m = 0; m < dec.mcusPerRow; ++m) {
             if (setup.decodeMcu(context) < 0) return 0;
-            setup.expand(context, mask);
-            setup.write(context, &band, x, columnsLeft < setup.mcuWidth ? columnsLeft : setup.mcuWidth);
+            setup.expand(context, mask, setup.blockSide);
+            setup.write(context, &band, x, columnsLeft < setup.mcuWidth ? columnsLeft : setup.mcuWidth, setup.blockSide);
             x += setup.mcuWidth;
             columnsLeft -= setup.mcuWidth;
         }
@@ -48,10 +48,11 @@ int32_t deliverSequentialRows(JpegContext* context, ImageRect* rect, uint32_t ro
     DecoderState& dec = context->dec;
     if (!dec.mcuBlocks) return 0;
     BandLoopSetup setup{};
+    setup.expand = selectExpander(context);
     if (scale >= 3) {
         setup.decodeMcu = decodeMcuFull;
-        setup.expand = selectExpander(context);
         setup.write = selectPixelWriter(context, rect);
+        setup.blockSide = 8;
         setup.mcuWidth = static_cast<int32_t>(dec.mcuWidth);
         setup.mcuHeight = static_cast<int32_t>(dec.mcuHeight);
         setup.columnsPerBand = rect->width;
@@ -60,8 +61,8 @@ int32_t deliverSequentialRows(JpegContext* context, ImageRect* rect, uint32_t ro
         // There is no raw-component output at reduced size.
         setup.decodeMcu = reducedMcuDecoder(scale);
         if (!setup.decodeMcu || (context->options & JPEG_OPT_RAW_COMPONENTS)) return 0;
-        setup.expand = scaledExpander(context);
-        setup.write = dec.componentCount < 3 ? jpegDecodeScaleWriteGray : jpegDecodeScaleWriteBGR;
+        setup.write = dec.componentCount < 3 ? jpegDecodeWriteGray : jpegDecodeWriteBGR;
+        setup.blockSide = 1 << scale;
         const int32_t shift = 3 - scale;
         setup.mcuWidth = static_cast<int32_t>(dec.mcuWidth) >> shift;
         setup.mcuHeight = static_cast<int32_t>(dec.mcuHeight) >> shift;

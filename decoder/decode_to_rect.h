@@ -16,6 +16,7 @@ struct BandLoopSetup {
     McuDecoder decodeMcu;
     Expander expand;
     PixelWriter write;
+    int32_t blockSide;        // 8 at full size; 4, 2, 1 at 1/2, 1/4, 1/8
     int32_t mcuWidth;         // output columns per MCU
     int32_t mcuHeight;        // output rows per MCU row
     int32_t columnsPerBand;   // columns left at the start of every band

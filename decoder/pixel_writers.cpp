@@ -1,6 +1,9 @@
 // Pixel writers: the block positions of one MCU into a band of the caller's
-// rectangle, in slices of 8 rows and block columns of 8 pixels, clipped to
-// the band's rows and to w columns.
+// rectangle, in slices of n rows and block columns of n pixels (n = 8 at full
+// size; 4, 2, 1 at the reduced sizes, where at 1/8 every position gives one
+// pixel), clipped to the band's rows and to w columns.
+#include <cstring>
+
 #include "decoder/pixel_writers.h"
 
 #include "context/jpeg_context.h"
@@ -17,24 +20,24 @@ struct PositionBlocks {
 // Calls writeBlock(blocks, out, rows, cols) once for every block position
 // that falls inside the band and the w columns; out is its top-left pixel.
 template <typename WriteBlock>
-void forEachBlock(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t bytesPerPixel,
-                  WriteBlock writeBlock) {
+void forEachBlock(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n,
+                  int32_t bytesPerPixel, WriteBlock writeBlock) {
     const DecoderState& dec = context->dec;
     const int32_t maxH = static_cast<int32_t>(dec.maxH), maxV = static_cast<int32_t>(dec.maxV);
     const uint32_t* index = dec.mcuXYBlocksIndex;
     for (int32_t slice = 0; slice < maxV; ++slice, index += 4 * maxH) {
-        int32_t rowsHere = band->height - 8 * slice;
+        int32_t rowsHere = band->height - n * slice;
         if (rowsHere <= 0) break;
-        if (rowsHere > 8) rowsHere = 8;
+        if (rowsHere > n) rowsHere = n;
         for (int32_t j = 0; j < maxH; ++j) {
-            int32_t colsHere = w - 8 * j;
+            int32_t colsHere = w - n * j;
             if (colsHere <= 0) break;
-            if (colsHere > 8) colsHere = 8;
+            if (colsHere > n) colsHere = n;
             const uint32_t* entry = index + 4 * j;
             PositionBlocks blocks;
             for (int c = 0; c < 4; ++c) blocks.c[c] = dec.mcuXYBlocks[entry[c]];
-            uint8_t* out = band->bits + static_cast<ptrdiff_t>(8 * slice) * band->stride +
-                           static_cast<ptrdiff_t>(x + 8 * j) * bytesPerPixel;
+            uint8_t* out = band->bits + static_cast<ptrdiff_t>(n * slice) * band->stride +
+                           static_cast<ptrdiff_t>(x + n * j) * bytesPerPixel;
             writeBlock(blocks, out, rowsHere, colsHere);
         }
     }
@@ -43,9 +46,9 @@ void forEachBlock(const JpegContext* context, const ImageRect* band, int32_t x, 
 // Calls writeRow(blocks, row, out, cols) for every row of every block
 // position that falls inside the band and the w columns.
 template <typename WriteRow>
-void forEachBlockRow(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t bytesPerPixel,
-                     WriteRow writeRow) {
-    forEachBlock(context, band, x, w, bytesPerPixel,
+void forEachBlockRow(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n,
+                     int32_t bytesPerPixel, WriteRow writeRow) {
+    forEachBlock(context, band, x, w, n, bytesPerPixel,
                  [&](const PositionBlocks& blocks, uint8_t* out, int32_t rows, int32_t cols) {
                      for (int32_t r = 0; r < rows; ++r) writeRow(blocks, r, out + static_cast<ptrdiff_t>(r) * band->stride, cols);
                  });
@@ -54,8 +57,8 @@ void forEachBlockRow(const JpegContext* context, const ImageRect* band, int32_t 
 inline uint8_t levelShift(int16_t sample) { return static_cast<uint8_t>(sample + 128); }
 
 template <int Components>
-void writeRaw(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w) {
-    forEachBlockRow(context, band, x, w, Components,
+void writeRaw(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    forEachBlockRow(context, band, x, w, n, Components,
                     [](const PositionBlocks& blocks, int32_t r, uint8_t* out, int32_t cols) {
                         for (int32_t col = 0; col < cols; ++col)
                             for (int c = 0; c < Components; ++c)
@@ -63,19 +66,46 @@ void writeRaw(const JpegContext* context, const ImageRect* band, int32_t x, int3
                     });
 }
 
-}  // namespace
-
-void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w) {
-    writeRaw<1>(context, band, x, w);
+// A whole 4x4 colour patch through the vector colour kernel: two rows of
+// four pixels per eight-pixel call (the samples are within -128..127 here,
+// where the kernel and the tables agree).
+void writeHalfSizeColour(const PositionBlocks& blocks, int32_t rows, uint8_t* origin, ptrdiff_t stride,
+                         const DecoderKernels& kernels) {
+    for (int32_t r = 0; r < rows; r += 2) {
+        int16_t y[8] = {}, cb[8] = {}, cr[8] = {};
+        const int32_t pairRows = rows - r < 2 ? 1 : 2;
+        for (int32_t k = 0; k < pairRows; ++k)
+            for (int32_t col = 0; col < 4; ++col) {
+                y[4 * k + col] = blocks.c[0][(r + k) * 8 + col];
+                cb[4 * k + col] = blocks.c[1][(r + k) * 8 + col];
+                cr[4 * k + col] = blocks.c[2][(r + k) * 8 + col];
+            }
+        uint8_t pixels[24];
+        kernels.colourRow8(y, cb, cr, pixels);
+        for (int32_t k = 0; k < pairRows; ++k) std::memcpy(origin + (r + k) * stride, pixels + 12 * k, 12);
+    }
 }
 
-void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w) {
+}  // namespace
+
+void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    writeRaw<1>(context, band, x, w, n);
+}
+
+void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
     const DecoderKernels& kernels = decoderKernels();
     const ptrdiff_t stride = band->stride;
-    forEachBlock(context, band, x, w, 3, [&kernels, stride](const PositionBlocks& blocks, uint8_t* origin,
-                                                             int32_t rows, int32_t cols) {
-        if (cols == 8) {
+    // The plain kernel set keeps the plain per-pixel path at half size.
+    const bool vectorColour = kernels.colourRow8 != colourRow8Scalar;
+    forEachBlock(context, band, x, w, n, 3, [&kernels, stride, n, vectorColour](const PositionBlocks& blocks,
+                                                                               uint8_t* origin, int32_t rows,
+                                                                               int32_t cols) {
+        if (n == 8 && cols == 8) {
             kernels.colourBlock(blocks.c[0], blocks.c[1], blocks.c[2], origin, stride, rows);
+            return;
+        }
+        if (n == 4 && cols == 4 && vectorColour) {
+            writeHalfSizeColour(blocks, rows, origin, stride, kernels);
             return;
         }
         for (int32_t r = 0; r < rows; ++r) {
@@ -97,16 +127,16 @@ void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32
     });
 }
 
-void jpegDecodeWriteRaw2(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w) {
-    writeRaw<2>(context, band, x, w);
+void jpegDecodeWriteRaw2(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    writeRaw<2>(context, band, x, w, n);
 }
 
-void jpegDecodeWriteRaw3(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w) {
-    writeRaw<3>(context, band, x, w);
+void jpegDecodeWriteRaw3(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    writeRaw<3>(context, band, x, w, n);
 }
 
-void jpegDecodeWriteRaw4(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w) {
-    writeRaw<4>(context, band, x, w);
+void jpegDecodeWriteRaw4(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    writeRaw<4>(context, band, x, w, n);
 }
 
 PixelWriter selectPixelWriter(const JpegContext* context, const ImageRect* rect) {

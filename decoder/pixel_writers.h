@@ -1,7 +1,8 @@
 // Pixel writers: once per MCU they turn the block positions of the pointer
 // table into pixels of a band view (an ImageRect whose bits are the band's
 // top row and whose height is the band's rows), starting at column x and
-// writing w columns (w <= 0 writes nothing).
+// writing w columns (w <= 0 writes nothing), from blocks of side n (8 at full
+// size; 4, 2, 1 at the reduced sizes).
 #pragma once
 
 #include <cstdint>
@@ -10,13 +11,13 @@
 
 struct JpegContext;
 
-void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w);
-void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w);
-void jpegDecodeWriteRaw2(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w);
-void jpegDecodeWriteRaw3(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w);
-void jpegDecodeWriteRaw4(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w);
+void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+void jpegDecodeWriteRaw2(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+void jpegDecodeWriteRaw3(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+void jpegDecodeWriteRaw4(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
-using PixelWriter = void (*)(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w);
+using PixelWriter = void (*)(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
 // The writer for the context's options and component count; null when raw
 // output is asked for and the component count does not match bitsPerPixel / 8

@@ -87,8 +87,8 @@ void writeMcuRow(JpegContext* context, const OutputStage& stage, ImageRect* band
     const int32_t mcuWidth = static_cast<int32_t>(dec.mcuWidth);
     for (uint32_t m = 0; m < dec.mcusPerRow; ++m) {
         rebuildProgressiveMcu(context);
-        stage.expand(context, stage.mask);
-        stage.write(context, band, x, columnsLeft < mcuWidth ? columnsLeft : mcuWidth);
+        stage.expand(context, stage.mask, 8);
+        stage.write(context, band, x, columnsLeft < mcuWidth ? columnsLeft : mcuWidth, 8);
         x += mcuWidth;
         columnsLeft -= mcuWidth;
     }

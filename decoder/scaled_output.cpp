@@ -19,15 +19,6 @@ McuDecoder reducedMcuDecoder(int32_t scale) {
     }
 }
 
-Expander scaledExpander(const JpegContext* context) {
-    switch (context->dec.positionCount) {
-        case 1: return jpegDecodeScaleUpsampleH1V1;
-        case 2: return context->dec.maxH == 2 ? jpegDecodeScaleUpsampleH2V1 : jpegDecodeScaleUpsampleH1V2;
-        case 4: return jpegDecodeScaleUpsampleH2V2;
-        default: return nullptr;
-    }
-}
-
 void rewindScan(JpegContext* context) {
     for (ComponentRecord& component : context->components) component.dcPredictor = 0;
     DecoderState& dec = context->dec;

@@ -1,6 +1,10 @@
 // Expanders: per MCU, point each (component, block position) entry of the
-// block pointer table at an 8x8 block, replicating subsampled components into
-// the expansion scratch. Component c expands into scratch blocks c*P..c*P+P-1.
+// block pointer table at a block of side n (8 at full size; 4, 2, 1 at the
+// reduced sizes, in the top-left corner of its 64-value slot), replicating
+// subsampled components into the expansion scratch. Component c expands into
+// scratch blocks c*P..c*P+P-1. A component whose blocks already cover the MCU
+// is only pointed at; at 1/8 size a block is one sample, so replication needs
+// no copy: the positions it covers all point at the same block.
 #include "decoder/upsample.h"
 
 #include <cstring>
@@ -19,9 +23,8 @@ uint32_t blocksOf(uint32_t samplingByte) {
     }
 }
 
-// dst(r, c) := src(row0 + r / vRepeat, col0 + c / hRepeat): a quarter or half
-// of src blown up to a whole block by repeating samples.
-// One output row from the source row: each sample once, or twice side by side.
+// One output row of a full-size block from the source row: each sample once,
+// or twice side by side.
 template <int hRepeat>
 inline void widenRow(const int16_t* from, int16_t* to) {
     if (hRepeat == 1) {
@@ -35,8 +38,10 @@ inline void widenRow(const int16_t* from, int16_t* to) {
     }
 }
 
+// A full-size block: dst(r, c) := src(row0 + r / vRepeat, col0 + c / hRepeat),
+// with the repeat factors as constants so that each shape compiles to straight copies.
 template <int hRepeat, int vRepeat>
-void replicateBy(const int16_t* src, int16_t* dst, int row0, int col0) {
+void replicateFull(const int16_t* src, int16_t* dst, int row0, int col0) {
     for (int r = 0; r < 8; r += vRepeat) {
         int16_t* to = dst + r * 8;
         widenRow<hRepeat>(src + (row0 + r / vRepeat) * 8 + col0, to);
@@ -44,86 +49,146 @@ void replicateBy(const int16_t* src, int16_t* dst, int row0, int col0) {
     }
 }
 
-// The repeat factors as constants, so that each shape compiles to straight copies.
-void replicate(const int16_t* src, int16_t* dst, int row0, int col0, int hRepeat, int vRepeat) {
-    if (hRepeat == 2 && vRepeat == 2) return replicateBy<2, 2>(src, dst, row0, col0);
-    if (hRepeat == 2) return replicateBy<2, 1>(src, dst, row0, col0);
-    if (vRepeat == 2) return replicateBy<1, 2>(src, dst, row0, col0);
-    replicateBy<1, 1>(src, dst, row0, col0);
-}
-
-// Walks the components of the MCU, handing each its decoded blocks, its
-// scratch blocks and its entries of the pointer table.
-template <typename PerComponent>
-void expandMcu(JpegContext* context, uint32_t mask, PerComponent perComponent) {
-    DecoderState& dec = context->dec;
-    const uint32_t positions = dec.positionCount;
-    int16_t* blocks = dec.mcuBlocks;
-    for (uint32_t c = 0; c < dec.componentCount && c < 4; ++c) {
-        uint32_t samplingByte = mask >> 24;
-        mask <<= 8;
-        int16_t* scratch = dec.expansionScratch + c * positions * kBlockValues;
-        perComponent(samplingByte, blocks, scratch, dec.mcuXYBlocks + c * positions);
-        blocks += blocksOf(samplingByte) * kBlockValues;
+// Fills dst (n x n) from the quarter or half of src that starts at (top,
+// left), each source sample repeated across xRepeat columns and down yRepeat
+// rows.
+void replicate(const int16_t* src, int16_t* dst, int32_t n, int32_t top, int32_t left, int32_t yRepeat,
+               int32_t xRepeat) {
+    if (n == 8) {
+        if (xRepeat == 2 && yRepeat == 2) return replicateFull<2, 2>(src, dst, top, left);
+        if (xRepeat == 2) return replicateFull<2, 1>(src, dst, top, left);
+        return replicateFull<1, 2>(src, dst, top, left);
+    }
+    for (int32_t r = 0; r < n; ++r) {
+        for (int32_t c = 0; c < n; ++c) dst[r * 8 + c] = src[(top + r / yRepeat) * 8 + left + c / xRepeat];
     }
 }
 
-int16_t* blockAt(int16_t* base, int index) { return base + index * kBlockValues; }
+struct Mcu {
+    JpegContext* context;
+    int32_t n;           // block side
+    uint32_t positions;  // P
+    int16_t* source;     // next decoded block of the MCU
+};
+
+int16_t* scratchBlock(const Mcu& mcu, uint32_t component, uint32_t position) {
+    return mcu.context->dec.expansionScratch + static_cast<size_t>(component * mcu.positions + position) * kBlockValues;
+}
+
+void point(const Mcu& mcu, uint32_t component, uint32_t position, int16_t* block) {
+    mcu.context->dec.mcuXYBlocks[component * mcu.positions + position] = block;
+}
+
+// Widens one block into the positions left and right (each sample twice across).
+void widen(const Mcu& mcu, uint32_t component, int16_t* src, uint32_t leftPos, uint32_t rightPos) {
+    if (mcu.n == 1) {
+        point(mcu, component, leftPos, src);
+        point(mcu, component, rightPos, src);
+        return;
+    }
+    int16_t* left = scratchBlock(mcu, component, leftPos);
+    int16_t* right = scratchBlock(mcu, component, rightPos);
+    replicate(src, left, mcu.n, 0, 0, 1, 2);
+    replicate(src, right, mcu.n, 0, mcu.n / 2, 1, 2);
+    point(mcu, component, leftPos, left);
+    point(mcu, component, rightPos, right);
+}
+
+// Heightens one block into the positions above and below (each row twice).
+void heighten(const Mcu& mcu, uint32_t component, int16_t* src, uint32_t topPos, uint32_t bottomPos) {
+    if (mcu.n == 1) {
+        point(mcu, component, topPos, src);
+        point(mcu, component, bottomPos, src);
+        return;
+    }
+    int16_t* top = scratchBlock(mcu, component, topPos);
+    int16_t* bottom = scratchBlock(mcu, component, bottomPos);
+    replicate(src, top, mcu.n, 0, 0, 2, 1);
+    replicate(src, bottom, mcu.n, mcu.n / 2, 0, 2, 1);
+    point(mcu, component, topPos, top);
+    point(mcu, component, bottomPos, bottom);
+}
+
+// One block over the four positions of a 2 x 2 MCU, quadrant by quadrant:
+// top-left, top-right, bottom-left, bottom-right.
+void quadruple(const Mcu& mcu, uint32_t component, int16_t* src) {
+    for (uint32_t q = 0; q < 4; ++q) {
+        if (mcu.n == 1) {
+            point(mcu, component, q, src);
+            continue;
+        }
+        int16_t* dst = scratchBlock(mcu, component, q);
+        replicate(src, dst, mcu.n, (q / 2) * (mcu.n / 2), (q % 2) * (mcu.n / 2), 2, 2);
+        point(mcu, component, q, dst);
+    }
+}
+
+// Points the first `count` positions of a component at its own blocks.
+void pointAtOwnBlocks(const Mcu& mcu, uint32_t component, uint32_t count) {
+    for (uint32_t k = 0; k < count; ++k) point(mcu, component, k, mcu.source + k * kBlockValues);
+}
+
+Mcu startMcu(JpegContext* context, int32_t n) {
+    return {context, n, context->dec.positionCount, context->dec.mcuBlocks};
+}
+
+uint32_t componentsOf(const JpegContext* context) {
+    return context->dec.componentCount < 4 ? context->dec.componentCount : 4;
+}
 
 }  // namespace
 
-void jpegDecodeUpsampleH1V1(JpegContext* context, uint32_t mask) {
-    expandMcu(context, mask, [](uint32_t, int16_t* blocks, int16_t*, int16_t** entries) { entries[0] = blocks; });
+void jpegDecodeUpsampleH1V1(JpegContext* context, uint32_t mask, int32_t n) {
+    Mcu mcu = startMcu(context, n);
+    for (uint32_t c = 0; c < componentsOf(context); ++c, mask <<= 8) {
+        pointAtOwnBlocks(mcu, c, 1);
+        mcu.source += blocksOf(mask >> 24) * kBlockValues;
+    }
 }
 
-void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask) {
-    expandMcu(context, mask, [](uint32_t samplingByte, int16_t* blocks, int16_t* scratch, int16_t** entries) {
-        if (samplingByte != 0x11) {
-            entries[0] = blocks;
-            entries[1] = blockAt(blocks, 1);
-            return;
+void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask, int32_t n) {
+    Mcu mcu = startMcu(context, n);
+    for (uint32_t c = 0; c < componentsOf(context); ++c, mask <<= 8) {
+        const uint32_t sampling = mask >> 24;
+        if (sampling == 0x11) {
+            widen(mcu, c, mcu.source, 0, 1);
+        } else {
+            pointAtOwnBlocks(mcu, c, 2);
         }
-        replicate(blocks, scratch, 0, 0, 2, 1);
-        replicate(blocks, blockAt(scratch, 1), 0, 4, 2, 1);
-        entries[0] = scratch;
-        entries[1] = blockAt(scratch, 1);
-    });
+        mcu.source += blocksOf(sampling) * kBlockValues;
+    }
 }
 
-void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask) {
-    expandMcu(context, mask, [](uint32_t samplingByte, int16_t* blocks, int16_t* scratch, int16_t** entries) {
-        if (samplingByte != 0x11) {
-            entries[0] = blocks;
-            entries[1] = blockAt(blocks, 1);
-            return;
+void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask, int32_t n) {
+    Mcu mcu = startMcu(context, n);
+    for (uint32_t c = 0; c < componentsOf(context); ++c, mask <<= 8) {
+        const uint32_t sampling = mask >> 24;
+        if (sampling == 0x11) {
+            heighten(mcu, c, mcu.source, 0, 1);
+        } else {
+            pointAtOwnBlocks(mcu, c, 2);
         }
-        replicate(blocks, scratch, 0, 0, 1, 2);
-        replicate(blocks, blockAt(scratch, 1), 4, 0, 1, 2);
-        entries[0] = scratch;
-        entries[1] = blockAt(scratch, 1);
-    });
+        mcu.source += blocksOf(sampling) * kBlockValues;
+    }
 }
 
-void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask) {
-    expandMcu(context, mask, [](uint32_t samplingByte, int16_t* blocks, int16_t* scratch, int16_t** entries) {
-        for (int k = 0; k < 4; ++k) entries[k] = blockAt(scratch, k);
-        switch (samplingByte) {
-            case 0x22:
-                for (int k = 0; k < 4; ++k) entries[k] = blockAt(blocks, k);
-                break;
-            case 0x11:  // quadrants: top-left, top-right, bottom-left, bottom-right
-                for (int k = 0; k < 4; ++k) replicate(blocks, blockAt(scratch, k), (k / 2) * 4, (k % 2) * 4, 2, 2);
-                break;
-            case 0x12:  // a top and a bottom block, each widened into a pair
-                for (int k = 0; k < 4; ++k)
-                    replicate(blockAt(blocks, k / 2), blockAt(scratch, k), 0, (k % 2) * 4, 2, 1);
-                break;
-            default:  // 0x21: a left and a right block, each heightened into a pair
-                for (int k = 0; k < 4; ++k)
-                    replicate(blockAt(blocks, k % 2), blockAt(scratch, k), (k / 2) * 4, 0, 1, 2);
-                break;
+void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask, int32_t n) {
+    Mcu mcu = startMcu(context, n);
+    for (uint32_t c = 0; c < componentsOf(context); ++c, mask <<= 8) {
+        const uint32_t sampling = mask >> 24;
+        if (sampling == 0x22) {
+            pointAtOwnBlocks(mcu, c, 4);
+        } else if (sampling == 0x11) {
+            quadruple(mcu, c, mcu.source);
+        } else if (sampling == 0x12) {  // two stacked blocks, each widened
+            widen(mcu, c, mcu.source, 0, 1);
+            widen(mcu, c, mcu.source + kBlockValues, 2, 3);
+        } else {  // 0x21: two side-by-side blocks, each heightened
+            heighten(mcu, c, mcu.source, 0, 2);
+            heighten(mcu, c, mcu.source + kBlockValues, 1, 3);
         }
-    });
+        mcu.source += blocksOf(sampling) * kBlockValues;
+    }
 }
 
 Expander selectExpander(const JpegContext* context) {

@@ -1,20 +1,22 @@
 // Expanders: once per MCU they fill the block pointer table (mcuXYBlocks)
-// so that entry (component c, position k) points at the 8x8 block of c that
+// so that entry (component c, position k) points at the block of c that
 // covers block position k, replicating subsampled chroma into the expansion
-// scratch. mask is samplingSignature shifted so that component 0's sampling
-// byte is the top byte.
+// scratch. n is the block side: 8 at full size, 4, 2 or 1 at the reduced
+// sizes (the block in the top-left corner of its slot, row pitch 8). mask is
+// samplingSignature shifted so that component 0's sampling byte is the top
+// byte.
 #pragma once
 
 #include <cstdint>
 
 struct JpegContext;
 
-void jpegDecodeUpsampleH1V1(JpegContext* context, uint32_t mask);
-void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask);
-void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask);
-void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask);
+void jpegDecodeUpsampleH1V1(JpegContext* context, uint32_t mask, int32_t n);
+void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask, int32_t n);
+void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask, int32_t n);
+void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask, int32_t n);
 
-using Expander = void (*)(JpegContext* context, uint32_t mask);
+using Expander = void (*)(JpegContext* context, uint32_t mask, int32_t n);
 
 // The expander for the frame's MCU shape, or null for an unsupported one.
 Expander selectExpander(const JpegContext* context);

@@ -366,13 +366,12 @@ struct BandTarget {
 [[nodiscard]] bool decodeBandRow(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale,
                                  uint32_t channels, const BandTarget& band) {
     DecoderState& dec = context->dec;
-    const Expander expand = scale >= 3 ? selectExpander(context) : scaledExpander(context);
+    const Expander expand = selectExpander(context);
     const McuWriter write = mcuWriterFor(standardColourOf(context, sd));
     const int32_t n = scale >= 3 ? 8 : (1 << scale);
     const int32_t mcuColumns = static_cast<int32_t>(dec.maxH) * n;
     const uint32_t mask = samplingMask(context);
     const uint32_t interval = sd->restartInterval;
-    dec.currentScale = static_cast<int16_t>(scale);  // the scaled expanders take their block side from it
     for (uint32_t mx = 0; mx < dec.mcusPerRow; ++mx) {
         if (st.source == BandSource::CoefficientPlanes) {
             renderMcu(context, sd, st, mx, scale);
@@ -392,7 +391,7 @@ struct BandTarget {
             if (st.source == BandSource::CoefficientPlanes) break;  // nothing to read past the rectangle
             continue;  // the data must still be read
         }
-        expand(context, mask);
+        expand(context, mask, n);
         write(context, {band.top + static_cast<ptrdiff_t>(x) * channels, band.stride, n, channels, band.rows,
                         band.columns - x});
     }
