@@ -127,6 +127,28 @@ void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32
     });
 }
 
+// Standard mode's colours: YCbCr with each term rounded, and RGB as stored.
+void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    const auto colourRow8 = decoderKernels().roundedColourRow8;
+    forEachBlockRow(context, band, x, w, n, 3, [colourRow8](const PositionBlocks& blocks, int32_t r, uint8_t* out, int32_t cols) {
+        if (cols == 8) {
+            colourRow8(blocks.c[0] + r * 8, blocks.c[1] + r * 8, blocks.c[2] + r * 8, out);
+            return;
+        }
+        roundedColourRowScalar(blocks.c[0] + r * 8, blocks.c[1] + r * 8, blocks.c[2] + r * 8, cols, out);
+    });
+}
+
+void jpegDecodeWriteRGB(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    forEachBlockRow(context, band, x, w, n, 3, [](const PositionBlocks& blocks, int32_t r, uint8_t* out, int32_t cols) {
+        for (int32_t col = 0; col < cols; ++col, out += 3) {
+            out[0] = levelShift(blocks.c[2][r * 8 + col]);
+            out[1] = levelShift(blocks.c[1][r * 8 + col]);
+            out[2] = levelShift(blocks.c[0][r * 8 + col]);
+        }
+    });
+}
+
 void jpegDecodeWriteRaw2(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
     writeRaw<2>(context, band, x, w, n);
 }

@@ -17,6 +17,11 @@ void jpegDecodeWriteRaw2(const JpegContext* context, const ImageRect* band, int3
 void jpegDecodeWriteRaw3(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 void jpegDecodeWriteRaw4(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
+// Standard mode's colour: YCbCr with every term rounded (the kernels'
+// roundedColourRow8), and RGB stored as red, green, blue components.
+void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+void jpegDecodeWriteRGB(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+
 using PixelWriter = void (*)(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
 // The writer for the context's options and component count; null when raw

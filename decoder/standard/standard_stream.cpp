@@ -14,6 +14,7 @@
 #include "decoder/kernels.h"
 #include "decoder/scaled_output.h"
 #include "decoder/standard/standard_entropy.h"
+#include "decoder/pixel_writers.h"
 #include "decoder/upsample.h"
 #include "runtime/heap.h"
 #include "runtime/limits.h"
@@ -284,72 +285,19 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
 
 // ---- Band writers: the block positions of one MCU as pixels ----
 
-// Where one MCU's pixels go: its top-left pixel, the row pitch, the block
-// side n, and how many of its rows and columns lie inside the target (the
-// band buffer holds all of them; a caller's rectangle may end inside the MCU).
-struct McuTarget {
-    uint8_t* origin;
-    ptrdiff_t stride;
-    int32_t n;
-    uint32_t channels;
-    int32_t rows;
-    int32_t columns;
-};
-
-// Pixels of side n per block position, for each colour the band knows.
-template <StandardColour Model>
-void writeMcu(const JpegContext* context, const McuTarget& t) {
-    const DecoderState& dec = context->dec;
-    const auto colourRow8 = decoderKernels().roundedColourRow8;
-    const int32_t n = t.n;
-    for (uint32_t slice = 0; slice < dec.maxV; ++slice) {
-        const int32_t rows = t.rows - static_cast<int32_t>(slice) * n < n ? t.rows - static_cast<int32_t>(slice) * n : n;
-        for (uint32_t j = 0; j < dec.maxH && rows > 0; ++j) {
-            const int32_t left = t.columns - static_cast<int32_t>(j) * n;
-            if (left <= 0) break;
-            const int32_t columns = left < n ? left : n;
-            const uint32_t* index = dec.mcuXYBlocksIndex + 4 * (slice * dec.maxH + j);
-            const int16_t* blocks[4];
-            for (int c = 0; c < 4; ++c) blocks[c] = dec.mcuXYBlocks[index[c]];
-            uint8_t* corner = t.origin + static_cast<ptrdiff_t>(slice) * n * t.stride +
-                              static_cast<ptrdiff_t>(j) * n * t.channels;
-            for (int32_t r = 0; r < rows; ++r) {
-                uint8_t* out = corner + r * t.stride;
-                if constexpr (Model == StandardColour::Gray) {
-                    const int16_t* row = blocks[0] + r * 8;
-                    for (int32_t col = 0; col < columns; ++col) out[col] = static_cast<uint8_t>(row[col] + 128);
-                    continue;
-                }
-                if constexpr (Model == StandardColour::YCbCr) {
-                    if (columns == 8)
-                        colourRow8(blocks[0] + r * 8, blocks[1] + r * 8, blocks[2] + r * 8, out);
-                    else
-                        roundedColourRowScalar(blocks[0] + r * 8, blocks[1] + r * 8, blocks[2] + r * 8, columns, out);
-                    continue;
-                }
-                for (int32_t col = 0; col < columns; ++col, out += t.channels) {
-                    const int32_t at = r * 8 + col;
-                    if constexpr (Model == StandardColour::Raw) {
-                        for (uint32_t c = 0; c < t.channels; ++c) out[c] = static_cast<uint8_t>(blocks[c][at] + 128);
-                    } else if constexpr (Model == StandardColour::Rgb) {
-                        out[0] = static_cast<uint8_t>(blocks[2][at] + 128);
-                        out[1] = static_cast<uint8_t>(blocks[1][at] + 128);
-                        out[2] = static_cast<uint8_t>(blocks[0][at] + 128);
-                    }
-                }
-            }
-        }
-    }
-}
-
-using McuWriter = void (*)(const JpegContext* context, const McuTarget& target);
-
-McuWriter mcuWriterFor(StandardColour model) {
+// The writer for the band's colours, from the one writer set.
+PixelWriter bandWriterFor(StandardColour model, uint32_t componentCount) {
     switch (model) {
-        case StandardColour::Gray: return writeMcu<StandardColour::Gray>;
-        case StandardColour::Raw: return writeMcu<StandardColour::Raw>;
-        case StandardColour::Rgb: return writeMcu<StandardColour::Rgb>;
-        default: return writeMcu<StandardColour::YCbCr>;
+        case StandardColour::Gray: return jpegDecodeWriteGray;
+        case StandardColour::Rgb: return jpegDecodeWriteRGB;
+        case StandardColour::Raw:
+            switch (componentCount) {
+                case 2: return jpegDecodeWriteRaw2;
+                case 3: return jpegDecodeWriteRaw3;
+                case 4: return jpegDecodeWriteRaw4;
+                default: return jpegDecodeWriteGray;
+            }
+        default: return jpegDecodeWriteRoundedBGR;
     }
 }
 
@@ -367,11 +315,17 @@ struct BandTarget {
                                  uint32_t channels, const BandTarget& band) {
     DecoderState& dec = context->dec;
     const Expander expand = selectExpander(context);
-    const McuWriter write = mcuWriterFor(standardColourOf(context, sd));
+    const PixelWriter write = bandWriterFor(standardColourOf(context, sd), sd->componentCount);
     const int32_t n = scale >= 3 ? 8 : (1 << scale);
     const int32_t mcuColumns = static_cast<int32_t>(dec.maxH) * n;
     const uint32_t mask = samplingMask(context);
     const uint32_t interval = sd->restartInterval;
+    ImageRect view{};  // the band as the writers see it
+    view.width = band.columns;
+    view.height = band.rows;
+    view.stride = static_cast<int32_t>(band.stride);
+    view.bitsPerPixel = static_cast<int32_t>(8 * channels);
+    view.bits = band.top;
     for (uint32_t mx = 0; mx < dec.mcusPerRow; ++mx) {
         if (st.source == BandSource::CoefficientPlanes) {
             renderMcu(context, sd, st, mx, scale);
@@ -392,8 +346,7 @@ struct BandTarget {
             continue;  // the data must still be read
         }
         expand(context, mask, n);
-        write(context, {band.top + static_cast<ptrdiff_t>(x) * channels, band.stride, n, channels, band.rows,
-                        band.columns - x});
+        write(context, &view, x, band.columns - x < mcuColumns ? band.columns - x : mcuColumns, n);
     }
     ++st.nextMcuRow;
     return true;
