@@ -427,7 +427,8 @@ inline std::vector<uint8_t> decodeWhole(const std::vector<uint8_t>& jpeg, int sc
     uint32_t width = 0, height = 0;
     jpegDecodeGetImageSize(d.handle, &width, &height, scale);
     const int bpp = (options & JPEG_OPT_RAW_COMPONENTS) ? d.params.componentCount : d.params.componentCount >= 3 ? 3 : 1;
-    Output out = outputFor(static_cast<int>(width), static_cast<int>(height), bpp);
+    // Room for whole MCU rows (at most 16 lines), as a legacy call may write them.
+    Output out = outputFor(static_cast<int>(width), static_cast<int>(height), bpp, 0, 16);
     ImageRect rect = out.rect();
     int32_t got = scale == JPEG_SCALE_FULL ? jpegDecodeToRect(d.handle, &rect, height)
                                            : jpegDecodeScaleOutputToRect(d.handle, &rect, height, scale);
