@@ -1,11 +1,14 @@
-// Standard mode, frames coded as one interleaved sequential scan (nearly every
-// camera and web file): decoded MCU row by MCU row into a band one MCU row
-// high, from which the caller's rows are copied, so that memory does not grow
-// with the picture's height. The blocks go through the decoder's own inverse
-// DCTs, full and reduced, and its chroma expanders; the pixels through the
-// standard colour conversion. A 2048 x 1536 4:2:0 picture holds one band of
-// 2048 x 16 pixels and one MCU of blocks, where the whole-frame route holds
-// every coefficient and sample of the frame.
+// Standard mode in bands of one MCU row, for 8-bit DCT frames with sampling
+// factors of 1 or 2: a frame coded as one interleaved sequential scan (nearly
+// every camera and web file) is decoded straight from its data as the rows
+// reach each band, so memory does not grow with the picture's height; a
+// progressive or multi-scan frame has its scans decoded into coefficient
+// planes by each pass, and its bands rendered from them. Either way the
+// blocks go through the decoder's own inverse DCTs, full and reduced, its
+// expanders and its writers. A 2048 x 1536 4:2:0 picture holds one band of
+// 2048 x 16 pixels and one MCU of blocks. A band asked for whole is written
+// straight into the caller's rows; a band asked for in part goes through the
+// band buffer.
 #include <cstring>
 
 #include "context/jpeg_context.h"
