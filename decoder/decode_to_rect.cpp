@@ -5,9 +5,29 @@
 #include "decoder/decode_route.h"
 #include "decoder/scaled_output.h"
 
+bool writeMcuRow(JpegContext* context, const McuRowStage& stage, const ImageRect* band, int32_t columns) {
+    int32_t x = 0;
+    for (uint32_t m = 0; m < context->dec.mcusPerRow; ++m, x += stage.mcuWidth, columns -= stage.mcuWidth) {
+        if (!stage.produce(context, m, stage.state)) return false;
+        stage.expand(context, stage.mask, stage.blockSide);
+        stage.write(context, band, x, columns < stage.mcuWidth ? columns : stage.mcuWidth, stage.blockSide);
+    }
+    return true;
+}
+
+namespace {
+
+bool decodeNextMcu(JpegContext* context, uint32_t, void* decoder) {
+    return (*static_cast<const McuDecoder*>(decoder))(context) >= 0;
+}
+
+}  // namespace
+
 int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const BandLoopSetup& setup) {
     DecoderState& dec = context->dec;
-    const uint32_t mask = samplingMask(context);
+    McuDecoder decoder = setup.decodeMcu;
+    const McuRowStage stage = {decodeNextMcu, &decoder, setup.expand, setup.write, samplingMask(context),
+                               setup.blockSide, setup.mcuWidth};
     const int32_t rows16 = static_cast<int32_t>(rows & 0xFFFF);
     int32_t bandRows = rows16 < setup.mcuHeight ? rows16 : setup.mcuHeight;
     const int32_t start = static_cast<int32_t>(dec.rowsDelivered);
@@ -18,16 +38,7 @@ int32_t runBandLoop(JpegContext* context, ImageRect* rect, uint32_t rows, const 
     ImageRect band = *rect;
     while (remaining > 0) {
         band.height = bandRows;
-        int32_t columnsLeft = setup.columnsPerBand;
-        int32_t x = 0;
-        // MCUs right of the rectangle are decoded all the same: their data must be consumed.
-        for (uint32_t m = 0; m < dec.mcusPerRow; ++m) {
-            if (setup.decodeMcu(context) < 0) return 0;
-            setup.expand(context, mask, setup.blockSide);
-            setup.write(context, &band, x, columnsLeft < setup.mcuWidth ? columnsLeft : setup.mcuWidth, setup.blockSide);
-            x += setup.mcuWidth;
-            columnsLeft -= setup.mcuWidth;
-        }
+        if (!writeMcuRow(context, stage, &band, setup.columnsPerBand)) return 0;
         band.bits += static_cast<ptrdiff_t>(band.stride) * setup.mcuHeight;
         position += bandRows;
         // position is absolute (it carries over from earlier calls), so rows

@@ -11,6 +11,25 @@
 
 struct JpegContext;
 
+// One MCU row into a band view, the stage every output loop shares: each MCU
+// produced (decoded from the data, rebuilt from coefficients), expanded and
+// written. produce returns false when the MCU cannot be had (nothing more of
+// the row is written); state is its own.
+struct McuRowStage {
+    bool (*produce)(JpegContext* context, uint32_t mcuX, void* state);
+    void* state;
+    Expander expand;
+    PixelWriter write;
+    uint32_t mask;       // samplingMask
+    int32_t blockSide;   // 8 at full size; 4, 2, 1 at 1/2, 1/4, 1/8
+    int32_t mcuWidth;    // output columns per MCU
+};
+
+// Writes the first `columns` columns of the MCU row into band (band->height
+// rows); MCUs right of them are still produced, since their data must be
+// consumed. false when an MCU could not be produced.
+[[nodiscard]] bool writeMcuRow(JpegContext* context, const McuRowStage& stage, const ImageRect* band, int32_t columns);
+
 // What varies between full-size and reduced-size output.
 struct BandLoopSetup {
     McuDecoder decodeMcu;

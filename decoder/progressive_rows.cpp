@@ -73,25 +73,10 @@ int16_t* mcuRowStart(const JpegContext* context, uint32_t mcuRow) {
     return dec.progressiveBlocks + static_cast<size_t>(mcuRow) * dec.mcusPerRow * dec.blocksPerMcu * kBlockValues;
 }
 
-struct OutputStage {
-    Expander expand;
-    PixelWriter write;
-    uint32_t mask;
-};
-
-// Rebuilds one MCU row and writes rowsThisBand rows of it into the band view.
-void writeMcuRow(JpegContext* context, const OutputStage& stage, ImageRect* band, const ImageRect* rect) {
-    const DecoderState& dec = context->dec;
-    int32_t columnsLeft = rect->width;
-    int32_t x = 0;
-    const int32_t mcuWidth = static_cast<int32_t>(dec.mcuWidth);
-    for (uint32_t m = 0; m < dec.mcusPerRow; ++m) {
-        rebuildProgressiveMcu(context);
-        stage.expand(context, stage.mask, 8);
-        stage.write(context, band, x, columnsLeft < mcuWidth ? columnsLeft : mcuWidth, 8);
-        x += mcuWidth;
-        columnsLeft -= mcuWidth;
-    }
+// The MCUs of a pass come from the coefficient buffer, at the cursor.
+bool rebuildNextMcu(JpegContext* context, uint32_t, void*) {
+    rebuildProgressiveMcu(context);
+    return true;
 }
 
 }  // namespace
@@ -124,7 +109,8 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
         dec.rowsDelivered = 0;
         if (!decodeScansForPass(context)) return 0;
     }
-    OutputStage stage{selectExpander(context), selectPixelWriter(context, rect), samplingMask(context)};
+    const McuRowStage stage = {rebuildNextMcu, nullptr, selectExpander(context), selectPixelWriter(context, rect),
+                               samplingMask(context), 8, static_cast<int32_t>(dec.mcuWidth)};
     if (!stage.expand || !stage.write || !dec.progressiveBlocks) return 0;
 
     const int32_t mcuHeight = static_cast<int32_t>(dec.mcuHeight);
@@ -148,7 +134,7 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
         if (mcuRow < dec.mcuRows) {
             dec.progressiveCursor = mcuRowStart(context, mcuRow);
             band.height = rowsThisBand;
-            writeMcuRow(context, stage, &band, rect);
+            (void)writeMcuRow(context, stage, &band, rect->width);
         }
         band.bits += static_cast<ptrdiff_t>(rect->stride) * mcuHeight;
         delivered += rowsThisBand;

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "context/jpeg_context.h"
+#include "decoder/decode_to_rect.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/inverse_dct.h"
 #include "decoder/kernels.h"
@@ -304,6 +305,33 @@ PixelWriter bandWriterFor(StandardColour model, uint32_t componentCount) {
     }
 }
 
+// Each MCU of a band: rendered from the coefficient planes, or decoded from
+// the data, restart markers taken between restart intervals. false after a
+// report.
+struct BandMcus {
+    StandardDecode* sd;
+    StandardStream* st;
+    int32_t scale;
+};
+
+bool produceBandMcu(JpegContext* context, uint32_t mcuX, void* state) {
+    const BandMcus& mcus = *static_cast<const BandMcus*>(state);
+    StandardDecode* sd = mcus.sd;
+    StandardStream& st = *mcus.st;
+    if (st.source == BandSource::CoefficientPlanes) {
+        renderMcu(context, sd, st, mcuX, mcus.scale);
+        return true;
+    }
+    const uint64_t unit = uint64_t{st.nextMcuRow} * context->dec.mcusPerRow + mcuX;
+    if (sd->restartInterval != 0 && unit != 0 && unit % sd->restartInterval == 0) {
+        takeRestartMarker(st.reader);
+        for (StandardComponent& component : sd->components) component.dcPredictor = 0;
+    }
+    if (decodeMcu(context, sd, st, mcus.scale)) return true;
+    reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
+    return false;
+}
+
 // Where a band goes: the band buffer (every pixel of the MCU row) or straight
 // into the caller's rows (only those inside the rectangle and the picture).
 struct BandTarget {
@@ -316,41 +344,18 @@ struct BandTarget {
 // Decodes the next MCU row into the target. false after a report.
 [[nodiscard]] bool decodeBandRow(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale,
                                  uint32_t channels, const BandTarget& band) {
-    DecoderState& dec = context->dec;
-    const Expander expand = selectExpander(context);
-    const PixelWriter write = bandWriterFor(standardColourOf(context, sd), sd->componentCount);
     const int32_t n = scale >= 3 ? 8 : (1 << scale);
-    const int32_t mcuColumns = static_cast<int32_t>(dec.maxH) * n;
-    const uint32_t mask = samplingMask(context);
-    const uint32_t interval = sd->restartInterval;
+    BandMcus mcus = {sd, &st, scale};
+    const McuRowStage stage = {produceBandMcu, &mcus, selectExpander(context),
+                               bandWriterFor(standardColourOf(context, sd), sd->componentCount), samplingMask(context),
+                               n, static_cast<int32_t>(context->dec.maxH) * n};
     ImageRect view{};  // the band as the writers see it
     view.width = band.columns;
     view.height = band.rows;
     view.stride = static_cast<int32_t>(band.stride);
     view.bitsPerPixel = static_cast<int32_t>(8 * channels);
     view.bits = band.top;
-    for (uint32_t mx = 0; mx < dec.mcusPerRow; ++mx) {
-        if (st.source == BandSource::CoefficientPlanes) {
-            renderMcu(context, sd, st, mx, scale);
-        } else {
-            const uint64_t unit = uint64_t{st.nextMcuRow} * dec.mcusPerRow + mx;
-            if (interval != 0 && unit != 0 && unit % interval == 0) {
-                takeRestartMarker(st.reader);
-                for (StandardComponent& component : sd->components) component.dcPredictor = 0;
-            }
-            if (!decodeMcu(context, sd, st, scale)) {
-                reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
-                return false;
-            }
-        }
-        const int32_t x = static_cast<int32_t>(mx) * mcuColumns;
-        if (band.columns - x <= 0) {
-            if (st.source == BandSource::CoefficientPlanes) break;  // nothing to read past the rectangle
-            continue;  // the data must still be read
-        }
-        expand(context, mask, n);
-        write(context, &view, x, band.columns - x < mcuColumns ? band.columns - x : mcuColumns, n);
-    }
+    if (!writeMcuRow(context, stage, &view, band.columns)) return false;
     ++st.nextMcuRow;
     return true;
 }
