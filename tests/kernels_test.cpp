@@ -31,7 +31,7 @@ struct NamedRowKernel {
     RowKernel run;
 };
 
-bool haveAvx2() {
+[[maybe_unused]] bool haveAvx2() {
 #if KELJPEG_X86_KERNELS && (defined(__GNUC__) || defined(__clang__))
     return __builtin_cpu_supports("avx2");
 #else

@@ -33,7 +33,7 @@ ImageRect makeRect(int32_t width, int32_t height, int32_t stride, int32_t bitsPe
     return rect;
 }
 
-int channelsFor(const std::vector<uint8_t>& jpeg) {
+[[maybe_unused]] int channelsFor(const std::vector<uint8_t>& jpeg) {
     // The frame's component count: grey output for one component, colour otherwise.
     std::vector<size_t> offsets = markerOffsets(jpeg);
     for (size_t at : offsets)
