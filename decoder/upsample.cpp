@@ -146,12 +146,17 @@ void jpegDecodeUpsampleH1V1(JpegContext* context, uint32_t mask, int32_t n) {
     }
 }
 
-void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask, int32_t n) {
+namespace {
+
+// A two-position MCU: a 0x11 component is spread over both positions (widened
+// side by side, or heightened one above the other); any other covers them.
+template <void (*spread)(const Mcu&, uint32_t, int16_t*, uint32_t, uint32_t)>
+void expandPair(JpegContext* context, uint32_t mask, int32_t n) {
     Mcu mcu = startMcu(context, n);
     for (uint32_t c = 0; c < componentsOf(context); ++c, mask <<= 8) {
         const uint32_t sampling = mask >> 24;
         if (sampling == 0x11) {
-            widen(mcu, c, mcu.source, 0, 1);
+            spread(mcu, c, mcu.source, 0, 1);
         } else {
             pointAtOwnBlocks(mcu, c, 2);
         }
@@ -159,18 +164,11 @@ void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask, int32_t n) {
     }
 }
 
-void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask, int32_t n) {
-    Mcu mcu = startMcu(context, n);
-    for (uint32_t c = 0; c < componentsOf(context); ++c, mask <<= 8) {
-        const uint32_t sampling = mask >> 24;
-        if (sampling == 0x11) {
-            heighten(mcu, c, mcu.source, 0, 1);
-        } else {
-            pointAtOwnBlocks(mcu, c, 2);
-        }
-        mcu.source += blocksOf(sampling) * kBlockValues;
-    }
-}
+}  // namespace
+
+void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask, int32_t n) { expandPair<widen>(context, mask, n); }
+
+void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask, int32_t n) { expandPair<heighten>(context, mask, n); }
 
 void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask, int32_t n) {
     Mcu mcu = startMcu(context, n);
