@@ -73,8 +73,9 @@ int16_t* mcuRowStart(const JpegContext* context, uint32_t mcuRow) {
     return dec.progressiveBlocks + static_cast<size_t>(mcuRow) * dec.mcusPerRow * dec.blocksPerMcu * kBlockValues;
 }
 
-// The MCUs of a pass come from the coefficient buffer, at the cursor.
-bool rebuildNextMcu(JpegContext* context, uint32_t, void*) {
+// The MCUs of a pass come from the coefficient buffer, a row at a time.
+bool rebuildNextMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void*) {
+    if (mcuX == 0) context->dec.progressiveCursor = mcuRowStart(context, mcuRow);
     rebuildProgressiveMcu(context);
     return true;
 }
@@ -109,46 +110,19 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
         dec.rowsDelivered = 0;
         if (!decodeScansForPass(context)) return 0;
     }
-    const McuRowStage stage = {rebuildNextMcu, nullptr, selectExpander(context), selectPixelWriter(context, rect),
-                               samplingMask(context), 8, static_cast<int32_t>(dec.mcuWidth)};
-    if (!stage.expand || !stage.write || !dec.progressiveBlocks) return 0;
-
-    const int32_t mcuHeight = static_cast<int32_t>(dec.mcuHeight);
-    uint32_t mcuRow = dec.rowsDelivered / dec.mcuHeight;
-    int32_t requested = static_cast<int32_t>(rows & 0xFFFF);
-    if (requested <= 0) {
-        dec.progressiveCursor = dec.progressiveBlocks;
-        return 0;
-    }
-    int32_t rowsThisBand = requested < mcuHeight ? requested : mcuHeight;
-    const int32_t start = static_cast<int32_t>(dec.rowsDelivered);
-    int32_t delivered = start;
-    ImageRect band = *rect;  // its height is never read: each band is written whole
-    for (;; ++mcuRow) {
-        // A band past the last MCU row can only be one of no rows or fewer
-        // (the rows delivered already reach the frame's lines): it writes
-        // nothing and is not rebuilt, so the cursor never leaves the buffer,
-        // but its rows still count. With rows delivered 16 of 20 in MCU rows
-        // of 8, a call for 16 writes rows 16..23, counts 8, then -4 for the
-        // band past the end: it returns 4 and the next call starts a pass.
-        if (mcuRow < dec.mcuRows) {
-            dec.progressiveCursor = mcuRowStart(context, mcuRow);
-            band.height = rowsThisBand;
-            (void)writeMcuRow(context, stage, &band, rect->width);
-        }
-        band.bits += static_cast<ptrdiff_t>(rect->stride) * mcuHeight;
-        delivered += rowsThisBand;
-        const int32_t linesLeft = lines - delivered;
-        if (linesLeft < mcuHeight) {
-            rowsThisBand = linesLeft;
-            if (rowsThisBand == 0) break;
-        }
-        requested -= mcuHeight;
-        if (requested < 1) break;
-    }
+    BandLoop loop{};
+    loop.stage = {rebuildNextMcu, nullptr, selectExpander(context), selectPixelWriter(context, rect),
+                  samplingMask(context), 8, static_cast<int32_t>(dec.mcuWidth)};
+    if (!loop.stage.expand || !loop.stage.write || !dec.progressiveBlocks) return 0;
+    loop.mcuHeight = static_cast<int32_t>(dec.mcuHeight);
+    loop.columnsPerBand = rect->width;
+    loop.clipTo = lines;
+    // A band past the last MCU row holds no rows or fewer: it is counted but
+    // not rebuilt, so the cursor never leaves the buffer.
+    loop.writtenMcuRows = dec.mcuRows;
+    const int32_t delivered = runBandLoop(context, rect, rows, loop);
     dec.progressiveCursor = dec.progressiveBlocks;
-    dec.rowsDelivered = static_cast<uint32_t>(delivered);
-    return delivered - start;
+    return delivered;
 }
 
 extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetProgressiveMode(JpegHandle context, uint32_t mode) {

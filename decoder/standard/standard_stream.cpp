@@ -249,9 +249,10 @@ void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels
 
 // One MCU's blocks from the coefficient planes, dequantised as the scans
 // left them, then transformed at the scale.
-void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& st, uint32_t mcuX, int32_t scale) {
+void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& st, uint32_t mcuY, uint32_t mcuX,
+               int32_t scale) {
     const DecoderKernels& kernels = decoderKernels();
-    const uint32_t mcuY = st.nextMcuRow;
+
     for (uint32_t c = 0; c < sd->componentCount; ++c) {
         const StandardComponent& component = sd->components[c];
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
@@ -314,15 +315,15 @@ struct BandMcus {
     int32_t scale;
 };
 
-bool produceBandMcu(JpegContext* context, uint32_t mcuX, void* state) {
+bool produceBandMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* state) {
     const BandMcus& mcus = *static_cast<const BandMcus*>(state);
     StandardDecode* sd = mcus.sd;
     StandardStream& st = *mcus.st;
     if (st.source == BandSource::CoefficientPlanes) {
-        renderMcu(context, sd, st, mcuX, mcus.scale);
+        renderMcu(context, sd, st, mcuRow, mcuX, mcus.scale);
         return true;
     }
-    const uint64_t unit = uint64_t{st.nextMcuRow} * context->dec.mcusPerRow + mcuX;
+    const uint64_t unit = uint64_t{mcuRow} * context->dec.mcusPerRow + mcuX;
     if (sd->restartInterval != 0 && unit != 0 && unit % sd->restartInterval == 0) {
         takeRestartMarker(st.reader);
         for (StandardComponent& component : sd->components) component.dcPredictor = 0;
@@ -355,7 +356,7 @@ struct BandTarget {
     view.stride = static_cast<int32_t>(band.stride);
     view.bitsPerPixel = static_cast<int32_t>(8 * channels);
     view.bits = band.top;
-    if (!writeMcuRow(context, stage, &view, band.columns)) return false;
+    if (!writeMcuRow(context, stage, st.nextMcuRow, &view, band.columns)) return false;
     ++st.nextMcuRow;
     return true;
 }
