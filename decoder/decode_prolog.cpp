@@ -1,6 +1,7 @@
 // Opening and closing a decode, and the header queries.
 #include <cstring>
 
+#include "context/jpeg_constants.h"
 #include "context/jpeg_context.h"
 #include "decoder/marker_parser.h"
 #include "decoder/decode_route.h"
@@ -13,8 +14,8 @@
 
 namespace {
 
-constexpr uint16_t kSofProgressive = 0xFFC2;
-constexpr uint16_t kSofLossless = 0xFFC3;
+constexpr uint16_t kSofProgressive = markerWord(kSof2);
+constexpr uint16_t kSofLossless = markerWord(kSof3);
 
 JpegHandle failProlog(JpegContext* context, const KelChar16* text) {
     if (text) reportJpegError(text);
@@ -34,7 +35,7 @@ bool dataIsComplete(BitstreamFile* bf) {
         if (complibReadBitstreamFile(bf, &byte, 1) != 1) return false;
         if (byte != 0xFF) continue;
         uint8_t next = 0;
-        return complibReadBitstreamFile(bf, &next, 1) == 1 && next == 0xD9;
+        return complibReadBitstreamFile(bf, &next, 1) == 1 && next == kEoi;
     }
     return false;
 }

@@ -1,14 +1,15 @@
 // The decode routes and the one place that chooses between them.
 #include "decoder/decode_route.h"
 
+#include "context/jpeg_constants.h"
 #include "context/jpeg_context.h"
 #include "decoder/scaled_output.h"
 #include "decoder/standard/standard_decode.h"
 
 namespace {
 
-constexpr uint16_t kSofProgressive = 0xFFC2;
-constexpr uint16_t kSofLossless = 0xFFC3;
+constexpr uint16_t kSofProgressive = markerWord(kSof2);
+constexpr uint16_t kSofLossless = markerWord(kSof3);
 
 // Reduced sizes exist for sequential frames only; they round up, so a
 // 641 x 481 picture is 321 x 241 at half size. A scale above 3 shifts by a

@@ -12,6 +12,8 @@
 
 #include <cstdint>
 
+#include "context/jpeg_constants.h"
+
 struct JpegContext;
 struct ComponentRecord;
 struct StandardDecode;
@@ -20,8 +22,6 @@ struct DecodeRoute;
 // A sample block: 64 signed 16-bit values in row-major order.
 constexpr int kBlockValues = 64;
 constexpr int kBlockBytes = kBlockValues * 2;
-
-constexpr uint16_t kMarkerEoi = 0xFFD9;
 
 // Which coefficient pass the current scan carries, chosen by the scan set-up
 // from Ss, Se and Ah; only progressive frames use it.

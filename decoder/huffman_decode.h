@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "context/huffman_code_table.h"
+#include "context/jpeg_constants.h"
 #include "decoder/bit_reader.h"
 
 struct JpegContext;
@@ -25,10 +26,6 @@ HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t s
 // EXTEND: a value v read in s bits (1..15) is negative when below 2^(s-1).
 extern const int32_t extendTest[16];    // 2^(s-1), entry 0 = 0
 extern const int32_t extendOffset[16];  // 1 - 2^s
-// Entry k: the natural (row-major) position of the k-th coefficient in zig-zag order.
-extern const uint32_t zigzagToNatural[64];
-// Entry n: the zig-zag index of natural position n.
-extern const uint32_t naturalToZigzag[64];
 
 inline int32_t extendValue(uint32_t v, uint32_t s) {
     int32_t value = static_cast<int32_t>(v);

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "context/jpeg_constants.h"
 #include "context/jpeg_context.h"
 #include "decoder/bit_reader.h"
 #include "decoder/huffman_decode.h"
@@ -12,10 +13,6 @@
 
 namespace {
 
-constexpr uint16_t kMarkerSoi = 0xFFD8;
-constexpr uint16_t kMarkerSos = 0xFFDA;
-constexpr uint16_t kMarkerDnl = 0xFFDC;
-constexpr uint16_t kMarkerDac = 0xFFCC;
 constexpr int32_t kWalkFailed = -1;
 
 uint32_t read8(BitstreamFile* bf) { return getHeaderBits(bf, 8); }
@@ -132,7 +129,7 @@ void readAppSegment(JpegContext* context) {
     uint16_t marker = readMarker(bf);
     uint32_t length = read16(bf);
     int32_t rest = static_cast<int32_t>(length) - 2;
-    if (marker == 0xFFE0 && rest >= 6) {
+    if (marker == kMarkerApp0 && rest >= 6) {
         char identifier[5];
         for (char& c : identifier) c = static_cast<char>(read8(bf));
         if (std::memcmp(identifier, "JFIF", 5) == 0) {
@@ -161,13 +158,13 @@ int32_t walkMiscellaneousSegments(JpegContext* context) {
     BitstreamFile* bf = context->bitstream;
     for (;;) {
         uint16_t marker = peekMarker(bf);
-        if (marker == 0xFFC4) {
+        if (marker == kMarkerDht) {
             if (!readDhtSegment(context)) return kWalkFailed;
-        } else if (marker == 0xFFDB) {
+        } else if (marker == kMarkerDqt) {
             if (!readDqtSegment(context)) return kWalkFailed;
-        } else if (marker == 0xFFDD) {
+        } else if (marker == kMarkerDri) {
             readDriSegment(context);
-        } else if (marker >= 0xFFE0 && marker <= 0xFFEF) {
+        } else if (marker >= kMarkerApp0 && marker <= 0xFFEF) {
             readAppSegment(context);
         } else if (marker == 0xFFFE) {
             readComSegment(context);
@@ -390,7 +387,7 @@ int32_t parseFrameHeaders(JpegContext* context) {
     if (walkMiscellaneousSegments(context) == kWalkFailed) return -1;
     uint16_t sof = readMarker(bf);
     context->frame.sofMarker = sof;
-    if (sof < 0xFFC0 || sof > 0xFFC3) {
+    if (sof < kMarkerSof0 || sof > markerWord(kSof3)) {
         reportJpegError(KJ_TEXT("unsupported SOF coding mode"));
         return -1;
     }
@@ -418,7 +415,7 @@ uint16_t processRestart(JpegContext* context) {
         // The data has ended (the reader has reported): leave the state as it
         // is, so that a caller feeding pieces can hand over the next one.
         if (bitReaderPastEnd(bf)) return marker;
-        if (marker >= 0xFFD0 && marker <= 0xFFD7) {
+        if (marker >= kMarkerRst0 && marker <= markerWord(kRst7)) {
             skipMarker(bf);
             context->mcuCounter = 0;
             dec.eobRun = 0;

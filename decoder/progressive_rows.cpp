@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr uint16_t kFirstMarker = 0xFFC0;  // 16 bits below this at a byte boundary are entropy data
+constexpr uint16_t kFirstMarker = kMarkerSof0;  // 16 bits below this at a byte boundary are entropy data
 
 // Decodes the current scan whole: -1 on failure, otherwise 0 or 1.
 [[nodiscard]] int32_t decodeCurrentScan(JpegContext* context) {

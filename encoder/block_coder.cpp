@@ -60,7 +60,7 @@ void codeBlock(BitstreamFile* bf, ComponentRecord& record, const int16_t block[6
     const HuffmanCode* ac = record.acCodeTable;
     uint32_t run = 0;
     for (int k = 1; k < 64; ++k) {
-        int32_t v = quantizeAc(block[kZigzagToNatural[k]], divisors[k]);
+        int32_t v = quantizeAc(block[zigzagToNatural[k]], divisors[k]);
         if (v == 0) {
             ++run;
             continue;

@@ -26,7 +26,7 @@ constexpr uint16_t kChrominanceNatural[64] = {
 
 constexpr QuantTable toZigzag(const uint16_t (&natural)[64]) {
     QuantTable t{};
-    for (int k = 0; k < 64; ++k) t.v[k] = natural[kZigzagToNatural[k]];
+    for (int k = 0; k < 64; ++k) t.v[k] = natural[zigzagToNatural[k]];
     return t;
 }
 

@@ -90,7 +90,7 @@ void codeBlockFast(BitstreamFile* bf, ComponentRecord& record, const int16_t blo
                    const EncoderKernels& kernels) {
     alignas(32) int16_t zigzag[64];
     alignas(32) int32_t q[64];
-    for (int k = 0; k < 64; ++k) zigzag[k] = block[kZigzagToNatural[k]];
+    for (int k = 0; k < 64; ++k) zigzag[k] = block[zigzagToNatural[k]];
     uint64_t nonZero = kernels.quantise(zigzag, record.quant, q) & ~uint64_t{1};
 
     int32_t diff = q[0] - record.dcPredictor;

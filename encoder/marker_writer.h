@@ -5,21 +5,11 @@
 #include <cstdint>
 
 #include "KelJPEG.h"
+#include "context/jpeg_constants.h"
 
 struct JpegContext;
 
 namespace encoder {
-
-constexpr uint16_t kMarkerSoi = 0xFFD8;
-constexpr uint16_t kMarkerEoi = 0xFFD9;
-constexpr uint16_t kMarkerRst0 = 0xFFD0;
-constexpr uint16_t kMarkerApp0 = 0xFFE0;
-constexpr uint16_t kMarkerDqt = 0xFFDB;
-constexpr uint16_t kMarkerDht = 0xFFC4;
-constexpr uint16_t kMarkerSof0 = 0xFFC0;
-constexpr uint16_t kMarkerDri = 0xFFDD;
-constexpr uint16_t kMarkerSos = 0xFFDA;
-constexpr uint16_t kMarkerDnl = 0xFFDC;
 
 // Stores the low `count` bytes of value into out, most significant first.
 void storeBigEndian(uint8_t* out, uint32_t value, int count);

@@ -133,7 +133,7 @@ TEST(EncoderBlockCoding, DcDifferencesZrlRunsAndEndOfBlock) {
     MemorySink sink;
     auto code = [&](const std::vector<std::pair<int, int>>& zigzagValues) {
         int16_t block[64] = {};
-        for (auto [k, v] : zigzagValues) block[kZigzagToNatural[k]] = static_cast<int16_t>(8 * v);
+        for (auto [k, v] : zigzagValues) block[zigzagToNatural[k]] = static_cast<int16_t>(8 * v);
         codeBlock(&sink.bf, record, block);
         writeMarker(&sink.bf, 0xFFD9);
         Bytes out = sink.bytes();

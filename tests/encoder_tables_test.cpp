@@ -56,7 +56,7 @@ TEST(EncoderQuantTables, FineTablesIgnoreQualityAndReadAsTheirRowLayout) {
                                        1, 1, 1, 3, 3, 3, 3, 3, 1, 2, 3, 3, 3, 3, 3, 3};
     Built b(0x11, 1, 3, JPEG_OPT_ENCODE | JPEG_OPT_FINE_TABLES);
     for (int k = 0; k < 64; ++k) {
-        int natural = kZigzagToNatural[k];
+        int natural = zigzagToNatural[k];
         EXPECT_EQ(b.context->quantTables[0][k], fineLumaRows[natural]) << k;
         EXPECT_EQ(b.context->quantTables[1][k], natural < 32 ? fineChromaTop[natural] : 3) << k;
     }

@@ -1,10 +1,12 @@
 // Standard mode: which colours the stream holds, and the size of an output
 // pixel. Both output routes (whole frame and streamed) read them.
+
+#include "context/jpeg_constants.h"
 #include "context/jpeg_context.h"
 #include "decoder/standard/standard_decode.h"
 
 StandardColour standardColourOf(const JpegContext* context, const StandardDecode* sd) {
-    if (sd->sofMarker == 0xFFC3) return StandardColour::Lossless;
+    if (sd->sofMarker == markerWord(kSof3)) return StandardColour::Lossless;
     if (context->options & JPEG_OPT_RAW_COMPONENTS) return StandardColour::Raw;
     if (sd->componentCount < 3) return StandardColour::Gray;
     if (sd->componentCount == 4) {
@@ -27,7 +29,7 @@ uint32_t standardChannels(StandardColour model, const StandardDecode* sd) {
     }
 }
 
-uint32_t standardSampleBytes(const StandardDecode* sd) { return sd->sofMarker == 0xFFC3 && sd->precision > 8 ? 2 : 1; }
+uint32_t standardSampleBytes(const StandardDecode* sd) { return sd->sofMarker == markerWord(kSof3) && sd->precision > 8 ? 2 : 1; }
 
 bool standardRowTarget(const ImageRect* rect, uint32_t outWidth, uint32_t channels, uint32_t bytesPerValue,
                        StandardRowTarget* target) {

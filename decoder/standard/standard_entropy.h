@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "context/jpeg_constants.h"
 #include "decoder/standard/standard_decode.h"
 
 struct EntropyReader {
@@ -118,7 +119,7 @@ inline void takeRestartMarker(EntropyReader& r) {
     while (at < r.length && !(r.data[at] == 0xFF && at + 1 < r.length && r.data[at + 1] != 0 &&
                               r.data[at + 1] != 0xFF))
         ++at;
-    if (at + 1 < r.length && r.data[at + 1] >= 0xD0 && r.data[at + 1] <= 0xD7) r.position = at + 2;
+    if (at + 1 < r.length && r.data[at + 1] >= kRst0 && r.data[at + 1] <= kRst7) r.position = at + 2;
     r.bits = 0;
     r.bitCount = 0;
     r.atMarker = false;

@@ -4,6 +4,7 @@
 // order and sampling factors up to 4 are all accepted.
 #include <cstring>
 
+#include "context/jpeg_constants.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/standard/standard_entropy.h"
 #include "runtime/limits.h"
@@ -11,9 +12,6 @@
 
 namespace {
 
-constexpr uint8_t kSof0 = 0xC0, kSof3 = 0xC3, kDht = 0xC4, kDac = 0xCC, kRst0 = 0xD0, kRst7 = 0xD7;
-constexpr uint8_t kSoi = 0xD8, kEoi = 0xD9, kSos = 0xDA, kDqt = 0xDB, kDnl = 0xDC, kDri = 0xDD;
-constexpr uint8_t kApp0 = 0xE0, kApp14 = 0xEE, kTem = 0x01;
 
 // A segment's body: the bytes after its length field, bounded by the data.
 struct Segment {
@@ -204,12 +202,12 @@ const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
     scan.se = tail[1];
     scan.ah = static_cast<uint8_t>(tail[2] >> 4);
     scan.al = static_cast<uint8_t>(tail[2] & 15);
-    if (sd->sofMarker == 0xFFC2) {
+    if (sd->sofMarker == markerWord(kSof2)) {
         bool dcBand = scan.ss == 0;
         if (scan.se > 63 || scan.ss > scan.se || (dcBand && scan.se != 0) || (!dcBand && scan.count != 1) ||
             scan.al > 13 || scan.ah > 13)
             return KJ_TEXT("invalid progressive scan parameters");
-    } else if (sd->sofMarker == 0xFFC3) {
+    } else if (sd->sofMarker == markerWord(kSof3)) {
         if (scan.ss < 1 || scan.ss > 7 || scan.al >= sd->precision) return KJ_TEXT("invalid lossless scan parameters");
     }
     // Each scan walks the whole frame, however few its bytes.

@@ -4,6 +4,7 @@
 // allocated, and the frame reported to the caller as the prolog always does.
 #include <cstring>
 
+#include "context/jpeg_constants.h"
 #include "context/jpeg_context.h"
 #include "decoder/standard/standard_decode.h"
 #include "runtime/bitstream_file.h"
@@ -51,7 +52,7 @@ uint32_t divideUp(uint64_t a, uint64_t b) { return static_cast<uint32_t>((a + b 
 
 // Component sizes and block grids, once the height is known.
 void computeGeometry(StandardDecode* sd) {
-    const uint32_t unit = sd->sofMarker == 0xFFC3 ? 1 : 8;
+    const uint32_t unit = sd->sofMarker == markerWord(kSof3) ? 1 : 8;
     sd->mcusPerRow = divideUp(sd->width, uint64_t{unit} * sd->maxH);
     sd->mcuRows = divideUp(sd->height, uint64_t{unit} * sd->maxV);
     for (uint32_t c = 0; c < sd->componentCount; ++c) {
@@ -68,7 +69,7 @@ void computeGeometry(StandardDecode* sd) {
 // The whole-frame route's planes: every coefficient and sample of the frame.
 // Frames whose bands are rendered from the coefficients need no sample planes.
 const KelChar16* allocatePlanes(StandardDecode* sd, bool samplePlanes) {
-    const bool lossless = sd->sofMarker == 0xFFC3;
+    const bool lossless = sd->sofMarker == markerWord(kSof3);
     const uint64_t bytesPerSample = (samplePlanes ? 2 : 0) + (lossless ? 0 : 2);
     uint64_t total = 0;  // all planes together stay within the one limit
     for (uint32_t c = 0; c < sd->componentCount; ++c) {
@@ -147,7 +148,7 @@ void writeBack(const JpegContext* context, const StandardDecode* sd, JpegDecodeP
     params->height = static_cast<uint16_t>(sd->height);
     params->restartInterval = static_cast<uint16_t>(sd->restartInterval);
     params->componentCount = static_cast<uint16_t>(sd->componentCount);
-    if (sd->sofMarker == 0xFFC2) params->options = static_cast<uint16_t>(params->options | JPEG_OPT_PROGRESSIVE);
+    if (sd->sofMarker == markerWord(kSof2)) params->options = static_cast<uint16_t>(params->options | JPEG_OPT_PROGRESSIVE);
 }
 
 }  // namespace
@@ -162,7 +163,7 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
     sd->scale = 3;
     sd->renderedScale = -1;
     if (!loadStream(sd, context->bitstream)) return KJ_TEXT("no such file or directory");
-    if (sd->length < 2 || sd->data[0] != 0xFF || sd->data[1] != 0xD8) {
+    if (sd->length < 2 || sd->data[0] != 0xFF || sd->data[1] != kSoi) {
         reportJpegError(KJ_TEXT("extraneous bytes before SOI marker"));
         return KJ_TEXT("Frame Level parse failed.");
     }
@@ -191,7 +192,7 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
         if (const KelChar16* failure = allocatePlanes(sd, !sd->stream)) return failure;
     copyJfifInfo(sd, params);
     writeBack(context, sd, params);
-    if (sd->sofMarker == 0xFFC2) context->dec.progressiveMode = 0;
+    if (sd->sofMarker == markerWord(kSof2)) context->dec.progressiveMode = 0;
     return nullptr;
 }
 

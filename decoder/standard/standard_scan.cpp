@@ -4,6 +4,8 @@
 // share one path. A scan of one component walks that component's own blocks
 // in raster order, one block per MCU; a scan of several walks MCUs of H x V
 // blocks per component. Restart intervals count those MCUs in every scan.
+
+#include "context/jpeg_constants.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/standard/standard_entropy.h"
 #include "runtime/report.h"
@@ -20,7 +22,7 @@ struct ScanWalk {
 
 BlockPass passOf(const StandardDecode* sd) {
     const StandardScan& scan = sd->scan;
-    if (sd->sofMarker != 0xFFC2) return BlockPass::Sequential;
+    if (sd->sofMarker != markerWord(kSof2)) return BlockPass::Sequential;
     if (scan.ss == 0) return scan.ah == 0 ? BlockPass::DcFirst : BlockPass::DcRefine;
     return scan.ah == 0 ? BlockPass::AcFirst : BlockPass::AcRefine;
 }

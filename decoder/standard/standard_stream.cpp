@@ -11,6 +11,7 @@
 // band buffer.
 #include <cstring>
 
+#include "context/jpeg_constants.h"
 #include "context/jpeg_context.h"
 #include "decoder/decode_to_rect.h"
 #include "decoder/huffman_decode.h"
@@ -41,7 +42,6 @@ struct StandardStream {
 
 namespace {
 
-constexpr uint16_t kSof0 = 0xFFC0, kSof1 = 0xFFC1;
 
 // ---- Which frames stream ----
 
@@ -58,7 +58,7 @@ uint32_t markerAfterScan(const StandardDecode* sd, uint32_t at) {
         while (at < sd->length && d[at] == 0xFF) ++at;
         if (at >= sd->length) return sd->length;
         const uint8_t code = d[at];
-        if (code == 0 || (code >= 0xD0 && code <= 0xD7)) continue;
+        if (code == 0 || (code >= kRst0 && code <= kRst7)) continue;
         return marker;
     }
     return sd->length;
@@ -73,17 +73,17 @@ bool scanEndsTheFrame(const StandardDecode* sd) {
     if (at >= sd->length) return true;
     while (at < sd->length && d[at] == 0xFF) ++at;
     if (at >= sd->length) return true;
-    if (d[at] == 0xD9) return true;
+    if (d[at] == kEoi) return true;
     if (d[at] != 0xDC || at + 5 >= sd->length || d[at + 1] != 0 || d[at + 2] != 4) return false;
     at += 5;
     while (at < sd->length && d[at] == 0xFF) ++at;
-    return at >= sd->length || (d[at] == 0xD9 && d[at - 1] == 0xFF);
+    return at >= sd->length || (d[at] == kEoi && d[at - 1] == 0xFF);
 }
 
 // 8-bit DCT frames with sampling factors the expanders know (1 or 2 each)
 // and colours the band writers know go in bands.
 bool frameBands(const JpegContext* context, const StandardDecode* sd) {
-    if (sd->sofMarker == 0xFFC3 || sd->precision != 8 || sd->maxH > 2 || sd->maxV > 2) return false;
+    if (sd->sofMarker == markerWord(kSof3) || sd->precision != 8 || sd->maxH > 2 || sd->maxV > 2) return false;
     for (uint32_t c = 0; c < sd->componentCount; ++c)
         if (sd->components[c].h > 2 || sd->components[c].v > 2) return false;
     const StandardColour model = standardColourOf(context, sd);
@@ -95,7 +95,7 @@ bool frameBands(const JpegContext* context, const StandardDecode* sd) {
 // one-component scan walks its blocks in raster order, which is MCU order
 // only at 1 x 1) and ends the frame is decoded straight from its data.
 bool scanFeedsBands(const StandardDecode* sd) {
-    if (sd->sofMarker != kSof0 && sd->sofMarker != kSof1) return false;
+    if (sd->sofMarker != kMarkerSof0 && sd->sofMarker != kMarkerSof1) return false;
     if (sd->scan.count != sd->componentCount) return false;
     if (sd->componentCount == 1 && (sd->components[0].h != 1 || sd->components[0].v != 1)) return false;
     return scanEndsTheFrame(sd);
