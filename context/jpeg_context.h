@@ -6,9 +6,9 @@
 #include <cstdint>
 
 #include "KelJPEG.h"
+#include "context/decoder_state.h"
+#include "context/encoder_state.h"
 #include "context/huffman_code_table.h"
-#include "decoder/decoder_state.h"
-#include "encoder/encoder_state.h"
 #include "runtime/bitstream_file.h"
 
 constexpr uint32_t kContextMagic = 0x4A504547u;  // the bytes "GEPJ" read little-endian
