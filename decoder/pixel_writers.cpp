@@ -149,6 +149,49 @@ void jpegDecodeWriteRGB(const JpegContext* context, const ImageRect* band, int32
     });
 }
 
+namespace {
+
+// Four-component colour as the stream's colour transform leaves it, as
+// cyan, magenta, yellow ink and black: the ink taken out of the black, so
+// that ink 255 under black 255 is 255 and ink 128 under black 128 is
+// (128 x 128 + 127) / 255 = 64.
+template <InkModel model>
+void writeInk(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    forEachBlockRow(context, band, x, w, n, 3, [](const PositionBlocks& blocks, int32_t r, uint8_t* out, int32_t cols) {
+        uint8_t converted[3 * 8];  // the first three components as blue, green, red
+        if (model == InkModel::Ycck)
+            roundedColourRowScalar(blocks.c[0] + r * 8, blocks.c[1] + r * 8, blocks.c[2] + r * 8, cols, converted);
+        for (int32_t col = 0; col < cols; ++col, out += 3) {
+            int32_t black = levelShift(blocks.c[3][r * 8 + col]);
+            if (model == InkModel::Cmyk) black = 255 - black;
+            for (int i = 0; i < 3; ++i) {
+                int32_t ink;
+                if (model == InkModel::Ycck) {
+                    ink = 255 - converted[3 * col + 2 - i];
+                } else {
+                    ink = levelShift(blocks.c[i][r * 8 + col]);
+                    if (model == InkModel::Cmyk) ink = 255 - ink;
+                }
+                out[2 - i] = static_cast<uint8_t>(inkUnderBlack(ink, black));
+            }
+        }
+    });
+}
+
+}  // namespace
+
+void jpegDecodeWriteCmyk(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    writeInk<InkModel::Cmyk>(context, band, x, w, n);
+}
+
+void jpegDecodeWriteInvertedCmyk(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    writeInk<InkModel::InvertedCmyk>(context, band, x, w, n);
+}
+
+void jpegDecodeWriteYcck(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    writeInk<InkModel::Ycck>(context, band, x, w, n);
+}
+
 void jpegDecodeWriteRaw2(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
     writeRaw<2>(context, band, x, w, n);
 }

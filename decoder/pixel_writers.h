@@ -22,6 +22,16 @@ void jpegDecodeWriteRaw4(const JpegContext* context, const ImageRect* band, int3
 void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 void jpegDecodeWriteRGB(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
+// Standard mode's four-component colour, written as blue, green, red: ink
+// stored plainly (Cmyk), inverted as Adobe stores it (InvertedCmyk), or
+// inverted ink coded as YCbCr plus black (Ycck).
+enum class InkModel { Cmyk, InvertedCmyk, Ycck };
+void jpegDecodeWriteCmyk(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+void jpegDecodeWriteInvertedCmyk(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+void jpegDecodeWriteYcck(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+// Inverted ink 0..255 under inverted black 0..255, rounded: the colour value.
+inline int32_t inkUnderBlack(int32_t ink, int32_t black) { return (ink * black + 127) / 255; }
+
 using PixelWriter = void (*)(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
 // The writer for the context's options and component count; null when raw

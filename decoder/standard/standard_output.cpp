@@ -6,8 +6,10 @@
 #include <cmath>
 #include <cstring>
 
+#include "context/jpeg_constants.h"
 #include "context/jpeg_context.h"
 #include "decoder/inverse_dct.h"
+#include "decoder/pixel_writers.h"
 #include "decoder/standard/standard_decode.h"
 #include "runtime/heap.h"
 
@@ -73,7 +75,7 @@ uint32_t sampleAt(const StandardDecode* sd, const StandardComponent& c, uint32_t
     uint32_t cx = static_cast<uint32_t>(uint64_t{x} * c.h / sd->maxH);
     uint32_t cy = static_cast<uint32_t>(uint64_t{y} * c.v / sd->maxV);
     uint32_t value = c.samples[size_t{cy} * c.planeWidth + cx];
-    if (sd->sofMarker == 0xFFC3) return (value << c.pointTransform) & 0xFFFF;
+    if (sd->sofMarker == markerWord(kSof3)) return (value << c.pointTransform) & 0xFFFF;
     return sd->precision == 12 ? value >> 4 : value;
 }
 
@@ -105,7 +107,7 @@ void produceRow(const StandardDecode* sd, StandardColour model, uint32_t y, uint
                     for (int i = 0; i < 3; ++i) ink[i] = 255 - ink[i];
                     k = 255 - k;
                 }
-                for (int i = 0; i < 3; ++i) rgb[i] = (ink[i] * k + 127) / 255;
+                for (int i = 0; i < 3; ++i) rgb[i] = inkUnderBlack(ink[i], k);
                 break;
             }
         }
@@ -126,10 +128,10 @@ void storeRow(const uint16_t* values, const StandardRowTarget& target, uint8_t* 
 }  // namespace
 
 bool decodeStandardPass(JpegContext* context, StandardDecode* sd) {
-    const bool oneScan = sd->sofMarker == 0xFFC2 && (context->dec.progressiveMode & 1);
+    const bool oneScan = sd->sofMarker == markerWord(kSof2) && (context->dec.progressiveMode & 1);
     bool decoded = false;
     while (sd->scanReady) {
-        bool ok = sd->sofMarker == 0xFFC3 ? decodeStandardLosslessScan(sd) : decodeStandardDctScan(sd);
+        bool ok = sd->sofMarker == markerWord(kSof3) ? decodeStandardLosslessScan(sd) : decodeStandardDctScan(sd);
         if (!ok || !readStandardHeaders(sd, true)) return false;
         decoded = true;
         if (oneScan) break;
@@ -182,7 +184,7 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
     }
     // 8-bit DCT frames reduce in the inverse transform; 12-bit and lossless
     // frames average the full-size picture.
-    const bool dct = sd->sofMarker != 0xFFC3;
+    const bool dct = sd->sofMarker != markerWord(kSof3);
     const int32_t renderScale = dct && sd->precision == 8 ? scale : 3;
     if (dct && sd->renderedScale != renderScale) renderStandardPlanes(sd, renderScale);
     uint32_t wanted = rows & 0xFFFF;

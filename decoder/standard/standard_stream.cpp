@@ -80,15 +80,13 @@ bool scanEndsTheFrame(const StandardDecode* sd) {
     return at >= sd->length || (d[at] == kEoi && d[at - 1] == 0xFF);
 }
 
-// 8-bit DCT frames with sampling factors the expanders know (1 or 2 each)
-// and colours the band writers know go in bands.
-bool frameBands(const JpegContext* context, const StandardDecode* sd) {
+// 8-bit DCT frames with sampling factors the expanders know (1 or 2 each) go
+// in bands; the band writers know every colour model of those.
+bool frameBands(const StandardDecode* sd) {
     if (sd->sofMarker == markerWord(kSof3) || sd->precision != 8 || sd->maxH > 2 || sd->maxV > 2) return false;
     for (uint32_t c = 0; c < sd->componentCount; ++c)
         if (sd->components[c].h > 2 || sd->components[c].v > 2) return false;
-    const StandardColour model = standardColourOf(context, sd);
-    return model == StandardColour::Gray || model == StandardColour::YCbCr || model == StandardColour::Rgb ||
-           model == StandardColour::Raw;
+    return true;
 }
 
 // A sequential frame whose one scan holds every component in MCUs (a
@@ -201,13 +199,17 @@ constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
     block[0] = dequantised(component.dcPredictor, 0);
     for (uint32_t k = 1; k < 64; ++k) {
         // Past the coefficients the transform reads, several symbols at a
-        // time, as long as they end within the block (k + passed <= 64 is
-        // where the one-symbol walk would also have stopped or gone on).
+        // time, as long as the one-symbol walk would have read them all: it
+        // goes on while k < 64, so symbols passing k + passed <= 64 positions
+        // are all its own, but an end of block after them is read only when
+        // k + passed < 64 (a block whose coefficient 63 is coded ends there,
+        // and the end-of-block code that follows belongs to the next block).
         if (k > use.lastZigzag) {
             if (reader.bitCount < 16) fillEntropyBits(reader);
             const uint32_t skip = ac.skip[reader.bits >> (64 - kStandardFastBits)];
             const uint32_t passed = (skip >> 8) & 0xFF;
-            if (skip != 0 && k + passed <= 64) {
+            const uint32_t reach = passed + ((skip & kSkipEndsBlock) ? 1 : 0);
+            if (skip != 0 && k + reach <= 64) {
                 reader.bits <<= skip & 0xFF;
                 reader.bitCount -= static_cast<int32_t>(skip & 0xFF);
                 if (skip & kSkipEndsBlock) break;
@@ -302,6 +304,9 @@ PixelWriter bandWriterFor(StandardColour model, uint32_t componentCount) {
                 case 4: return jpegDecodeWriteRaw4;
                 default: return jpegDecodeWriteGray;
             }
+        case StandardColour::Cmyk: return jpegDecodeWriteCmyk;
+        case StandardColour::InvertedCmyk: return jpegDecodeWriteInvertedCmyk;
+        case StandardColour::Ycck: return jpegDecodeWriteYcck;
         default: return jpegDecodeWriteRoundedBGR;
     }
 }
@@ -375,7 +380,7 @@ bool standardStreamFromCoefficients(const StandardDecode* sd) {
 }
 
 bool openStandardStream(JpegContext* context, StandardDecode* sd) {
-    if (!frameBands(context, sd)) return true;  // the whole-frame route reads it
+    if (!frameBands(sd)) return true;  // the whole-frame route reads it
     auto* st = static_cast<StandardStream*>(reserveAndAllocate(sd, sizeof(StandardStream)));
     if (!st) return false;
     std::memset(st, 0, sizeof *st);
