@@ -189,7 +189,49 @@ void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask, int32_t n) {
     }
 }
 
+namespace {
+
+// The sample of component c (h x v blocks of side n in the MCU) that covers
+// output pixel (x, y) of the MCU: x * h / maxH across, as if the component
+// were stretched over the MCU. With maxH 4 and h 1, output columns 0..31 of
+// an 8-sample block row read samples 0..7, each four times.
+int16_t coveringSample(const int16_t* source, uint32_t h, uint32_t v, uint32_t maxH, uint32_t maxV, int32_t n,
+                       uint32_t x, uint32_t y) {
+    const uint32_t sx = x * h / maxH, sy = y * v / maxV;
+    const uint32_t side = static_cast<uint32_t>(n);
+    const int16_t* block = source + static_cast<size_t>((sy / side) * h + sx / side) * kBlockValues;
+    return block[(sy % side) * 8 + sx % side];
+}
+
+}  // namespace
+
+// Any other MCU shape (factors up to 4, in any ratio): a component that fills
+// the MCU is pointed at, any other is sampled into every position, pixel by
+// pixel. Such frames are rare; the two-by-two shapes above keep the speed.
+void jpegDecodeUpsampleAny(JpegContext* context, uint32_t mask, int32_t n) {
+    Mcu mcu = startMcu(context, n);
+    const uint32_t maxH = context->dec.maxH, maxV = context->dec.maxV;
+    for (uint32_t c = 0; c < componentsOf(context); ++c, mask <<= 8) {
+        const uint32_t h = (mask >> 28) & 15, v = (mask >> 24) & 15;
+        if (h == maxH && v == maxV) {
+            pointAtOwnBlocks(mcu, c, mcu.positions);
+        } else {
+            for (uint32_t position = 0; position < mcu.positions; ++position) {
+                const uint32_t left = (position % maxH) * static_cast<uint32_t>(n);
+                const uint32_t top = (position / maxH) * static_cast<uint32_t>(n);
+                int16_t* dst = scratchBlock(mcu, c, position);
+                for (int32_t r = 0; r < n; ++r)
+                    for (int32_t col = 0; col < n; ++col)
+                        dst[r * 8 + col] = coveringSample(mcu.source, h, v, maxH, maxV, n, left + col, top + r);
+                point(mcu, c, position, dst);
+            }
+        }
+        mcu.source += static_cast<size_t>(h) * v * kBlockValues;
+    }
+}
+
 Expander selectExpander(const JpegContext* context) {
+    if (context->dec.maxH > 2 || context->dec.maxV > 2) return jpegDecodeUpsampleAny;
     switch (context->dec.positionCount) {
         case 1: return jpegDecodeUpsampleH1V1;
         case 2: return context->dec.maxH == 2 ? jpegDecodeUpsampleH2V1 : jpegDecodeUpsampleH1V2;

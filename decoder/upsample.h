@@ -15,6 +15,8 @@ void jpegDecodeUpsampleH1V1(JpegContext* context, uint32_t mask, int32_t n);
 void jpegDecodeUpsampleH2V1(JpegContext* context, uint32_t mask, int32_t n);
 void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask, int32_t n);
 void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask, int32_t n);
+// Factors above 2 (standard mode only), sampled pixel by pixel.
+void jpegDecodeUpsampleAny(JpegContext* context, uint32_t mask, int32_t n);
 
 using Expander = void (*)(JpegContext* context, uint32_t mask, int32_t n);
 

@@ -80,13 +80,10 @@ bool scanEndsTheFrame(const StandardDecode* sd) {
     return at >= sd->length || (d[at] == kEoi && d[at - 1] == 0xFF);
 }
 
-// 8-bit DCT frames with sampling factors the expanders know (1 or 2 each) go
-// in bands; the band writers know every colour model of those.
+// 8-bit DCT frames go in bands: the expanders know every sampling and the
+// band writers every colour model.
 bool frameBands(const StandardDecode* sd) {
-    if (sd->sofMarker == markerWord(kSof3) || sd->precision != 8 || sd->maxH > 2 || sd->maxV > 2) return false;
-    for (uint32_t c = 0; c < sd->componentCount; ++c)
-        if (sd->components[c].h > 2 || sd->components[c].v > 2) return false;
-    return true;
+    return sd->sofMarker != markerWord(kSof3) && sd->precision == 8;
 }
 
 // A sequential frame whose one scan holds every component in MCUs (a
