@@ -6,6 +6,8 @@
 // without signed overflow on hostile coefficients.
 #include "decoder/inverse_dct.h"
 
+#include <cmath>
+
 namespace {
 
 constexpr int64_t C1 = 4017;  // 4096 cos(pi/16)
@@ -100,4 +102,25 @@ void inverseDct2x2(int16_t* block) {
 
 void clampBlock(int16_t* block) {
     for (int i = 0; i < 64; ++i) block[i] = clampSample(block[i]);
+}
+
+void inverseDctPrecise(const int32_t* coefficients, int32_t* samples) {
+    static constexpr double kPi = 3.14159265358979323846;
+    double cosines[8][8];
+    for (int x = 0; x < 8; ++x)
+        for (int u = 0; u < 8; ++u) cosines[x][u] = (u == 0 ? std::sqrt(0.5) : 1.0) * std::cos((2 * x + 1) * u * kPi / 16);
+    double rows[64];
+    for (int y = 0; y < 8; ++y)
+        for (int u = 0; u < 8; ++u) {
+            double sum = 0;
+            for (int v = 0; v < 8; ++v) sum += cosines[y][v] * coefficients[v * 8 + u];
+            rows[y * 8 + u] = sum / 2;
+        }
+    for (int y = 0; y < 8; ++y)
+        for (int x = 0; x < 8; ++x) {
+            double sum = 0;
+            for (int u = 0; u < 8; ++u) sum += cosines[x][u] * rows[y * 8 + u];
+            double value = std::floor(sum / 2 + 0.5);  // limited first: hostile coefficients overflow int
+            samples[y * 8 + x] = static_cast<int32_t>(value < -65536 ? -65536 : (value > 65536 ? 65536 : value));
+        }
 }

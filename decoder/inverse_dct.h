@@ -12,6 +12,11 @@ void inverseDct4x4(int16_t* block);
 // Reads values 0, 1, 8, 9 and writes the 2x2 samples in their place.
 void inverseDct2x2(int16_t* block);
 
+// The transform in double precision, rounded, for 12-bit frames whose
+// dequantised coefficients the 16-bit transforms cannot hold; results are
+// held to -65536..65536 against hostile coefficients.
+void inverseDctPrecise(const int32_t* coefficients, int32_t* samples);
+
 inline int16_t clampSample(int32_t v) {
     return static_cast<int16_t>(v < -128 ? -128 : (v > 127 ? 127 : v));
 }

@@ -102,9 +102,12 @@ typedef struct JpegContext* JpegHandle;
  *    transforms take more coefficients and scale chroma in the transform, so
  *    on detailed pictures the two differ by tens of levels, on smooth ones by
  *    a few. 12-bit and lossless frames average the full-size picture;
- *  - a frame coded as one interleaved sequential scan of 8-bit samples with
- *    sampling factors of 1 or 2 is decoded a band of one MCU row at a time
- *    as rows are asked for; other frames are decoded whole on the first call.
+ *  - a frame coded as one interleaved sequential scan of 8-bit samples is
+ *    decoded a band of one MCU row at a time as rows are asked for, in
+ *    memory that does not grow with the height; other DCT frames (several
+ *    scans, progressive, 12-bit) decode their scans into a coefficient
+ *    buffer on the first call of a pass and render bands from it; lossless
+ *    frames decode into sample planes on the first call.
  * The whole stream is read by the prolog, so JPEG_OPT_PARTIAL_BITSTREAM is
  * refused ("Illegal options"); a progressive frame may still be shown one
  * scan per pass (jpegDecodeSetProgressiveMode). */

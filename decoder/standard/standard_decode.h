@@ -1,9 +1,12 @@
 // Standard mode (JPEG_OPT_STANDARD): a second reading of the stream for hosts
-// that need every interchange file decoded as ITU-T T.81 defines it. It loads
-// the whole stream, decodes every scan into whole-frame coefficient (or, for
-// lossless frames, sample) planes, and renders rows from those planes. None of
-// this touches the legacy decoding path; a context without the option never
-// allocates a StandardDecode.
+// that need every interchange file decoded as ITU-T T.81 defines it. Its own
+// parser and entropy reader (fill bytes, restart resynchronisation, tables
+// that change between scans) feed the output stages the legacy path uses:
+// inverse transforms, expanders, pixel writers. A frame of one interleaved
+// scan decodes a band at a time from its data; other DCT frames keep a
+// coefficient buffer that bands are rendered from; lossless frames decode
+// into sample planes. A context without the option never allocates a
+// StandardDecode.
 #pragma once
 
 #include <cstdint>
@@ -92,7 +95,6 @@ struct StandardDecode {
     uint32_t scanCount;        // scan headers read, against the host's scan limit
     uint64_t heldBytes;        // planes held, against the host's memory limit
     int32_t scale;             // 3 full size, 2/1/0 a half, quarter, eighth
-    int32_t renderedScale;     // scale the planes show, -1 when they need rendering
     StandardStream* stream;    // frames of one interleaved sequential scan: decoded a band at a time
 };
 
@@ -136,12 +138,12 @@ struct StandardRowTarget {
 const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* params);
 void releaseStandardDecode(JpegContext* context);
 
-// The banded route, for 8-bit DCT frames with sampling factors of 1 or 2 and
-// colours the band writers know: a band of one MCU row is decoded as the rows
-// reach it, straight from the entropy-coded data for a frame of one
-// interleaved sequential scan, else from the coefficient planes that each
-// pass's scans fill. Other frames are left to the whole-frame route
-// (sd->stream stays null). false when a buffer could not be had.
+// The banded route, for every DCT frame: a band of one MCU row is decoded as
+// the rows reach it, straight from the entropy-coded data for a frame of one
+// interleaved sequential scan of 8-bit samples, else from the coefficient
+// planes that each pass's scans fill. Lossless frames are left to the
+// whole-frame route (sd->stream stays null). false when a buffer could not
+// be had.
 [[nodiscard]] bool openStandardStream(JpegContext* context, StandardDecode* sd);
 void releaseStandardStream(JpegContext* context);
 // The bands come from coefficient planes (which the prolog then allocates).
@@ -153,7 +155,8 @@ int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t
 // frame shown one scan per pass. false after a report.
 [[nodiscard]] bool decodeStandardPass(JpegContext* context, StandardDecode* sd);
 
-// Rows of the picture at full size or, for scale 0..2, reduced by averaging.
+// Rows of a lossless picture at full size or, for scale 0..2, reduced by
+// averaging.
 int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale);
 // Output size at a scale; every frame type reduces.
 void standardImageSize(const JpegContext* context, int32_t scale, uint32_t* width, uint32_t* height);
@@ -171,6 +174,3 @@ uint32_t findStandardDnlHeight(const StandardDecode* sd);
 // Decodes the data of sd->scan into the planes; false on corrupt data (reported).
 [[nodiscard]] bool decodeStandardDctScan(StandardDecode* sd);
 [[nodiscard]] bool decodeStandardLosslessScan(StandardDecode* sd);
-// Samples of every component from the coefficients (DCT frames) at a scale:
-// 8-bit frames through the full or reduced inverse DCTs, 12-bit at full size.
-void renderStandardPlanes(StandardDecode* sd, int32_t scale);

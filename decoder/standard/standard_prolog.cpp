@@ -161,7 +161,6 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
     context->dec.standard = sd;
     sd->adobeTransform = -1;
     sd->scale = 3;
-    sd->renderedScale = -1;
     if (!loadStream(sd, context->bitstream)) return KJ_TEXT("no such file or directory");
     if (sd->length < 2 || sd->data[0] != 0xFF || sd->data[1] != kSoi) {
         reportJpegError(KJ_TEXT("extraneous bytes before SOI marker"));

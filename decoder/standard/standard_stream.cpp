@@ -80,17 +80,16 @@ bool scanEndsTheFrame(const StandardDecode* sd) {
     return at >= sd->length || (d[at] == kEoi && d[at - 1] == 0xFF);
 }
 
-// 8-bit DCT frames go in bands: the expanders know every sampling and the
-// band writers every colour model.
-bool frameBands(const StandardDecode* sd) {
-    return sd->sofMarker != markerWord(kSof3) && sd->precision == 8;
-}
+// DCT frames go in bands: the expanders know every sampling and the band
+// writers every colour model. Lossless frames are read whole.
+bool frameBands(const StandardDecode* sd) { return sd->sofMarker != markerWord(kSof3); }
 
 // A sequential frame whose one scan holds every component in MCUs (a
 // one-component scan walks its blocks in raster order, which is MCU order
 // only at 1 x 1) and ends the frame is decoded straight from its data.
 bool scanFeedsBands(const StandardDecode* sd) {
-    if (sd->sofMarker != kMarkerSof0 && sd->sofMarker != kMarkerSof1) return false;
+    // 12-bit coefficients, dequantised, outgrow the 16-bit blocks of the data path.
+    if ((sd->sofMarker != kMarkerSof0 && sd->sofMarker != kMarkerSof1) || sd->precision != 8) return false;
     if (sd->scan.count != sd->componentCount) return false;
     if (sd->componentCount == 1 && (sd->components[0].h != 1 || sd->components[0].v != 1)) return false;
     return scanEndsTheFrame(sd);
@@ -246,8 +245,17 @@ void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels
     }
 }
 
+// A 12-bit block at full size, as 8-bit samples less 128 like every other
+// block: sample 4095 shows as 255, 2048 as 128.
+void renderTwelveBitBlock(const int16_t* coefficients, const uint16_t* quant, int16_t* block) {
+    int32_t dequantised[64], samples[64];
+    for (int i = 0; i < 64; ++i) dequantised[i] = int32_t{coefficients[i]} * quant[i];
+    inverseDctPrecise(dequantised, samples);
+    for (int i = 0; i < 64; ++i) block[i] = static_cast<int16_t>((standardClamp(samples[i] + 2048, 4095) >> 4) - 128);
+}
+
 // One MCU's blocks from the coefficient planes, dequantised as the scans
-// left them, then transformed at the scale.
+// left them, then transformed at the scale (12-bit blocks: at full size).
 void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& st, uint32_t mcuY, uint32_t mcuX,
                int32_t scale) {
     const DecoderKernels& kernels = decoderKernels();
@@ -259,6 +267,10 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
             for (uint32_t h = 0; h < component.h; ++h, block += kBlockValues) {
                 const size_t blockX = size_t{mcuX} * component.h + h, blockY = size_t{mcuY} * component.v + v;
                 const int16_t* coefficients = component.coefficients + (blockY * component.blocksWide + blockX) * 64;
+                if (sd->precision != 8) {
+                    renderTwelveBitBlock(coefficients, component.quant, block);
+                    continue;
+                }
                 for (int i = 0; i < 64; ++i) {
                     const int32_t value = int32_t{coefficients[i]} * component.quant[i];
                     block[i] = static_cast<int16_t>(value < -32768 ? -32768 : (value > 32767 ? 32767 : value));
@@ -412,6 +424,54 @@ void releaseStandardStream(JpegContext* context) {
     sd->stream = nullptr;
 }
 
+namespace {
+
+// Makes the band buffer hold MCU row mcuRow, decoding the rows up to it.
+// false after a report.
+[[nodiscard]] bool bufferBand(JpegContext* context, StandardDecode* sd, StandardStream& st, uint32_t mcuRow,
+                              int32_t scale, uint32_t channels) {
+    const DecoderState& dec = context->dec;
+    const uint64_t stride = bandStride(dec, channels, scale);
+    const BandTarget buffer = {st.band, static_cast<ptrdiff_t>(stride),
+                               static_cast<int32_t>(scale >= 3 ? dec.mcuHeight : dec.mcuHeight >> (3 - scale)),
+                               static_cast<int32_t>(stride / channels)};
+    while (st.bandMcuRow < static_cast<int32_t>(mcuRow)) {
+        st.bandMcuRow = static_cast<int32_t>(st.nextMcuRow);
+        if (!decodeBandRow(context, sd, st, scale, channels, buffer)) return false;
+    }
+    return true;
+}
+
+// Output row outRow of a frame with no reduced transforms (12-bit): each
+// value the rounded mean of the full-size values it covers, 8 x 8 of them at
+// 1/8 size, fewer at the right and bottom edges. The covered rows lie in one
+// band, since the reduction divides the MCU height. false after a report.
+[[nodiscard]] bool averageRow(JpegContext* context, StandardDecode* sd, StandardStream& st, uint32_t outRow,
+                              uint32_t factor, uint32_t channels, const StandardRowTarget& target, uint32_t* sums,
+                              uint8_t* out) {
+    const DecoderState& dec = context->dec;
+    const uint32_t width = sd->width, first = outRow * factor;
+    const uint32_t last = first + factor < sd->height ? first + factor : sd->height;
+    if (!bufferBand(context, sd, st, first / dec.mcuHeight, 3, channels)) return false;
+    const uint32_t outValues = target.values;
+    std::memset(sums, 0, size_t{outValues} * sizeof(uint32_t));
+    const size_t stride = static_cast<size_t>(bandStride(dec, channels, 3));
+    for (uint32_t y = first; y < last; ++y) {
+        const uint8_t* row = st.band + (y % dec.mcuHeight) * stride;
+        for (uint32_t x = 0; x < width && (x / factor) * channels < outValues; ++x)
+            for (uint32_t ch = 0; ch < channels; ++ch) sums[(x / factor) * channels + ch] += row[x * channels + ch];
+    }
+    for (uint32_t value = 0; value < outValues; ++value) {
+        const uint32_t ox = value / channels;
+        const uint32_t spanX = (ox + 1) * factor <= width ? factor : width - ox * factor;
+        const uint32_t count = spanX * (last - first);
+        out[value] = static_cast<uint8_t>((sums[value] + count / 2) / count);
+    }
+    return true;
+}
+
+}  // namespace
+
 int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale) {
     StandardDecode* sd = context->dec.standard;
     StandardStream& st = *sd->stream;
@@ -429,8 +489,8 @@ int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t
         sd->rowsDelivered = 0;
     }
     if (st.source == BandSource::CoefficientPlanes) {
-        // A pass decodes its scans into the planes first, as the whole-frame
-        // route does, then the bands are rendered from them.
+        // A pass decodes its scans into the planes first, then the bands are
+        // rendered from them.
         if (sd->rowsDelivered == 0 || sd->rowsDelivered >= outHeight) {
             if (!decodeStandardPass(context, sd)) return 0;
             sd->rowsDelivered = 0;
@@ -453,10 +513,23 @@ int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t
     uint32_t wanted = rows & 0xFFFF;
     if (wanted > outHeight - sd->rowsDelivered) wanted = outHeight - sd->rowsDelivered;
     if (wanted > uint32_t(rect->height)) wanted = uint32_t(rect->height);
+    // 12-bit frames have no reduced transforms: they are reduced by averaging.
+    if (sd->precision != 8 && scale < 3) {
+        auto* sums = static_cast<uint32_t*>(complibAllocMemory(size_t{target.values} * sizeof(uint32_t) + 4));
+        if (!sums) return 0;
+        uint32_t r = 0;
+        for (; r < wanted; ++r)
+            if (!averageRow(context, sd, st, sd->rowsDelivered + r, 1u << (3 - scale), channels, target, sums,
+                            rect->bits + static_cast<ptrdiff_t>(rect->stride) * r))
+                break;
+        (void)complibFreeMemory(sums);
+        if (r < wanted) return failStream(sd, st, r);
+        sd->rowsDelivered += wanted;
+        return static_cast<int32_t>(wanted);
+    }
     const DecoderState& dec = context->dec;
     const uint32_t bandRows = scale >= 3 ? dec.mcuHeight : dec.mcuHeight >> (3 - scale);
     const size_t bufferStride = static_cast<size_t>(bandStride(dec, channels, scale));
-    const int32_t bufferColumns = static_cast<int32_t>(bufferStride / channels);
     for (uint32_t r = 0; r < wanted;) {
         const uint32_t outRow = sd->rowsDelivered + r;
         const uint32_t mcuRow = outRow / bandRows, rowInBand = outRow % bandRows;
@@ -470,12 +543,7 @@ int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t
             r += picturePart;
             continue;
         }
-        while (st.bandMcuRow < static_cast<int32_t>(mcuRow)) {
-            const BandTarget buffer = {st.band, static_cast<ptrdiff_t>(bufferStride), static_cast<int32_t>(bandRows),
-                                       bufferColumns};
-            st.bandMcuRow = static_cast<int32_t>(st.nextMcuRow);
-            if (!decodeBandRow(context, sd, st, scale, channels, buffer)) return failStream(sd, st, r);
-        }
+        if (!bufferBand(context, sd, st, mcuRow, scale, channels)) return failStream(sd, st, r);
         std::memcpy(rect->bits + static_cast<ptrdiff_t>(rect->stride) * r, st.band + rowInBand * bufferStride,
                     target.values);
         ++r;
