@@ -45,11 +45,41 @@ inline void storeBgrRow(__m128i bg, __m128i rr, uint8_t* out) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), last);
 }
 
-}  // namespace
 
-// Two rows per vector (one in each 128-bit half, where the byte shuffles work).
-void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
-                     int32_t rows) {
+// Eight 16-bit samples, or four each taken twice (chroma at half width).
+template <bool wide>
+inline __m128i loadRow(const int16_t* samples) {
+    if (!wide) return _mm_loadu_si128(reinterpret_cast<const __m128i*>(samples));
+    const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(samples));
+    return _mm_unpacklo_epi16(four, four);
+}
+
+// Two rows of samples, one per 128-bit half.
+template <bool wide>
+inline __m256i loadRows(const int16_t* top, const int16_t* below) {
+    if (!wide && below == top + 8) return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(top));
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(loadRow<wide>(top)), loadRow<wide>(below), 1);
+}
+
+template <bool wide>
+void colourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    __m128i luma = asInt8(loadRow<false>(y));
+    __m128i blueDiff = asInt8(loadRow<wide>(cb));
+    __m128i redDiff = asInt8(loadRow<wide>(cr));
+    __m128i cbMagnitude = _mm_abs_epi16(blueDiff), crMagnitude = _mm_abs_epi16(redDiff);
+    __m128i base = _mm_add_epi16(luma, _mm_set1_epi16(128));
+    __m128i blue = _mm_add_epi16(base, signedProduct(blueDiff, cbMagnitude, colour_simd::kBlueFromCb));
+    __m128i green = _mm_sub_epi16(_mm_sub_epi16(base, signedProduct(blueDiff, cbMagnitude, colour_simd::kGreenFromCb)),
+                                  signedProduct(redDiff, crMagnitude, colour_simd::kGreenFromCr));
+    __m128i red = _mm_add_epi16(base, signedProduct(redDiff, crMagnitude, colour_simd::kRedFromCr));
+    storeBgrRow(_mm_packus_epi16(blue, green), _mm_packus_epi16(red, red), out);
+}
+
+// Two rows per vector (one in each 128-bit half, where the byte shuffles
+// work). Chroma row r is row r, or with tall row r / 2.
+template <bool wide, bool tall>
+void colourBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                 int32_t rows) {
     const __m256i bgFirst = _mm256_setr_epi8(0, 8, -128, 1, 9, -128, 2, 10, -128, 3, 11, -128, 4, 12, -128, 5, 0, 8,
                                              -128, 1, 9, -128, 2, 10, -128, 3, 11, -128, 4, 12, -128, 5);
     const __m256i rFirst = _mm256_setr_epi8(-128, -128, 0, -128, -128, 1, -128, -128, 2, -128, -128, 3, -128, -128, 4,
@@ -61,11 +91,12 @@ void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uin
     const __m256i rLast = _mm256_setr_epi8(-128, 5, -128, -128, 6, -128, -128, 7, -128, -128, -128, -128, -128, -128,
                                            -128, -128, -128, 5, -128, -128, 6, -128, -128, 7, -128, -128, -128, -128,
                                            -128, -128, -128, -128);
+    auto chromaRow = [](int32_t r) { return 8 * (tall ? r >> 1 : r); };
     int32_t r = 0;
     for (; r + 2 <= rows; r += 2) {
         __m256i luma = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 8 * r)));
-        __m256i blueDiff = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + 8 * r)));
-        __m256i redDiff = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + 8 * r)));
+        __m256i blueDiff = asInt8x2(loadRows<wide>(cb + chromaRow(r), cb + chromaRow(r + 1)));
+        __m256i redDiff = asInt8x2(loadRows<wide>(cr + chromaRow(r), cr + chromaRow(r + 1)));
         __m256i cbMagnitude = _mm256_abs_epi16(blueDiff), crMagnitude = _mm256_abs_epi16(redDiff);
         __m256i base = _mm256_add_epi16(luma, _mm256_set1_epi16(128));
         __m256i blue = _mm256_add_epi16(base, signedProductx2(blueDiff, cbMagnitude, colour_simd::kBlueFromCb));
@@ -84,25 +115,46 @@ void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uin
         _mm_storeu_si128(reinterpret_cast<__m128i*>(below), _mm256_extracti128_si256(first, 1));
         _mm_storel_epi64(reinterpret_cast<__m128i*>(below + 16), _mm256_extracti128_si256(last, 1));
     }
-    if (r < rows) colourRow8Avx2(y + 8 * r, cb + 8 * r, cr + 8 * r, out + r * stride);
+    if (r < rows) colourRow<wide>(y + 8 * r, cb + chromaRow(r), cr + chromaRow(r), out + r * stride);
+}
+
+template <bool wide>
+void roundedColourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    const colour_simd::RoundedPlanes planes =
+        colour_simd::roundedPlanes(loadRow<false>(y), loadRow<wide>(cb), loadRow<wide>(cr));
+    storeBgrRow(planes.blueGreen, planes.red, out);
+}
+
+}  // namespace
+
+void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                     int32_t rows) {
+    colourBlock<false, false>(y, cb, cr, out, stride, rows);
+}
+
+void colourBlockHalvedAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                           int32_t rows, bool tall) {
+    if (tall) {
+        colourBlock<true, true>(y, cb, cr, out, stride, rows);
+    } else {
+        colourBlock<true, false>(y, cb, cr, out, stride, rows);
+    }
 }
 
 void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
-    __m128i luma = asInt8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(y)));
-    __m128i blueDiff = asInt8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cb)));
-    __m128i redDiff = asInt8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cr)));
-    __m128i cbMagnitude = _mm_abs_epi16(blueDiff), crMagnitude = _mm_abs_epi16(redDiff);
-    __m128i base = _mm_add_epi16(luma, _mm_set1_epi16(128));
-    __m128i blue = _mm_add_epi16(base, signedProduct(blueDiff, cbMagnitude, colour_simd::kBlueFromCb));
-    __m128i green = _mm_sub_epi16(_mm_sub_epi16(base, signedProduct(blueDiff, cbMagnitude, colour_simd::kGreenFromCb)),
-                                  signedProduct(redDiff, crMagnitude, colour_simd::kGreenFromCr));
-    __m128i red = _mm_add_epi16(base, signedProduct(redDiff, crMagnitude, colour_simd::kRedFromCr));
-    storeBgrRow(_mm_packus_epi16(blue, green), _mm_packus_epi16(red, red), out);
+    colourRow<false>(y, cb, cr, out);
+}
+
+void colourRow8WideAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    colourRow<true>(y, cb, cr, out);
 }
 
 void roundedColourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
-    const colour_simd::RoundedPlanes planes = colour_simd::roundedPlanes(y, cb, cr);
-    storeBgrRow(planes.blueGreen, planes.red, out);
+    roundedColourRow<false>(y, cb, cr, out);
+}
+
+void roundedColourRow8WideAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    roundedColourRow<true>(y, cb, cr, out);
 }
 
 KELJPEG_END_AVX2

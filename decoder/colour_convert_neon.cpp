@@ -25,8 +25,19 @@ inline int16x8_t signedProduct(int16x8_t c, colour_simd::Factor f) {
 
 }  // namespace
 
-void colourRow8Neon(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
-    int16x8_t luma = asInt8(vld1q_s16(y)), blueDiff = asInt8(vld1q_s16(cb)), redDiff = asInt8(vld1q_s16(cr));
+namespace {
+
+template <bool wide>
+inline int16x8_t loadRow(const int16_t* samples) {
+    if (!wide) return vld1q_s16(samples);
+    const int16x4_t four = vld1_s16(samples);
+    const int16x4x2_t pairs = vzip_s16(four, four);
+    return vcombine_s16(pairs.val[0], pairs.val[1]);
+}
+
+template <bool wide>
+void colourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    int16x8_t luma = asInt8(loadRow<false>(y)), blueDiff = asInt8(loadRow<wide>(cb)), redDiff = asInt8(loadRow<wide>(cr));
     int16x8_t base = vaddq_s16(luma, vdupq_n_s16(128));
     uint8x8x3_t pixels;
     pixels.val[0] = vqmovun_s16(vaddq_s16(base, signedProduct(blueDiff, colour_simd::kBlueFromCb)));
@@ -34,6 +45,16 @@ void colourRow8Neon(const int16_t* y, const int16_t* cb, const int16_t* cr, uint
                                           signedProduct(redDiff, colour_simd::kGreenFromCr)));
     pixels.val[2] = vqmovun_s16(vaddq_s16(base, signedProduct(redDiff, colour_simd::kRedFromCr)));
     vst3_u8(out, pixels);
+}
+
+}  // namespace
+
+void colourRow8Neon(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    colourRow<false>(y, cb, cr, out);
+}
+
+void colourRow8WideNeon(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    colourRow<true>(y, cb, cr, out);
 }
 
 #endif

@@ -22,10 +22,33 @@ inline __m128i magnitudeProduct(__m128i magnitude, colour_simd::Factor f) {
 
 }  // namespace
 
-void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
-    __m128i luma = asInt8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(y)));
-    __m128i blueDiff = asInt8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cb)));
-    __m128i redDiff = asInt8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cr)));
+namespace {
+
+// Eight 16-bit samples, or four each taken twice (chroma at half width).
+template <bool wide>
+inline __m128i loadRow(const int16_t* samples) {
+    if (!wide) return _mm_loadu_si128(reinterpret_cast<const __m128i*>(samples));
+    const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(samples));
+    return _mm_unpacklo_epi16(four, four);
+}
+
+// The blue-green and red planes of eight pixels as 24 interleaved bytes.
+inline void storeBgr(__m128i bg, __m128i r, uint8_t* out) {
+    alignas(16) uint8_t blueGreen[16], red[16];
+    _mm_store_si128(reinterpret_cast<__m128i*>(blueGreen), bg);
+    _mm_store_si128(reinterpret_cast<__m128i*>(red), r);
+    for (int col = 0; col < 8; ++col, out += 3) {
+        out[0] = blueGreen[col];
+        out[1] = blueGreen[8 + col];
+        out[2] = red[col];
+    }
+}
+
+template <bool wide>
+void colourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    __m128i luma = asInt8(loadRow<false>(y));
+    __m128i blueDiff = asInt8(loadRow<wide>(cb));
+    __m128i redDiff = asInt8(loadRow<wide>(cr));
     // |c| = (c ^ s) - s and back, with s = 0 or -1 by the sign of c.
     __m128i cbSign = _mm_srai_epi16(blueDiff, 15), crSign = _mm_srai_epi16(redDiff, 15);
     __m128i cbMagnitude = _mm_sub_epi16(_mm_xor_si128(blueDiff, cbSign), cbSign);
@@ -39,26 +62,32 @@ void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint
     __m128i blue = _mm_add_epi16(base, blueOffset);
     __m128i green = _mm_sub_epi16(base, greenOffset);
     __m128i red = _mm_add_epi16(base, redOffset);
-    alignas(16) uint8_t bg[16], r[16];
-    _mm_store_si128(reinterpret_cast<__m128i*>(bg), _mm_packus_epi16(blue, green));
-    _mm_store_si128(reinterpret_cast<__m128i*>(r), _mm_packus_epi16(red, red));
-    for (int col = 0; col < 8; ++col, out += 3) {
-        out[0] = bg[col];
-        out[1] = bg[8 + col];
-        out[2] = r[col];
-    }
+    storeBgr(_mm_packus_epi16(blue, green), _mm_packus_epi16(red, red), out);
+}
+
+template <bool wide>
+void roundedColourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    const colour_simd::RoundedPlanes planes =
+        colour_simd::roundedPlanes(loadRow<false>(y), loadRow<wide>(cb), loadRow<wide>(cr));
+    storeBgr(planes.blueGreen, planes.red, out);
+}
+
+}  // namespace
+
+void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    colourRow<false>(y, cb, cr, out);
+}
+
+void colourRow8WideSse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    colourRow<true>(y, cb, cr, out);
 }
 
 void roundedColourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
-    alignas(16) uint8_t bg[16], r[16];
-    const colour_simd::RoundedPlanes planes = colour_simd::roundedPlanes(y, cb, cr);
-    _mm_store_si128(reinterpret_cast<__m128i*>(bg), planes.blueGreen);
-    _mm_store_si128(reinterpret_cast<__m128i*>(r), planes.red);
-    for (int col = 0; col < 8; ++col, out += 3) {
-        out[0] = bg[col];
-        out[1] = bg[8 + col];
-        out[2] = r[col];
-    }
+    roundedColourRow<false>(y, cb, cr, out);
+}
+
+void roundedColourRow8WideSse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    roundedColourRow<true>(y, cb, cr, out);
 }
 
 #endif

@@ -16,10 +16,8 @@ struct RoundedPlanes {
     __m128i red;        // R0..R7 twice
 };
 
-inline RoundedPlanes roundedPlanes(const int16_t* y, const int16_t* cb, const int16_t* cr) {
-    const __m128i luma = _mm_loadu_si128(reinterpret_cast<const __m128i*>(y));
-    const __m128i blueDiff = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cb));
-    const __m128i redDiff = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cr));
+// Eight pixels from their luma and chroma samples (-128..127), one per lane.
+inline RoundedPlanes roundedPlanes(__m128i luma, __m128i blueDiff, __m128i redDiff) {
     const __m128i zero = _mm_setzero_si128(), two = _mm_set1_epi16(2);
     const __m128i redFactors = _mm_set1_epi32((16384 << 16) | 26345);                              // (26345, 16384)
     const __m128i blueFactors = _mm_set1_epi32(static_cast<int32_t>((16384u << 16) | 0xC5A2u));   // (-14942, 16384)

@@ -68,13 +68,11 @@ int32_t deliverSequentialRows(JpegContext* context, ImageRect* rect, uint32_t ro
     McuDecoder decoder = full ? decodeMcuFull : reducedMcuDecoder(scale);
     const int32_t blockSide = full ? 8 : 1 << scale;
     const int32_t shift = full ? 0 : 3 - scale;
+    const McuOutput output = full ? selectMcuOutput(context, rect)
+                                  : McuOutput{selectExpander(context),
+                                              dec.componentCount < 3 ? jpegDecodeWriteGray : jpegDecodeWriteBGR};
     BandLoop loop{};
-    loop.stage = {decodeNextMcu,
-                  &decoder,
-                  selectExpander(context),
-                  full ? selectPixelWriter(context, rect) : dec.componentCount < 3 ? jpegDecodeWriteGray : jpegDecodeWriteBGR,
-                  samplingMask(context),
-                  blockSide,
+    loop.stage = {decodeNextMcu, &decoder, output.expand, output.write, samplingMask(context), blockSide,
                   static_cast<int32_t>(dec.mcuWidth) >> shift};
     if (!decoder || !loop.stage.expand || !loop.stage.write) return 0;
     loop.mcuHeight = static_cast<int32_t>(dec.mcuHeight) >> shift;

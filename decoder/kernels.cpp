@@ -16,22 +16,32 @@ void colourBlockByRows(const int16_t* y, const int16_t* cb, const int16_t* cr, u
     for (int32_t r = 0; r < rows; ++r) row8(y + 8 * r, cb + 8 * r, cr + 8 * r, out + r * stride);
 }
 
+// colourBlockHalved for kernels that convert one row at a time.
+template <void (*wideRow8)(const int16_t*, const int16_t*, const int16_t*, uint8_t*)>
+void colourBlockHalvedByRows(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                             int32_t rows, bool tall) {
+    for (int32_t r = 0; r < rows; ++r) {
+        const int32_t chromaRow = tall ? r >> 1 : r;
+        wideRow8(y + 8 * r, cb + 8 * chromaRow, cr + 8 * chromaRow, out + r * stride);
+    }
+}
+
 const DecoderKernels kScalar = {"scalar", decodeBlock, decodeBlockPartial, inverseDctClampScalar, inverseDct4x4ClampScalar,
-                                colourRow8Scalar,
-                                colourBlockByRows<colourRow8Scalar>, roundedColourRow8Scalar};
+                                colourRow8Scalar, colourBlockByRows<colourRow8Scalar>, roundedColourRow8Scalar,
+                                colourRow8WideScalar, colourBlockHalvedScalar, roundedColourRow8WideScalar};
 
 #if KELJPEG_X86_KERNELS
 const DecoderKernels kSse2 = {"sse2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampSse2, inverseDct4x4ClampSse2,
-                              colourRow8Sse2,
-                              colourBlockByRows<colourRow8Sse2>, roundedColourRow8Sse2};
+                              colourRow8Sse2, colourBlockByRows<colourRow8Sse2>, roundedColourRow8Sse2,
+                              colourRow8WideSse2, colourBlockHalvedByRows<colourRow8WideSse2>, roundedColourRow8WideSse2};
 const DecoderKernels kAvx2 = {"avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, inverseDct4x4ClampSse2,
-                              colourRow8Avx2,
-                              colourBlockAvx2, roundedColourRow8Avx2};
+                              colourRow8Avx2, colourBlockAvx2, roundedColourRow8Avx2,
+                              colourRow8WideAvx2, colourBlockHalvedAvx2, roundedColourRow8WideAvx2};
 #endif
 #if KELJPEG_NEON_KERNELS
 const DecoderKernels kNeon = {"neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, inverseDct4x4ClampScalar,
-                              colourRow8Neon,
-                              colourBlockByRows<colourRow8Neon>, roundedColourRow8Scalar};
+                              colourRow8Neon, colourBlockByRows<colourRow8Neon>, roundedColourRow8Scalar,
+                              colourRow8WideNeon, colourBlockHalvedByRows<colourRow8WideNeon>, roundedColourRow8WideScalar};
 #endif
 
 const DecoderKernels& bestForProcessor() {
@@ -59,6 +69,19 @@ const DecoderKernels& decoderKernels() {
         chosen.store(kernels, std::memory_order_release);
     }
     return *kernels;
+}
+
+std::vector<const DecoderKernels*> runnableDecoderKernels() {
+    std::vector<const DecoderKernels*> sets = {&kScalar};
+#if KELJPEG_X86_KERNELS
+    const SimdLevel level = bestSimdLevel();
+    if (level == SimdLevel::Sse2 || level == SimdLevel::Avx2) sets.push_back(&kSse2);
+    if (level == SimdLevel::Avx2) sets.push_back(&kAvx2);
+#endif
+#if KELJPEG_NEON_KERNELS
+    if (bestSimdLevel() == SimdLevel::Neon) sets.push_back(&kNeon);
+#endif
+    return sets;
 }
 
 void forceScalarKernels(bool scalar) {
@@ -130,4 +153,32 @@ void roundedColourRowScalar(const int16_t* y, const int16_t* cb, const int16_t* 
 
 void roundedColourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
     roundedColourRowScalar(y, cb, cr, 8, out);
+}
+
+namespace {
+
+// Eight pixels' chroma from four samples, each taken twice.
+void widenChroma(const int16_t* four, int16_t* eight) {
+    for (int i = 0; i < 8; ++i) eight[i] = four[i >> 1];
+}
+
+}  // namespace
+
+void colourRow8WideScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    int16_t blue[8], red[8];
+    widenChroma(cb, blue);
+    widenChroma(cr, red);
+    colourRow8Scalar(y, blue, red, out);
+}
+
+void colourBlockHalvedScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                             int32_t rows, bool tall) {
+    colourBlockHalvedByRows<colourRow8WideScalar>(y, cb, cr, out, stride, rows, tall);
+}
+
+void roundedColourRow8WideScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
+    int16_t blue[8], red[8];
+    widenChroma(cb, blue);
+    widenChroma(cr, red);
+    roundedColourRowScalar(y, blue, red, 8, out);
 }

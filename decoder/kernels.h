@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 struct JpegContext;
 struct ComponentRecord;
@@ -32,9 +33,20 @@ struct DecoderKernels {
     // Standard mode's conversion of eight pixels (samples -128..127): each
     // term rounded from 16 fraction bits, as standardYccToRgb computes it.
     void (*roundedColourRow8)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+    // The same three with chroma at half width, read where it lies: four Cb
+    // and four Cr samples (each taken for two pixels) per eight pixels. The
+    // block takes chroma rows 8 samples apart, one per row, or with tall one
+    // per two rows (4:2:0: rows 0 and 1 read chroma row 0).
+    void (*colourRow8Wide)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+    void (*colourBlockHalved)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
+                              ptrdiff_t stride, int32_t rows, bool tall);
+    void (*roundedColourRow8Wide)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 };
 
 const DecoderKernels& decoderKernels();
+// Every set this build has that this processor can run, the plain one first:
+// what tests compare with each other.
+std::vector<const DecoderKernels*> runnableDecoderKernels();
 // Tests: true selects the plain set from now on, false the processor's best.
 void forceScalarKernels(bool scalar);
 
@@ -45,6 +57,10 @@ void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, ui
 // Standard mode's rounded conversion, `count` (1..8) pixels.
 void roundedColourRowScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, int32_t count, uint8_t* out);
 void roundedColourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void colourRow8WideScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void colourBlockHalvedScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                             int32_t rows, bool tall);
+void roundedColourRow8WideScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 // The quick Huffman path (block_decode_fast.cpp).
 [[nodiscard]] int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* component);
 [[nodiscard]] int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRecord* component,
@@ -60,8 +76,15 @@ void roundedColourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* c
 void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                      int32_t rows);
+void colourRow8WideSse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void roundedColourRow8WideSse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void colourRow8WideAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void colourBlockHalvedAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                           int32_t rows, bool tall);
+void roundedColourRow8WideAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 #endif
 #if KELJPEG_NEON_KERNELS
 void inverseDctClampNeon(int16_t* block);
 void colourRow8Neon(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void colourRow8WideNeon(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 #endif

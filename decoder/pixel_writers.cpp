@@ -56,6 +56,18 @@ void forEachBlockRow(const JpegContext* context, const ImageRect* band, int32_t 
 
 inline uint8_t levelShift(int16_t sample) { return static_cast<uint8_t>(sample + 128); }
 
+// One pixel through the colour tables. Samples are limited to -128..127
+// before they get here; the 8-bit views only keep a stray value from
+// indexing off the tables.
+inline void tablePixel(int16_t y, int16_t cb, int16_t cr, uint8_t* out) {
+    const int32_t luma = static_cast<int8_t>(y);
+    const ChromaOffsets& b = cbOffsetTable[static_cast<uint8_t>(cb + 128)];
+    const ChromaOffsets& red = crOffsetTable[static_cast<uint8_t>(cr + 128)];
+    out[0] = rangeLimit(luma + b.first);
+    out[1] = rangeLimit(luma + b.second + red.first);
+    out[2] = rangeLimit(luma + red.second);
+}
+
 template <int Components>
 void writeRaw(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
     forEachBlockRow(context, band, x, w, n, Components,
@@ -113,16 +125,7 @@ void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32
             const int16_t* cb = blocks.c[1] + r * 8;
             const int16_t* cr = blocks.c[2] + r * 8;
             uint8_t* out = origin + r * stride;
-            for (int32_t col = 0; col < cols; ++col, out += 3) {
-                // Samples are limited to -128..127 before they get here; the
-                // 8-bit views only keep a stray value from indexing off the tables.
-                int32_t luma = static_cast<int8_t>(y[col]);
-                const ChromaOffsets& b = cbOffsetTable[static_cast<uint8_t>(cb[col] + 128)];
-                const ChromaOffsets& red = crOffsetTable[static_cast<uint8_t>(cr[col] + 128)];
-                out[0] = rangeLimit(luma + b.first);
-                out[1] = rangeLimit(luma + b.second + red.first);
-                out[2] = rangeLimit(luma + red.second);
-            }
+            for (int32_t col = 0; col < cols; ++col, out += 3) tablePixel(y[col], cb[col], cr[col], out);
         }
     });
 }
@@ -136,6 +139,49 @@ void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band
             return;
         }
         roundedColourRowScalar(blocks.c[0] + r * 8, blocks.c[1] + r * 8, blocks.c[2] + r * 8, cols, out);
+    });
+}
+
+// Full-size 4:2:0 and 4:2:2 colour with chroma read where it lies (the
+// entries point at the covering part of each chroma block): row r of a
+// position reads chroma row r, or r / 2 when the MCU is two blocks tall, and
+// column c reads chroma column c / 2.
+void jpegDecodeWriteBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
+    const DecoderKernels& kernels = decoderKernels();
+    const ptrdiff_t stride = band->stride;
+    const bool tall = context->dec.maxV == 2;
+    forEachBlock(context, band, x, w, n, 3, [&kernels, stride, tall](const PositionBlocks& blocks, uint8_t* origin,
+                                                                    int32_t rows, int32_t cols) {
+        if (cols == 8) {
+            kernels.colourBlockHalved(blocks.c[0], blocks.c[1], blocks.c[2], origin, stride, rows, tall);
+            return;
+        }
+        for (int32_t r = 0; r < rows; ++r) {
+            const int32_t chromaRow = 8 * (tall ? r >> 1 : r);
+            uint8_t* out = origin + r * stride;
+            for (int32_t col = 0; col < cols; ++col, out += 3)
+                tablePixel(blocks.c[0][8 * r + col], blocks.c[1][chromaRow + col / 2], blocks.c[2][chromaRow + col / 2], out);
+        }
+    });
+}
+
+void jpegDecodeWriteRoundedBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w,
+                                           int32_t n) {
+    const auto wideRow8 = decoderKernels().roundedColourRow8Wide;
+    const bool tall = context->dec.maxV == 2;
+    forEachBlockRow(context, band, x, w, n, 3, [wideRow8, tall](const PositionBlocks& blocks, int32_t r, uint8_t* out,
+                                                                int32_t cols) {
+        const int32_t chromaRow = 8 * (tall ? r >> 1 : r);
+        if (cols == 8) {
+            wideRow8(blocks.c[0] + 8 * r, blocks.c[1] + chromaRow, blocks.c[2] + chromaRow, out);
+            return;
+        }
+        int16_t cb[8], cr[8];
+        for (int32_t col = 0; col < cols; ++col) {
+            cb[col] = blocks.c[1][chromaRow + col / 2];
+            cr[col] = blocks.c[2][chromaRow + col / 2];
+        }
+        roundedColourRowScalar(blocks.c[0] + 8 * r, cb, cr, cols, out);
     });
 }
 
@@ -204,15 +250,25 @@ void jpegDecodeWriteRaw4(const JpegContext* context, const ImageRect* band, int3
     writeRaw<4>(context, band, x, w, n);
 }
 
-PixelWriter selectPixelWriter(const JpegContext* context, const ImageRect* rect) {
-    uint32_t count = context->dec.componentCount;
-    if (!(context->options & JPEG_OPT_RAW_COMPONENTS)) return count < 3 ? jpegDecodeWriteGray : jpegDecodeWriteBGR;
-    if (static_cast<uint32_t>(rect->bitsPerPixel >> 3) != count) return nullptr;
-    switch (count) {
-        case 1: return jpegDecodeWriteGray;
-        case 2: return jpegDecodeWriteRaw2;
-        case 3: return jpegDecodeWriteRaw3;
-        case 4: return jpegDecodeWriteRaw4;
-        default: return nullptr;
+McuOutput selectMcuOutput(const JpegContext* context, const ImageRect* rect) {
+    const uint32_t count = context->dec.componentCount;
+    if (!(context->options & JPEG_OPT_RAW_COMPONENTS)) {
+        if (count < 3) return {selectExpander(context), jpegDecodeWriteGray};
+        return colourOutput(context, ColourRule::Tables, 8);
     }
+    if (static_cast<uint32_t>(rect->bitsPerPixel >> 3) != count) return {selectExpander(context), nullptr};
+    switch (count) {
+        case 1: return {selectExpander(context), jpegDecodeWriteGray};
+        case 2: return {selectExpander(context), jpegDecodeWriteRaw2};
+        case 3: return {selectExpander(context), jpegDecodeWriteRaw3};
+        case 4: return {selectExpander(context), jpegDecodeWriteRaw4};
+        default: return {selectExpander(context), nullptr};
+    }
+}
+
+McuOutput colourOutput(const JpegContext* context, ColourRule rule, int32_t n) {
+    const bool tables = rule == ColourRule::Tables;
+    if (n == 8 && chromaHalved(context))
+        return {jpegDecodePointHalvedChroma, tables ? jpegDecodeWriteBGRHalvedChroma : jpegDecodeWriteRoundedBGRHalvedChroma};
+    return {selectExpander(context), tables ? jpegDecodeWriteBGR : jpegDecodeWriteRoundedBGR};
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "KelJPEG.h"
+#include "decoder/upsample.h"
 
 struct JpegContext;
 
@@ -34,7 +35,26 @@ inline int32_t inkUnderBlack(int32_t ink, int32_t black) { return (ink * black +
 
 using PixelWriter = void (*)(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
-// The writer for the context's options and component count; null when raw
-// output is asked for and the component count does not match bitsPerPixel / 8
-// or lies outside 1..4.
-PixelWriter selectPixelWriter(const JpegContext* context, const ImageRect* rect);
+// 4:2:0 and 4:2:2 colour at full size, chroma read where it lies (after
+// jpegDecodePointHalvedChroma), in the legacy tables' colours or rounded.
+void jpegDecodeWriteBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
+void jpegDecodeWriteRoundedBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w,
+                                           int32_t n);
+
+// The two stages that turn a decoded MCU into pixels.
+struct McuOutput {
+    Expander expand;
+    PixelWriter write;
+};
+
+// Full-size output for the context's options and component count; a null
+// writer when raw output is asked for and the component count does not
+// match bitsPerPixel / 8 or lies outside 1..4.
+McuOutput selectMcuOutput(const JpegContext* context, const ImageRect* rect);
+
+// How YCbCr becomes blue, green, red: the legacy colour tables, or every
+// term rounded (standard mode).
+enum class ColourRule { Tables, Rounded };
+// Colour output at block side n: at full size 4:2:0 and 4:2:2 chroma is read
+// where it lies; other shapes and sizes are expanded first.
+McuOutput colourOutput(const JpegContext* context, ColourRule rule, int32_t n);

@@ -111,8 +111,9 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
         if (!decodeScansForPass(context)) return 0;
     }
     BandLoop loop{};
-    loop.stage = {rebuildNextMcu, nullptr, selectExpander(context), selectPixelWriter(context, rect),
-                  samplingMask(context), 8, static_cast<int32_t>(dec.mcuWidth)};
+    const McuOutput output = selectMcuOutput(context, rect);
+    loop.stage = {rebuildNextMcu, nullptr, output.expand, output.write, samplingMask(context), 8,
+                  static_cast<int32_t>(dec.mcuWidth)};
     if (!loop.stage.expand || !loop.stage.write || !dec.progressiveBlocks) return 0;
     loop.mcuHeight = static_cast<int32_t>(dec.mcuHeight);
     loop.columnsPerBand = rect->width;

@@ -230,6 +230,33 @@ void jpegDecodeUpsampleAny(JpegContext* context, uint32_t mask, int32_t n) {
     }
 }
 
+// Chroma of half width (and height) at full size is not copied: each
+// position's entry points at the part of the chroma block that covers it,
+// for the writer to take each sample for two pixels (and two rows). In a
+// 4:2:0 MCU the bottom-right position points at chroma row 4, column 4.
+void jpegDecodePointHalvedChroma(JpegContext* context, uint32_t mask, int32_t n) {
+    Mcu mcu = startMcu(context, n);
+    const uint32_t maxH = context->dec.maxH;
+    for (uint32_t c = 0; c < componentsOf(context); ++c, mask <<= 8) {
+        const uint32_t sampling = mask >> 24;
+        if (c == 0) {
+            pointAtOwnBlocks(mcu, c, mcu.positions);
+        } else {
+            for (uint32_t position = 0; position < mcu.positions; ++position) {
+                const uint32_t across = position % maxH, down = position / maxH;
+                point(mcu, c, position, mcu.source + static_cast<size_t>(down * (n / 2) * 8 + across * (n / 2)));
+            }
+        }
+        mcu.source += blocksOf(sampling) * kBlockValues;
+    }
+}
+
+bool chromaHalved(const JpegContext* context) {
+    const DecoderState& dec = context->dec;
+    return dec.componentCount == 3 && dec.maxH == 2 &&
+           (dec.samplingSignature == 0x221111 || dec.samplingSignature == 0x211111);
+}
+
 Expander selectExpander(const JpegContext* context) {
     if (context->dec.maxH > 2 || context->dec.maxV > 2) return jpegDecodeUpsampleAny;
     switch (context->dec.positionCount) {

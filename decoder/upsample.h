@@ -17,6 +17,11 @@ void jpegDecodeUpsampleH1V2(JpegContext* context, uint32_t mask, int32_t n);
 void jpegDecodeUpsampleH2V2(JpegContext* context, uint32_t mask, int32_t n);
 // Factors above 2 (standard mode only), sampled pixel by pixel.
 void jpegDecodeUpsampleAny(JpegContext* context, uint32_t mask, int32_t n);
+// 4:2:0 and 4:2:2 colour at full size: no copies, for the writers that read
+// chroma where it lies (chromaHalved frames only).
+void jpegDecodePointHalvedChroma(JpegContext* context, uint32_t mask, int32_t n);
+// Three components, luma 2 x 2 or 2 x 1 and both chroma 1 x 1.
+bool chromaHalved(const JpegContext* context);
 
 using Expander = void (*)(JpegContext* context, uint32_t mask, int32_t n);
 

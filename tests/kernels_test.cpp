@@ -200,6 +200,52 @@ TEST(VectorKernels, ColourBlocksMatchThePlainRowsForEveryRowCount) {
     }
 }
 
+TEST(VectorKernels, HalvedChromaMatchesTheRowsOfWidenedChroma) {
+    // Chroma read where it lies (four samples for eight pixels, one chroma
+    // row for one or two rows) against the plain rows given the chroma
+    // widened beforehand, in every set this processor runs.
+    std::mt19937 rng(10);
+    auto sample = [&rng](bool wild) {
+        return static_cast<int16_t>(wild ? static_cast<int16_t>(rng()) : static_cast<int>(rng() % 256) - 128);
+    };
+    for (const DecoderKernels* kernels : runnableDecoderKernels()) {
+        for (int trial = 0; trial < 400; ++trial) {
+            const bool wild = trial % 10 == 0, tall = trial % 2 == 0;
+            const int32_t rows = 1 + trial % 8;
+            int16_t y[64], cb[64], cr[64];
+            for (int i = 0; i < 64; ++i) {
+                y[i] = sample(wild);
+                cb[i] = sample(false);
+                cr[i] = sample(false);
+            }
+            const ptrdiff_t stride = 29;
+            std::vector<uint8_t> expected(8 * stride, 0xAB), actual(8 * stride, 0xAB);
+            std::vector<uint8_t> roundedExpected(8 * stride, 0xAB), roundedActual(8 * stride, 0xAB);
+            for (int32_t r = 0; r < rows; ++r) {
+                const int32_t chromaRow = 8 * (tall ? r / 2 : r);
+                int16_t blue[8], red[8];
+                for (int i = 0; i < 8; ++i) {
+                    blue[i] = cb[chromaRow + i / 2];
+                    red[i] = cr[chromaRow + i / 2];
+                }
+                colourRow8Scalar(y + 8 * r, blue, red, expected.data() + r * stride);
+                roundedColourRowScalar(y + 8 * r, blue, red, 8, roundedExpected.data() + r * stride);
+                if (!wild)  // the rounded rows take samples within -128..127 only
+                    kernels->roundedColourRow8Wide(y + 8 * r, cb + chromaRow, cr + chromaRow,
+                                                   roundedActual.data() + r * stride);
+            }
+            kernels->colourBlockHalved(y, cb, cr, actual.data(), stride, rows, tall);
+            ASSERT_EQ(expected, actual) << kernels->name << " rows " << rows << " tall " << tall;
+            if (!wild) {
+                ASSERT_EQ(roundedExpected, roundedActual) << kernels->name << " rows " << rows << " tall " << tall;
+            }
+            uint8_t row[24];
+            kernels->colourRow8Wide(y, cb, cr, row);
+            ASSERT_EQ(0, std::memcmp(row, expected.data(), 24)) << kernels->name;
+        }
+    }
+}
+
 // ---- Whole pictures, fast paths on and off ----
 
 struct Decoded {

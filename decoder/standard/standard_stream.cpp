@@ -301,22 +301,23 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
 
 // ---- Band writers: the block positions of one MCU as pixels ----
 
-// The writer for the band's colours, from the one writer set.
-PixelWriter bandWriterFor(StandardColour model, uint32_t componentCount) {
+// The stages that write the band's colours, from the one writer set.
+McuOutput bandOutputFor(const JpegContext* context, StandardColour model, uint32_t componentCount, int32_t n) {
+    auto expanded = [context](PixelWriter write) { return McuOutput{selectExpander(context), write}; };
     switch (model) {
-        case StandardColour::Gray: return jpegDecodeWriteGray;
-        case StandardColour::Rgb: return jpegDecodeWriteRGB;
+        case StandardColour::Gray: return expanded(jpegDecodeWriteGray);
+        case StandardColour::Rgb: return expanded(jpegDecodeWriteRGB);
         case StandardColour::Raw:
             switch (componentCount) {
-                case 2: return jpegDecodeWriteRaw2;
-                case 3: return jpegDecodeWriteRaw3;
-                case 4: return jpegDecodeWriteRaw4;
-                default: return jpegDecodeWriteGray;
+                case 2: return expanded(jpegDecodeWriteRaw2);
+                case 3: return expanded(jpegDecodeWriteRaw3);
+                case 4: return expanded(jpegDecodeWriteRaw4);
+                default: return expanded(jpegDecodeWriteGray);
             }
-        case StandardColour::Cmyk: return jpegDecodeWriteCmyk;
-        case StandardColour::InvertedCmyk: return jpegDecodeWriteInvertedCmyk;
-        case StandardColour::Ycck: return jpegDecodeWriteYcck;
-        default: return jpegDecodeWriteRoundedBGR;
+        case StandardColour::Cmyk: return expanded(jpegDecodeWriteCmyk);
+        case StandardColour::InvertedCmyk: return expanded(jpegDecodeWriteInvertedCmyk);
+        case StandardColour::Ycck: return expanded(jpegDecodeWriteYcck);
+        default: return colourOutput(context, ColourRule::Rounded, n);
     }
 }
 
@@ -361,9 +362,9 @@ struct BandTarget {
                                  uint32_t channels, const BandTarget& band) {
     const int32_t n = scale >= 3 ? 8 : (1 << scale);
     BandMcus mcus = {sd, &st, scale};
-    const McuRowStage stage = {produceBandMcu, &mcus, selectExpander(context),
-                               bandWriterFor(standardColourOf(context, sd), sd->componentCount), samplingMask(context),
-                               n, static_cast<int32_t>(context->dec.maxH) * n};
+    const McuOutput output = bandOutputFor(context, standardColourOf(context, sd), sd->componentCount, n);
+    const McuRowStage stage = {produceBandMcu, &mcus, output.expand, output.write, samplingMask(context), n,
+                               static_cast<int32_t>(context->dec.maxH) * n};
     ImageRect view{};  // the band as the writers see it
     view.width = band.columns;
     view.height = band.rows;
