@@ -321,6 +321,7 @@ int main(int argc, char** argv) {
     addDecode("decode 420_q75 1/4", files[0], 1);
     addDecode("decode 420_q75 1/8", files[0], 0);
     addDecode("decode 444_q75 1/8", files[4], 0);
+    addDecode("decode grey_q75 1/8", files[6], 0);
     addDecode("decode 420_q75 progressive", progressive, 3);
     auto addEncode = [&](const std::string& name, const Picture& picture, uint32_t sampling, int subsampling) {
         auto ours = std::make_shared<OurEncode>(OurEncode{picture, sampling, {}});

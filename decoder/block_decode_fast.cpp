@@ -68,9 +68,30 @@ struct LocalBits {
         if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
         return entry;
     }
+    // The entry of a short code, with or without its value bits, when 16
+    // bits are buffered (so that the plain peek would not have refilled).
+    uint32_t peekCode(const uint32_t* fast) {
+        if (count < 16) refill();
+        if (!fast || count < 16) return 0;
+        return fast[buffer >> (32 - kFastHuffmanBits)];
+    }
     void consume(uint32_t n) {
         buffer <<= n;
         count -= n;
+    }
+    // receiveExtendFast on the locals: s value bits after a code, refilled
+    // as getBitsFast would, the plain reader's way when that is not enough.
+    int32_t receiveExtend(uint32_t s) {
+        if (count < s) refill();
+        if (count < s) {
+            save();
+            const int32_t value = extendValue(getBits(bf, s), s);
+            load();
+            return value;
+        }
+        const uint32_t v = buffer >> (32 - s);
+        consume(s);
+        return extendValue(v, s);
     }
 };
 
@@ -104,26 +125,33 @@ int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* c
     uint32_t k = 0;
     LocalBits bits(bf);
     for (;;) {
-        uint32_t entry = bits.peek(fast);
+        uint32_t entry = bits.peekCode(fast);
         if (entry != 0) {
-            uint32_t symbol = fastSymbol(entry), r = symbol >> 4, s = symbol & 15;
+            const uint32_t symbol = fastSymbol(entry), r = symbol >> 4, s = symbol & 15, length = fastCodeLength(entry);
             if (s != 0) {
                 k += r + 1;
                 if (k > 63) {
-                    bits.consume(fastCodeLength(entry));  // the value bits stay unread
+                    bits.consume(length);  // the value bits stay unread
                     bits.save();
                     reportJpegError(KJ_TEXT("AC"));
                     return -1;
                 }
-                bits.consume(fastCodeLength(entry) + s);
-                block[zigzagToNatural[k]] = dequantise(fastValue(entry), quant[k]);
+                int32_t value;
+                if (length + s <= kFastHuffmanBits) {  // the value came with the code
+                    bits.consume(length + s);
+                    value = fastValue(entry);
+                } else {
+                    bits.consume(length);
+                    value = bits.receiveExtend(s);
+                }
+                block[zigzagToNatural[k]] = dequantise(value, quant[k]);
                 if (k == 63) {
                     bits.save();
                     return 0;
                 }
                 continue;
             }
-            bits.consume(fastCodeLength(entry));
+            bits.consume(length);
             if (r == 0) {
                 bits.save();
                 return 0;
