@@ -11,6 +11,7 @@
 
 struct JpegContext;
 struct ComponentRecord;
+struct ProgressiveDecoders;
 
 #include "runtime/simd_dispatch.h"
 
@@ -41,6 +42,8 @@ struct DecoderKernels {
     void (*colourBlockHalved)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
                               ptrdiff_t stride, int32_t rows, bool tall);
     void (*roundedColourRow8Wide)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+    // The block decoders of progressive scans.
+    const ProgressiveDecoders* progressive;
 };
 
 const DecoderKernels& decoderKernels();

@@ -18,16 +18,19 @@ struct ComponentRecord;
 [[nodiscard]] int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t rows);
 
 // ---- Scan decoders: one block each; 0, or -1 on a coding error ----
-// DC first pass: clears the block, predicts, stores dcPredictor << Al.
-[[nodiscard]] int32_t decodeDcFirst(JpegContext* context, int16_t* block, ComponentRecord* component);
-// DC refinement: one bit ORed in at 1 << Al (the record is not used).
-[[nodiscard]] int32_t decodeDcRefine(JpegContext* context, int16_t* block, ComponentRecord* component);
-// AC first pass over Ss..Se, with end-of-band runs that span blocks.
-[[nodiscard]] int32_t decodeAcFirst(JpegContext* context, int16_t* block, ComponentRecord* component);
-// AC refinement: correction bits for known coefficients, new ones of +-1 << Al.
-[[nodiscard]] int32_t decodeAcRefine(JpegContext* context, int16_t* block, ComponentRecord* component);
-
 using ScanDecoder = int32_t (*)(JpegContext* context, int16_t* block, ComponentRecord* component);
+
+// One decoder per kind of scan, each in two forms (the plain reader, and the
+// quick path with the same bits and reports) that the kernel sets choose:
+// DC first pass (clears the block, predicts, stores dcPredictor << Al); DC
+// refinement (one bit ORed in at 1 << Al); AC first pass over Ss..Se, with
+// end-of-band runs that span blocks; AC refinement (correction bits for
+// known coefficients, new ones of +-1 << Al).
+struct ProgressiveDecoders {
+    ScanDecoder dcFirst, dcRefine, acFirst, acRefine;
+};
+extern const ProgressiveDecoders kPlainProgressive;
+extern const ProgressiveDecoders kQuickProgressive;
 
 // The scan decoder for the context's current scan header.
 ScanDecoder selectScanDecoder(const JpegContext* context);

@@ -5,16 +5,34 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/huffman_decode.h"
+#include "decoder/huffman_fast.h"
+#include "decoder/kernels.h"
 #include "decoder/progressive_decode.h"
 #include "runtime/report.h"
 
 namespace {
 
+// The reader's calls, plain or on the quick path (the same bits and symbols,
+// with fewer refills): each scan decoder below exists in both forms.
+template <bool quick>
+inline int32_t nextSymbol(BitstreamFile* bf, const HuffmanLookupTable* lookup, const HuffmanCode* codes,
+                          uint32_t maxCodeLength) {
+    return quick ? decodeHuffmanSymbolFast(bf, lookup, codes, maxCodeLength)
+                 : decodeHuffmanSymbol(bf, lookup, codes, maxCodeLength);
+}
+
+template <bool quick>
+inline uint32_t nextBits(BitstreamFile* bf, uint32_t n) {
+    return quick ? getBitsFast(bf, n) : getBits(bf, n);
+}
+
 // A received value of s bits. Size 16 has no EXTEND threshold: its raw bits
 // are the value. Larger sizes cannot be received and mark a corrupt stream.
+template <bool quick>
 [[nodiscard]] bool receiveSigned(BitstreamFile* bf, int32_t s, int32_t* value) {
     if (s > 16) return false;
-    *value = s == 16 ? static_cast<int32_t>(getBits(bf, 16)) : receiveExtend(bf, static_cast<uint32_t>(s));
+    const uint32_t bits = s == 0 ? 0 : nextBits<quick>(bf, static_cast<uint32_t>(s));
+    *value = s == 16 ? static_cast<int32_t>(bits) : extendValue(bits, static_cast<uint32_t>(s));
     return true;
 }
 
@@ -26,16 +44,18 @@ int16_t shiftedCoefficient(int32_t value, uint32_t al) {
 
 // A correction bit for a coefficient already known to be non-zero: the bit of
 // weight p is added away from zero unless the coefficient already has it.
+template <bool quick>
 void correctCoefficient(BitstreamFile* bf, int16_t* coefficient, int32_t p) {
-    if (getBits(bf, 1) == 0) return;
+    if (nextBits<quick>(bf, 1) == 0) return;
     if ((*coefficient & p) != 0) return;
     *coefficient = static_cast<int16_t>(*coefficient >= 0 ? *coefficient + p : *coefficient - p);
 }
 
 // Reads the run length of an end-of-band code with r extra bits: 2^r + bits.
+template <bool quick>
 int32_t endOfBandRun(BitstreamFile* bf, uint32_t r) {
     int32_t run = 1 << r;
-    if (r > 0) run += static_cast<int32_t>(getBits(bf, r));
+    if (r > 0) run += static_cast<int32_t>(nextBits<quick>(bf, r));
     return run;
 }
 
@@ -43,14 +63,13 @@ int32_t endOfBandRun(BitstreamFile* bf, uint32_t r) {
 // (at a restart point) changed it; the walks refuse such scans up front.
 uint32_t lastCoefficient(const ScanHeader& scan) { return scan.se < 63 ? scan.se : 63; }
 
-}  // namespace
-
-int32_t decodeDcFirst(JpegContext* context, int16_t* block, ComponentRecord* component) {
+template <bool quick>
+int32_t dcFirst(JpegContext* context, int16_t* block, ComponentRecord* component) {
     std::memset(block, 0, kBlockBytes);
     BitstreamFile* bf = context->bitstream;
-    int32_t s = decodeHuffmanSymbol(bf, component->dcLookupTable, component->dcCodeTable, component->dcMaxCodeLength);
+    int32_t s = nextSymbol<quick>(bf, component->dcLookupTable, component->dcCodeTable, component->dcMaxCodeLength);
     int32_t difference = 0;
-    if (s < 0 || !receiveSigned(bf, s, &difference)) {
+    if (s < 0 || !receiveSigned<quick>(bf, s, &difference)) {
         reportJpegError(KJ_TEXT("DC-Base"));
         return -1;
     }
@@ -63,14 +82,16 @@ int32_t decodeDcFirst(JpegContext* context, int16_t* block, ComponentRecord* com
     return 0;
 }
 
-int32_t decodeDcRefine(JpegContext* context, int16_t* block, ComponentRecord* /*component*/) {
-    if (getBits(context->bitstream, 1) != 0) {
+template <bool quick>
+int32_t dcRefine(JpegContext* context, int16_t* block, ComponentRecord* /*component*/) {
+    if (nextBits<quick>(context->bitstream, 1) != 0) {
         block[0] = static_cast<int16_t>(static_cast<uint16_t>(block[0]) | (1u << context->dec.scan.al));
     }
     return 0;
 }
 
-int32_t decodeAcFirst(JpegContext* context, int16_t* block, ComponentRecord* component) {
+template <bool quick>
+int32_t acFirst(JpegContext* context, int16_t* block, ComponentRecord* component) {
     DecoderState& dec = context->dec;
     if (dec.eobRun > 0) {
         --dec.eobRun;
@@ -82,7 +103,7 @@ int32_t decodeAcFirst(JpegContext* context, int16_t* block, ComponentRecord* com
     BitstreamFile* bf = context->bitstream;
     for (;;) {
         int32_t symbol =
-            decodeHuffmanSymbol(bf, component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
+            nextSymbol<quick>(bf, component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
         if (symbol < 0) {
             reportJpegError(KJ_TEXT("AC-Base"));
             return -1;
@@ -92,27 +113,26 @@ int32_t decodeAcFirst(JpegContext* context, int16_t* block, ComponentRecord* com
         if (s != 0) {
             k += r;
             if (k > 63) return -1;  // a run past the block's end: corrupt data
-            block[zigzagToNatural[k]] = shiftedCoefficient(receiveExtend(bf, s), dec.scan.al);
+            block[zigzagToNatural[k]] = shiftedCoefficient(extendValue(nextBits<quick>(bf, s), s), dec.scan.al);
         } else if (r == 15) {
             k += 15;
         } else {
-            dec.eobRun = endOfBandRun(bf, r) - 1;  // this block ends the band too
+            dec.eobRun = endOfBandRun<quick>(bf, r) - 1;  // this block ends the band too
             return 0;
         }
         if (++k > se) return 0;
     }
 }
 
-namespace {
-
 // Step through the refinement walk: from k, correct the non-zero coefficients
 // passed and stop at the zero that has run zeros before it (k then names that
 // position), or past Se. Returns the new k.
+template <bool quick>
 uint32_t walkRefinement(BitstreamFile* bf, int16_t* block, uint32_t k, uint32_t se, int32_t run, int32_t p) {
     for (; k <= se; ++k) {
         int16_t* coefficient = &block[zigzagToNatural[k]];
         if (*coefficient != 0) {
-            correctCoefficient(bf, coefficient, p);
+            correctCoefficient<quick>(bf, coefficient, p);
         } else if (--run < 0) {
             break;
         }
@@ -120,9 +140,8 @@ uint32_t walkRefinement(BitstreamFile* bf, int16_t* block, uint32_t k, uint32_t 
     return k;
 }
 
-}  // namespace
-
-int32_t decodeAcRefine(JpegContext* context, int16_t* block, ComponentRecord* component) {
+template <bool quick>
+int32_t acRefine(JpegContext* context, int16_t* block, ComponentRecord* component) {
     DecoderState& dec = context->dec;
     BitstreamFile* bf = context->bitstream;
     const uint32_t se = lastCoefficient(dec.scan);
@@ -132,7 +151,7 @@ int32_t decodeAcRefine(JpegContext* context, int16_t* block, ComponentRecord* co
         if (k > se) return 0;
         for (;;) {
             int32_t symbol =
-                decodeHuffmanSymbol(bf, component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
+                nextSymbol<quick>(bf, component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
             if (symbol < 0) {
                 reportJpegError(KJ_TEXT("AC-Diff"));
                 return -1;
@@ -142,12 +161,12 @@ int32_t decodeAcRefine(JpegContext* context, int16_t* block, ComponentRecord* co
             int32_t newValue = 0;
             if (s != 0) {
                 if (s != 1) return -1;  // a refinement can only add +-1 << Al
-                newValue = getBits(bf, 1) != 0 ? p : -p;
+                newValue = nextBits<quick>(bf, 1) != 0 ? p : -p;
             } else if (r != 15) {
-                dec.eobRun = endOfBandRun(bf, r);
+                dec.eobRun = endOfBandRun<quick>(bf, r);
                 break;  // the band ends here: correct the rest below
             }
-            k = walkRefinement(bf, block, k, se, static_cast<int32_t>(r), p);
+            k = walkRefinement<quick>(bf, block, k, se, static_cast<int32_t>(r), p);
             // The position after the walk may lie past Se; past the block it is dropped.
             if (newValue != 0 && k <= 63) block[zigzagToNatural[k]] = static_cast<int16_t>(newValue);
             if (++k > se) return 0;
@@ -155,18 +174,24 @@ int32_t decodeAcRefine(JpegContext* context, int16_t* block, ComponentRecord* co
     }
     for (; k <= se; ++k) {
         int16_t* coefficient = &block[zigzagToNatural[k]];
-        if (*coefficient != 0) correctCoefficient(bf, coefficient, p);
+        if (*coefficient != 0) correctCoefficient<quick>(bf, coefficient, p);
     }
     --dec.eobRun;
     return 0;
 }
 
+}  // namespace
+
+const ProgressiveDecoders kPlainProgressive = {dcFirst<false>, dcRefine<false>, acFirst<false>, acRefine<false>};
+const ProgressiveDecoders kQuickProgressive = {dcFirst<true>, dcRefine<true>, acFirst<true>, acRefine<true>};
+
 ScanDecoder selectScanDecoder(const JpegContext* context) {
+    const ProgressiveDecoders& decoders = *decoderKernels().progressive;
     switch (context->dec.scanPass) {
-        case ScanPass::DcFirst: return decodeDcFirst;
-        case ScanPass::DcRefine: return decodeDcRefine;
-        case ScanPass::AcFirst: return decodeAcFirst;
-        case ScanPass::AcRefine: return decodeAcRefine;
+        case ScanPass::DcFirst: return decoders.dcFirst;
+        case ScanPass::DcRefine: return decoders.dcRefine;
+        case ScanPass::AcFirst: return decoders.acFirst;
+        case ScanPass::AcRefine: return decoders.acRefine;
     }
     return nullptr;
 }

@@ -12,6 +12,7 @@
 #include "decoder/colour_tables.h"
 #include "decoder/kernels.h"
 #include "decoder/standard/standard_decode.h"
+#include "standard_test_support.h"
 #include "encoder/forward_dct.h"
 #include "encoder/kernels.h"
 #include "test_support.h"
@@ -343,7 +344,31 @@ struct Shape {
 };
 const Shape kShapes[] = {{0x221111, 3}, {0x211111, 3}, {0x121111, 3}, {0x111111, 3}, {0x11, 1}, {0x22, 1}};
 
+// Progressive pictures from the peer library (the library writes baseline
+// only): 4:2:0 colour with restarts, and grey, the peer's own progression.
+std::vector<std::vector<uint8_t>> progressivePictures(int quality) {
+    std::vector<std::vector<uint8_t>> out;
+    standard_test::PeerSpec colour;
+    colour.sampling = {{2, 2}, {1, 1}, {1, 1}};
+    colour.restartBlocks = 5;
+    standard_test::PeerSpec grey;
+    grey.inputChannels = 1;
+    grey.stored = JCS_GRAYSCALE;
+    for (standard_test::PeerSpec spec : {colour, grey}) {
+        spec.progressive = true;
+        spec.quality = quality;
+        std::vector<uint8_t> jpeg;
+        if (standard_test::peerEncode(spec, jpeg)) out.push_back(jpeg);
+    }
+    return out;
+}
+
 TEST(VectorKernels, WholePicturesDecodeAlikeWithFastPathsOnAndOff) {
+    for (int quality : {10, 75, 100}) {
+        const std::vector<std::vector<uint8_t>> pictures = progressivePictures(quality);
+        ASSERT_EQ(pictures.size(), 2u);
+        for (const std::vector<uint8_t>& jpeg : pictures) expectSameDecodes(jpeg, "progressive q" + std::to_string(quality));
+    }
     for (const Shape& shape : kShapes)
         for (int quality : {10, 75, 100})
             for (uint16_t restart : {0, 3}) {
@@ -361,8 +386,10 @@ TEST(VectorKernels, WholePicturesDecodeAlikeWithFastPathsOnAndOff) {
 // codes, corrupt codes. Pixels, row counts and reports must not change.
 TEST(VectorKernels, DamagedPicturesDecodeAlikeWithFastPathsOnAndOff) {
     std::mt19937 rng(99);
-    for (const Shape& shape : kShapes) {
-        std::vector<uint8_t> clean = encodePicture(shape.sampling, shape.components, 64, 40, 90, 2, shape.sampling);
+    std::vector<std::vector<uint8_t>> cleanPictures = progressivePictures(90);
+    for (const Shape& shape : kShapes)
+        cleanPictures.push_back(encodePicture(shape.sampling, shape.components, 64, 40, 90, 2, shape.sampling));
+    for (const std::vector<uint8_t>& clean : cleanPictures) {
         ASSERT_GT(clean.size(), 700u);
         for (int trial = 0; trial < 40; ++trial) {
             std::vector<uint8_t> jpeg = clean;
@@ -385,7 +412,7 @@ TEST(VectorKernels, DamagedPicturesDecodeAlikeWithFastPathsOnAndOff) {
                     jpeg.resize(at(rng));
                     break;
             }
-            expectSameDecodes(jpeg, "damaged sampling " + std::to_string(shape.sampling) + " trial " +
+            expectSameDecodes(jpeg, "damaged picture of " + std::to_string(clean.size()) + " bytes, trial " +
                                         std::to_string(trial));
         }
     }
