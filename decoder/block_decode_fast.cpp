@@ -17,64 +17,81 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
 }
 
 // The bit reader's buffer, count and read position held in locals for the
-// run of quick steps through one block, written back before anything else
-// (the plain reader, a report, a return) looks at the reader.
+// run of quick steps through one block, in 64 bits so that one refill serves
+// several symbols, and handed back before anything else (the plain reader, a
+// report, a return) looks at the reader.
+//
+// Only bytes that are not 0xFF are ever taken, straight from the read buffer,
+// and bits are consumed exactly as the plain reader consumes them; which of
+// the coming bytes are already buffered is then free, as in refillQuick. So
+// the hand-back returns the bytes that do not fit the 32-bit buffer to the
+// read buffer: with 44 bits held, two bytes go back and 28 bits stay.
 struct LocalBits {
     BitstreamFile* bf;
-    uint32_t buffer, count, index;
+    uint64_t buffer;  // top `count` bits are the next bits; below them, bits of the bytes at index
+    uint32_t count, index;
 
-    explicit LocalBits(BitstreamFile* reader)
-        : bf(reader), buffer(reader->bitBuffer), count(reader->bitCount), index(reader->readIndex) {}
+    explicit LocalBits(BitstreamFile* reader) : bf(reader) { load(); }
     void save() const {
-        bf->bitBuffer = buffer;
-        bf->bitCount = count;
-        bf->readIndex = index;
+        uint32_t kept = count, back = 0;
+        if (kept > 32) {
+            back = (kept - 25) / 8;  // whole bytes, leaving 25..32 bits
+            kept -= 8 * back;
+        }
+        const uint64_t top = kept == 0 ? 0 : buffer & (~uint64_t{0} << (64 - kept));
+        bf->bitBuffer = static_cast<uint32_t>(top >> 32);
+        bf->bitCount = kept;
+        bf->readIndex = index - back;
     }
     void load() {
-        buffer = bf->bitBuffer;
+        buffer = uint64_t{bf->bitBuffer} << 32;
         count = bf->bitCount;
         index = bf->readIndex;
     }
-    // refillQuick on the locals.
+    // Tops the buffer up with whole bytes while they fit and none is 0xFF.
     void refill() {
         const uint32_t end = bf->bufferedCount;
-        if (index + 4 <= end) {
-            const uint8_t* p = bf->readBuffer + index;
-            uint32_t word;
-            std::memcpy(&word, p, 4);
-            uint32_t inverted = ~word;
-            if (((inverted - 0x01010101u) & ~inverted & 0x80808080u) == 0) {
-                uint32_t bytes = (32 - count) >> 3;
-                uint32_t big = uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
-                buffer |= (big >> (32 - 8 * bytes)) << (32 - count - 8 * bytes);
+        if (index + 8 <= end) {
+            uint64_t word;
+            std::memcpy(&word, bf->readBuffer + index, 8);
+            // No 0xFF among the eight bytes: none of the complemented bytes is zero.
+            const uint64_t inverted = ~word;
+            if (((inverted - 0x0101010101010101u) & ~inverted & 0x8080808080808080u) == 0) {
+                const uint32_t bytes = (64 - count) >> 3;
+                buffer |= bigEndian64(bf->readBuffer + index) >> count;
                 count += 8 * bytes;
                 index += bytes;
                 return;
             }
         }
-        while (count <= 24 && index < end) {
-            uint32_t b = bf->readBuffer[index];
+        while (count <= 56 && index < end) {
+            const uint64_t b = bf->readBuffer[index];
             if (b == 0xFF) break;
             ++index;
+            const uint64_t held = count == 0 ? 0 : buffer & (~uint64_t{0} << (64 - count));
             count += 8;
-            buffer |= b << (32 - count);
+            buffer = held | b << (64 - count);
         }
     }
-    // peekCodeWithValue on the locals.
-    uint32_t peek(const uint32_t* fast) {
-        if (count < 16) refill();
-        if (!fast || count < 16) return 0;
-        uint32_t entry = fast[buffer >> (32 - kFastHuffmanBits)];
-        if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
-        return entry;
+    static uint64_t bigEndian64(const uint8_t* p) {
+        uint64_t v = 0;
+        for (int i = 0; i < 8; ++i) v = v << 8 | p[i];
+        return v;
     }
     // The entry of a short code, with or without its value bits, when 16
     // bits are buffered (so that the plain peek would not have refilled).
     uint32_t peekCode(const uint32_t* fast) {
         if (count < 16) refill();
         if (!fast || count < 16) return 0;
-        return fast[buffer >> (32 - kFastHuffmanBits)];
+        return fast[buffer >> (64 - kFastHuffmanBits)];
     }
+    // peekCodeWithValue on the locals.
+    uint32_t peek(const uint32_t* fast) {
+        const uint32_t entry = peekCode(fast);
+        if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
+        return entry;
+    }
+    uint32_t top(uint32_t n) const { return static_cast<uint32_t>(buffer >> (64 - n)); }
     void consume(uint32_t n) {
         buffer <<= n;
         count -= n;
@@ -89,7 +106,7 @@ struct LocalBits {
             load();
             return value;
         }
-        const uint32_t v = buffer >> (32 - s);
+        const uint32_t v = top(s);
         consume(s);
         return extendValue(v, s);
     }
@@ -248,7 +265,7 @@ int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRe
     for (;;) {
         if (bits.count < 16) bits.refill();
         if (skip && bits.count >= 16) {
-            uint32_t run = skip[bits.buffer >> (32 - kFastHuffmanBits)];
+            uint32_t run = skip[bits.top(kFastHuffmanBits)];
             if (skipBitsTaken(run) != 0 && k + static_cast<int32_t>(skipAdvance(run)) < 63) {
                 bits.consume(skipBitsTaken(run));
                 k += static_cast<int32_t>(skipAdvance(run));
