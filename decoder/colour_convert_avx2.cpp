@@ -120,9 +120,46 @@ void colourBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t
 
 template <bool wide>
 void roundedColourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
-    const colour_simd::RoundedPlanes planes =
-        colour_simd::roundedPlanes(loadRow<false>(y), loadRow<wide>(cb), loadRow<wide>(cr));
+    const auto planes = colour_simd::roundedPlanes<colour_simd::RoundedLanes128>(loadRow<false>(y), loadRow<wide>(cb),
+                                                                                 loadRow<wide>(cr));
     storeBgrRow(planes.blueGreen, planes.red, out);
+}
+
+struct RoundedLanes256 {
+    using V = __m256i;
+    static V set32(int32_t v) { return _mm256_set1_epi32(v); }
+    static V set16(int16_t v) { return _mm256_set1_epi16(v); }
+    static V zero() { return _mm256_setzero_si256(); }
+    static V unpackLow16(V a, V b) { return _mm256_unpacklo_epi16(a, b); }
+    static V unpackHigh16(V a, V b) { return _mm256_unpackhi_epi16(a, b); }
+    static V multiplyAdd16(V a, V b) { return _mm256_madd_epi16(a, b); }
+    static V add32(V a, V b) { return _mm256_add_epi32(a, b); }
+    static V sub32(V a, V b) { return _mm256_sub_epi32(a, b); }
+    static V twice32(V a) { return _mm256_slli_epi32(a, 1); }
+    static V high16Of32(V a) { return _mm256_srai_epi32(a, 16); }
+    static V packSigned32(V a, V b) { return _mm256_packs_epi32(a, b); }
+    static V add16(V a, V b) { return _mm256_add_epi16(a, b); }
+    static V packUnsigned16(V a, V b) { return _mm256_packus_epi16(a, b); }
+};
+
+// Two rows per vector, as colourBlock; chroma row r is row r, or with tall
+// row r / 2.
+template <bool wide, bool tall>
+void roundedColourBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                        int32_t rows) {
+    auto chromaRow = [](int32_t r) { return 8 * (tall ? r >> 1 : r); };
+    int32_t r = 0;
+    for (; r + 2 <= rows; r += 2) {
+        const auto planes = colour_simd::roundedPlanes<RoundedLanes256>(
+            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 8 * r)),
+            loadRows<wide>(cb + chromaRow(r), cb + chromaRow(r + 1)),
+            loadRows<wide>(cr + chromaRow(r), cr + chromaRow(r + 1)));
+        uint8_t* top = out + r * stride;
+        storeBgrRow(_mm256_castsi256_si128(planes.blueGreen), _mm256_castsi256_si128(planes.red), top);
+        storeBgrRow(_mm256_extracti128_si256(planes.blueGreen, 1), _mm256_extracti128_si256(planes.red, 1),
+                    top + stride);
+    }
+    if (r < rows) roundedColourRow<wide>(y + 8 * r, cb + chromaRow(r), cr + chromaRow(r), out + r * stride);
 }
 
 }  // namespace
@@ -147,6 +184,20 @@ void colourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint
 
 void colourRow8WideAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
     colourRow<true>(y, cb, cr, out);
+}
+
+void roundedColourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                            int32_t rows) {
+    roundedColourBlock<false, false>(y, cb, cr, out, stride, rows);
+}
+
+void roundedColourBlockHalvedAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
+                                  ptrdiff_t stride, int32_t rows, bool tall) {
+    if (tall) {
+        roundedColourBlock<true, true>(y, cb, cr, out, stride, rows);
+    } else {
+        roundedColourBlock<true, false>(y, cb, cr, out, stride, rows);
+    }
 }
 
 void roundedColourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {

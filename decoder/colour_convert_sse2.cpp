@@ -67,8 +67,8 @@ void colourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* 
 
 template <bool wide>
 void roundedColourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
-    const colour_simd::RoundedPlanes planes =
-        colour_simd::roundedPlanes(loadRow<false>(y), loadRow<wide>(cb), loadRow<wide>(cr));
+    const auto planes = colour_simd::roundedPlanes<colour_simd::RoundedLanes128>(loadRow<false>(y), loadRow<wide>(cb),
+                                                                                 loadRow<wide>(cr));
     storeBgr(planes.blueGreen, planes.red, out);
 }
 

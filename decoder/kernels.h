@@ -31,17 +31,19 @@ struct DecoderKernels {
     // advancing by stride bytes per row.
     void (*colourBlock)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                         int32_t rows);
-    // Standard mode's conversion of eight pixels (samples -128..127): each
+    // Standard mode's conversion of whole block rows (samples -128..127): each
     // term rounded from 16 fraction bits, as standardYccToRgb computes it.
-    void (*roundedColourRow8)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
-    // The same three with chroma at half width, read where it lies: four Cb
-    // and four Cr samples (each taken for two pixels) per eight pixels. The
-    // block takes chroma rows 8 samples apart, one per row, or with tall one
+    void (*roundedColourBlock)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
+                               ptrdiff_t stride, int32_t rows);
+    // The same with chroma at half width, read where it lies: four Cb and
+    // four Cr samples (each taken for two pixels) per eight pixels. The
+    // blocks take chroma rows 8 samples apart, one per row, or with tall one
     // per two rows (4:2:0: rows 0 and 1 read chroma row 0).
     void (*colourRow8Wide)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
     void (*colourBlockHalved)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
                               ptrdiff_t stride, int32_t rows, bool tall);
-    void (*roundedColourRow8Wide)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+    void (*roundedColourBlockHalved)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
+                                     ptrdiff_t stride, int32_t rows, bool tall);
     // The block decoders of progressive scans.
     const ProgressiveDecoders* progressive;
 };
@@ -85,6 +87,10 @@ void colourRow8WideAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, 
 void colourBlockHalvedAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                            int32_t rows, bool tall);
 void roundedColourRow8WideAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
+void roundedColourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                            int32_t rows);
+void roundedColourBlockHalvedAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
+                                  ptrdiff_t stride, int32_t rows, bool tall);
 #endif
 #if KELJPEG_NEON_KERNELS
 void inverseDctClampNeon(int16_t* block);

@@ -132,13 +132,17 @@ void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32
 
 // Standard mode's colours: YCbCr with each term rounded, and RGB as stored.
 void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
-    const auto colourRow8 = decoderKernels().roundedColourRow8;
-    forEachBlockRow(context, band, x, w, n, 3, [colourRow8](const PositionBlocks& blocks, int32_t r, uint8_t* out, int32_t cols) {
+    const auto colourBlock = decoderKernels().roundedColourBlock;
+    const ptrdiff_t stride = band->stride;
+    forEachBlock(context, band, x, w, n, 3, [colourBlock, stride](const PositionBlocks& blocks, uint8_t* origin,
+                                                                 int32_t rows, int32_t cols) {
         if (cols == 8) {
-            colourRow8(blocks.c[0] + r * 8, blocks.c[1] + r * 8, blocks.c[2] + r * 8, out);
+            colourBlock(blocks.c[0], blocks.c[1], blocks.c[2], origin, stride, rows);
             return;
         }
-        roundedColourRowScalar(blocks.c[0] + r * 8, blocks.c[1] + r * 8, blocks.c[2] + r * 8, cols, out);
+        for (int32_t r = 0; r < rows; ++r)
+            roundedColourRowScalar(blocks.c[0] + r * 8, blocks.c[1] + r * 8, blocks.c[2] + r * 8, cols,
+                                   origin + r * stride);
     });
 }
 
@@ -167,21 +171,24 @@ void jpegDecodeWriteBGRHalvedChroma(const JpegContext* context, const ImageRect*
 
 void jpegDecodeWriteRoundedBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w,
                                            int32_t n) {
-    const auto wideRow8 = decoderKernels().roundedColourRow8Wide;
+    const auto colourBlock = decoderKernels().roundedColourBlockHalved;
+    const ptrdiff_t stride = band->stride;
     const bool tall = context->dec.maxV == 2;
-    forEachBlockRow(context, band, x, w, n, 3, [wideRow8, tall](const PositionBlocks& blocks, int32_t r, uint8_t* out,
-                                                                int32_t cols) {
-        const int32_t chromaRow = 8 * (tall ? r >> 1 : r);
+    forEachBlock(context, band, x, w, n, 3, [colourBlock, stride, tall](const PositionBlocks& blocks, uint8_t* origin,
+                                                                       int32_t rows, int32_t cols) {
         if (cols == 8) {
-            wideRow8(blocks.c[0] + 8 * r, blocks.c[1] + chromaRow, blocks.c[2] + chromaRow, out);
+            colourBlock(blocks.c[0], blocks.c[1], blocks.c[2], origin, stride, rows, tall);
             return;
         }
-        int16_t cb[8], cr[8];
-        for (int32_t col = 0; col < cols; ++col) {
-            cb[col] = blocks.c[1][chromaRow + col / 2];
-            cr[col] = blocks.c[2][chromaRow + col / 2];
+        for (int32_t r = 0; r < rows; ++r) {
+            const int32_t chromaRow = 8 * (tall ? r >> 1 : r);
+            int16_t cb[8], cr[8];
+            for (int32_t col = 0; col < cols; ++col) {
+                cb[col] = blocks.c[1][chromaRow + col / 2];
+                cr[col] = blocks.c[2][chromaRow + col / 2];
+            }
+            roundedColourRowScalar(blocks.c[0] + 8 * r, cb, cr, cols, origin + r * stride);
         }
-        roundedColourRowScalar(blocks.c[0] + 8 * r, cb, cr, cols, out);
     });
 }
 

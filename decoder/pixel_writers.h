@@ -19,7 +19,7 @@ void jpegDecodeWriteRaw3(const JpegContext* context, const ImageRect* band, int3
 void jpegDecodeWriteRaw4(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
 // Standard mode's colour: YCbCr with every term rounded (the kernels'
-// roundedColourRow8), and RGB stored as red, green, blue components.
+// roundedColourBlock), and RGB stored as red, green, blue components.
 void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 void jpegDecodeWriteRGB(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
