@@ -221,24 +221,39 @@ int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRe
     const uint32_t maxLength = component->acMaxCodeLength;
     const uint32_t* fast = lookup && codes ? fastHuffmanTable(lookup, maxLength) : nullptr;
     int32_t k = 0;
+    LocalBits bits(bf);
     while (k < keepLimit) {
         // Value bits are read before the index is checked here, so a quick
         // entry may take code and value together.
-        uint32_t entry = peekCodeWithValue(bf, fast);
+        const uint32_t entry = bits.peekCode(fast);
         if (entry != 0) {
-            int32_t symbol = static_cast<int32_t>(fastSymbol(entry)), r = symbol >> 4, s = symbol & 15;
-            consumeBits(bf, fastCodeLength(entry) + static_cast<uint32_t>(s));
+            const uint32_t symbol = fastSymbol(entry), r = symbol >> 4, s = symbol & 15, length = fastCodeLength(entry);
             if (s != 0) {
-                k += r + 1;
-                if (k > 63) return -1;
-                block[zigzagToNatural[k]] = dequantise(fastValue(entry), component->quant[k]);
-            } else if (r == 0) {
-                return 0;
-            } else {
-                k += 16;
+                int32_t value;
+                if (length + s <= kFastHuffmanBits) {
+                    bits.consume(length + s);
+                    value = fastValue(entry);
+                } else {
+                    bits.consume(length);
+                    value = bits.receiveExtend(s);
+                }
+                k += static_cast<int32_t>(r) + 1;
+                if (k > 63) {
+                    bits.save();
+                    return -1;
+                }
+                block[zigzagToNatural[k]] = dequantise(value, component->quant[k]);
+                continue;
             }
+            bits.consume(length);
+            if (r == 0) {
+                bits.save();
+                return 0;
+            }
+            k += 16;
             continue;
         }
+        bits.save();
         int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
         if (symbol < 0) {
             reportJpegError(KJ_TEXT("DC"));
@@ -255,13 +270,13 @@ int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRe
         } else {
             k += 16;
         }
+        bits.load();
     }
     // Skip phase: every symbol and its value bits dropped in one step where
     // the short-code table allows.
     // Several symbols at once from the skip table when none of them can
     // reach index 63 (the index only grows, so the sum of the advances says so).
     const uint32_t* skip = fast ? skipHuffmanTable(lookup, maxLength) : nullptr;
-    LocalBits bits(bf);
     for (;;) {
         if (bits.count < 16) bits.refill();
         if (skip && bits.count >= 16) {
