@@ -17,12 +17,15 @@
 
 #include "decoder/huffman_decode.h"
 
-// Short codes, indexed by the next kFastHuffmanBits bits: entry = code length
-// | symbol << 8 | value << 16, or 0 for a longer code (or none). value is the
-// signed value of the s = symbol & 15 bits after the code when they lie
-// within the indexed bits too (code length + s <= kFastHuffmanBits), else 0.
-// The table lives in the same block as the slot's lookup table, after its
-// 2^maxCodeLength bytes.
+// Short codes, indexed by the next kFastHuffmanBits bits, for both readers:
+// entry = code length | bits taken << 4 | symbol << 8 | value << 16, or 0
+// for a longer code (or none). value is the signed value of the
+// s = symbol & 15 bits after the code when they lie within the indexed bits
+// too (code length + s <= kFastHuffmanBits); bits taken is then code
+// length + s, else (value 0) the code length. For a 3-bit code 101 of
+// symbol 0x02, index 1011100000 holds length 3, 5 bits taken and value 3.
+// The legacy reader keeps the table in the same block as the slot's lookup
+// table, after its 2^maxCodeLength bytes.
 constexpr uint32_t kFastHuffmanBits = 10;
 
 inline uint32_t fastHuffmanOffset(uint32_t maxCodeLength) { return ((1u << maxCodeLength) + 3u) & ~3u; }
@@ -36,16 +39,20 @@ inline const uint32_t* fastHuffmanTable(const HuffmanLookupTable* lookup, uint32
 // for the same kFastHuffmanBits leading bits, the symbols (with their value
 // bits) that lie wholly within them, taken one after the other up to and
 // including an end of block: entry = bits they take | coefficient index
-// advance << 8 | 1 << 16 when the last one is the end of block; 0 when not
-// even one symbol fits.
+// advance << 8 | kSkipEndsBlock when the last one is the end of block; 0
+// when not even one symbol fits.
 inline const uint32_t* skipHuffmanTable(const HuffmanLookupTable* lookup, uint32_t maxCodeLength) {
     return fastHuffmanTable(lookup, maxCodeLength) + (1u << kFastHuffmanBits);
 }
+constexpr uint32_t kSkipEndsBlock = 1u << 16;
 inline uint32_t skipBitsTaken(uint32_t entry) { return entry & 0xFF; }
 inline uint32_t skipAdvance(uint32_t entry) { return (entry >> 8) & 0xFF; }
-inline bool skipEndsBlock(uint32_t entry) { return (entry >> 16) & 1; }
+inline bool skipEndsBlock(uint32_t entry) { return (entry & kSkipEndsBlock) != 0; }
 
-inline uint32_t fastCodeLength(uint32_t entry) { return entry & 0xFF; }
+inline uint32_t fastCodeLength(uint32_t entry) { return entry & 15; }
+inline uint32_t fastBitsTaken(uint32_t entry) { return (entry >> 4) & 15; }
+// The value bits of a symbol of size 1..15 came with its code.
+inline bool fastValueIncluded(uint32_t entry) { return fastBitsTaken(entry) != fastCodeLength(entry); }
 inline uint32_t fastSymbol(uint32_t entry) { return (entry >> 8) & 0xFF; }
 inline int32_t fastValue(uint32_t entry) { return static_cast<int16_t>(entry >> 16); }
 
@@ -150,5 +157,15 @@ inline uint32_t huffmanTableBytes(uint32_t maxCodeLength) {
     return fastHuffmanOffset(maxCodeLength) + 2u * 4u * (1u << kFastHuffmanBits);
 }
 
-// Fills the short-code table from a built lookup table and its code list.
+// How a symbol of size 0 with a run of 1..14 reads: as sixteen zeros like
+// ZRL (the legacy reading), or as the end of the block (the standard one).
+enum class ZeroSizeRuns { PassSixteen, EndBlock };
+
+// Both tables from the code (length | symbol << 8, or 0) that each index of
+// kFastHuffmanBits bits starts with; each reader finds those codes its own
+// way.
+void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_t* fast, uint32_t* skip);
+
+// Fills the legacy short-code and skip tables from a built lookup table and
+// its code list.
 void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxCodeLength);

@@ -12,30 +12,19 @@
 #include <cstdint>
 
 #include "KelJPEG.h"
+#include "decoder/huffman_fast.h"
 
 struct JpegContext;
 struct StandardStream;
 
-// A Huffman table in the form the decoder walks: an 8-bit look-ahead for
-// short codes and the canonical maxCode/valueOffset lists for longer ones.
-// Codes of up to kStandardFastBits bits, indexed by the next that many bits:
-// entry = bits to take | kFastValueIncluded when the value bits that follow
-// the code lie within them too (taken with it, the value in the top 16 bits)
-// | symbol << 8; 0 for a longer code or none.
-constexpr uint32_t kStandardFastBits = 10;
-constexpr uint32_t kFastValueIncluded = 0x20;
-
-// Skip entries of an AC table, for coefficients a reduced transform never
-// reads: by the same next bits, the symbols (with their value bits) that lie
-// wholly within them, one after another up to and including an end of
-// block: entry = bits taken | coefficient positions passed << 8 |
-// kSkipEndsBlock; 0 when not even one fits.
-constexpr uint32_t kSkipEndsBlock = 1u << 16;
-
+// A Huffman table in the form the decoder walks: the short-code and skip
+// tables both readers share (decoder/huffman_fast.h), an 8-bit look-ahead
+// for the canonical walk, and the canonical maxCode/valueOffset lists for
+// longer codes.
 struct StandardHuffman {
     bool defined;
-    uint32_t fast[1u << kStandardFastBits];
-    uint32_t skip[1u << kStandardFastBits];
+    uint32_t fast[1u << kFastHuffmanBits];
+    uint32_t skip[1u << kFastHuffmanBits];
     uint8_t fastLength[256];  // code length of the code starting with the 8 bits, 0 if longer or none
     uint8_t fastSymbol[256];
     int32_t maxCode[18];      // largest code of each length, -1 when none

@@ -31,53 +31,18 @@ struct Segment {
 
 uint32_t read16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
 
-// The fast entries of a valid table: for a 3-bit code 101 of symbol 0x02 (a
-// run of 0, two value bits), index 1011100000 holds 5 bits to take and the
-// value 11 = 3, index 1010000000 the value 00 = -3.
-void fillFastEntries(StandardHuffman& table, const uint8_t* counts, const uint8_t* values) {
+// The code each index of kFastHuffmanBits bits starts with, in a valid
+// table: for a 3-bit code 101 of symbol 0x02, indexes 1010000000 to
+// 1011111111 hold length 3 and the symbol.
+void fillShortCodes(const uint8_t* counts, const uint8_t* values, uint16_t* shortCodes) {
+    std::memset(shortCodes, 0, sizeof(uint16_t) << kFastHuffmanBits);
     uint32_t code = 0, k = 0;
-    for (uint32_t length = 1; length <= kStandardFastBits; ++length, code <<= 1) {
+    for (uint32_t length = 1; length <= kFastHuffmanBits; ++length, code <<= 1) {
         for (uint32_t i = 0; i < counts[length - 1]; ++i, ++k, ++code) {
-            const uint32_t symbol = values[k], size = symbol & 15;
-            const uint32_t spare = kStandardFastBits - length;
-            for (uint32_t suffix = 0; suffix < (1u << spare); ++suffix) {
-                uint32_t entry = length | symbol << 8;
-                if (size == 0) {
-                    entry |= kFastValueIncluded;
-                } else if (size <= spare) {
-                    const uint32_t bits = (suffix >> (spare - size)) & ((1u << size) - 1);
-                    entry = (length + size) | kFastValueIncluded | symbol << 8 |
-                            static_cast<uint32_t>(static_cast<uint16_t>(extendBits(bits, size))) << 16;
-                }
-                table.fast[(code << spare) | suffix] = entry;
-            }
+            const uint32_t spare = kFastHuffmanBits - length;
+            for (uint32_t suffix = 0; suffix < (1u << spare); ++suffix)
+                shortCodes[(code << spare) | suffix] = static_cast<uint16_t>(length | values[k] << 8);
         }
-    }
-}
-
-// The skip entries, from the fast entries: 1011100000 for the code 101 of
-// symbol 0x02 with its two value bits leaves 00000 after 5 bits, and when
-// 00000 starts a 2-bit end of block, the entry takes 7 bits, passes one
-// position and ends the block.
-void fillSkipEntries(StandardHuffman& table) {
-    for (uint32_t index = 0; index < (1u << kStandardFastBits); ++index) {
-        uint32_t taken = 0, passed = 0, entry = 0;
-        for (;;) {
-            const uint32_t rest = kStandardFastBits - taken;
-            const uint32_t fast = table.fast[(index << taken) & ((1u << kStandardFastBits) - 1)];
-            const uint32_t bits = fast & 31;
-            if (!(fast & kFastValueIncluded) || bits > rest) break;
-            const uint32_t symbol = (fast >> 8) & 0xFF, run = symbol >> 4, size = symbol & 15;
-            taken += bits;
-            if (size == 0 && run != 15) {  // end of block
-                entry = taken | passed << 8 | kSkipEndsBlock;
-                break;
-            }
-            passed += size == 0 ? 16 : run + 1;
-            entry = taken | passed << 8;
-            if (passed >= 64) break;
-        }
-        table.skip[index] = entry;
     }
 }
 
@@ -107,8 +72,9 @@ void fillSkipEntries(StandardHuffman& table) {
         table.maxCode[length] = count ? code - 1 : -1;
         code <<= 1;
     }
-    fillFastEntries(table, counts, values);
-    fillSkipEntries(table);
+    uint16_t shortCodes[1u << kFastHuffmanBits];
+    fillShortCodes(counts, values, shortCodes);
+    buildShortCodeTables(shortCodes, ZeroSizeRuns::EndBlock, table.fast, table.skip);
     table.maxCode[17] = 0x7FFFFFFF;
     table.defined = true;
     return true;

@@ -150,19 +150,20 @@ void startScan(StandardDecode* sd, StandardStream& st) {
 // the fast entries hold it, or 0 for a code the table does not hold.
 inline uint32_t nextSymbol(EntropyReader& reader, const StandardHuffman& table) {
     if (reader.bitCount < 16) fillEntropyBits(reader);
-    const uint32_t entry = table.fast[reader.bits >> (64 - kStandardFastBits)];
+    const uint32_t entry = table.fast[reader.bits >> (64 - kFastHuffmanBits)];
     if (entry != 0) {
-        reader.bits <<= entry & 31;
-        reader.bitCount -= static_cast<int32_t>(entry & 31);
+        reader.bits <<= fastBitsTaken(entry);
+        reader.bitCount -= static_cast<int32_t>(fastBitsTaken(entry));
         return entry;
     }
     const int32_t symbol = decodeEntropySymbol(reader, table);
-    return symbol < 0 ? 0 : (static_cast<uint32_t>(symbol) << 8 | 1);  // the code's bits are taken
+    // As an entry whose code is taken and whose value bits are not.
+    return symbol < 0 ? 0 : (static_cast<uint32_t>(symbol) << 8 | 1u << 4 | 1u);
 }
 
 // The signed value of a symbol's size bits: in the entry, or read now.
 inline int32_t symbolValue(EntropyReader& reader, uint32_t entry, uint32_t size) {
-    if (entry & kFastValueIncluded) return static_cast<int16_t>(entry >> 16);
+    if (fastValueIncluded(entry)) return fastValue(entry);
     return extendBits(getEntropyBits(reader, size), size);
 }
 
@@ -202,7 +203,7 @@ constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
         // and the end-of-block code that follows belongs to the next block).
         if (k > use.lastZigzag) {
             if (reader.bitCount < 16) fillEntropyBits(reader);
-            const uint32_t skip = ac.skip[reader.bits >> (64 - kStandardFastBits)];
+            const uint32_t skip = ac.skip[reader.bits >> (64 - kFastHuffmanBits)];
             const uint32_t passed = (skip >> 8) & 0xFF;
             const uint32_t reach = passed + ((skip & kSkipEndsBlock) ? 1 : 0);
             if (skip != 0 && k + reach <= 64) {
