@@ -8,6 +8,7 @@
 #include "encoder/bit_writer.h"
 #include "encoder/encode_tables.h"
 #include "encoder/forward_dct.h"
+#include "runtime/bit_scan.h"
 
 namespace encoder {
 
@@ -41,14 +42,50 @@ constexpr uint8_t kZeroRunLength = 0xF0;
 constexpr uint8_t kEndOfBlock = 0x00;
 constexpr int32_t kLimit = 2047;  // the magnitude table's range; values beyond are clamped
 
+// The block's coefficients in zig-zag order, one move each. (GCC would
+// otherwise assemble vectors from the 64 known positions lane by lane and
+// store them through the stack, at several times the cost.)
+#if defined(__GNUC__) && !defined(__clang__)
+__attribute__((optimize("no-tree-slp-vectorize")))
+#endif
+void gatherZigzag(const int16_t* block, int16_t* zigzag) {
+    for (int k = 0; k < 64; ++k) zigzag[k] = block[zigzagToNatural[k]];
+}
+
+// The bit writer's accumulator held in locals for one block, in 64 bits, so
+// that the codes go in without a trip through memory; every 32 bits leave as
+// the word putBits would write at that point, so the bytes are the same.
+struct LocalWriter {
+    BitstreamFile* bf;
+    uint64_t pending;  // bits not written yet, at the low end
+    uint32_t count;    // how many: 0..31 between puts
+
+    explicit LocalWriter(BitstreamFile* writer)
+        : bf(writer), pending(writer->bitBuffer), count(32 - writer->bitCount) {}
+    // The low `length` bits of value (1..32, nothing above them set).
+    void put(uint32_t value, uint32_t length) {
+        pending = (pending << length) | value;
+        count += length;
+        if (count >= 32) {
+            count -= 32;
+            bf->bitBuffer = static_cast<uint32_t>(pending >> count);
+            writeWord(bf);
+            pending &= (uint64_t{1} << count) - 1;
+        }
+    }
+    void save() const {
+        bf->bitBuffer = static_cast<uint32_t>(pending);
+        bf->bitCount = 32 - count;
+    }
+};
+
 // Size category and appended bits, as the magnitude table holds them.
-inline void putValue(BitstreamFile* bf, const HuffmanCode& entry, int32_t v) {
+inline void putValue(LocalWriter& out, const HuffmanCode& entry, int32_t v) {
     if (v > kLimit) v = kLimit;
     if (v < -kLimit) v = -kLimit;
-    uint32_t magnitude = static_cast<uint32_t>(v < 0 ? -v : v);
-    uint32_t size = magnitude ? 32u - static_cast<uint32_t>(__builtin_clz(magnitude)) : 0u;
+    uint32_t size = bitLength(static_cast<uint32_t>(v < 0 ? -v : v));
     uint32_t bits = v >= 0 ? static_cast<uint32_t>(v) : static_cast<uint32_t>(v - 1) & ((1u << size) - 1);
-    putBits(bf, (entry.code << size) | bits, entry.length + size);
+    out.put((entry.code << size) | bits, entry.length + size);
 }
 
 }  // namespace
@@ -90,31 +127,29 @@ void codeBlockFast(BitstreamFile* bf, ComponentRecord& record, const int16_t blo
                    const EncoderKernels& kernels) {
     alignas(32) int16_t zigzag[64];
     alignas(32) int32_t q[64];
-    for (int k = 0; k < 64; ++k) zigzag[k] = block[zigzagToNatural[k]];
+    gatherZigzag(block, zigzag);
     uint64_t nonZero = kernels.quantise(zigzag, record.quant, q) & ~uint64_t{1};
 
-    int32_t diff = q[0] - record.dcPredictor;
+    LocalWriter out(bf);
+    const int32_t diff = q[0] - record.dcPredictor;
     record.dcPredictor = q[0];
-    int32_t clamped = diff > kLimit ? kLimit : (diff < -kLimit ? -kLimit : diff);
-    uint32_t dcSize = clamped ? 32u - static_cast<uint32_t>(__builtin_clz(static_cast<uint32_t>(
-                                         clamped < 0 ? -clamped : clamped)))
-                              : 0u;
-    putValue(bf, record.dcCodeTable[dcSize], diff);
+    const int32_t clamped = diff > kLimit ? kLimit : (diff < -kLimit ? -kLimit : diff);
+    putValue(out, record.dcCodeTable[bitLength(static_cast<uint32_t>(clamped < 0 ? -clamped : clamped))], diff);
 
     const HuffmanCode* ac = record.acCodeTable;
-    int last = 0;
+    uint32_t last = 0;
     while (nonZero) {
-        int k = __builtin_ctzll(nonZero);
+        const uint32_t k = lowestSetBit(nonZero);
         nonZero &= nonZero - 1;
-        uint32_t run = static_cast<uint32_t>(k - last - 1);
-        for (; run > 15; run -= 16) putBits(bf, ac[kZeroRunLength].code, ac[kZeroRunLength].length);
-        int32_t v = q[k];
-        int32_t c = v > kLimit ? kLimit : (v < -kLimit ? -kLimit : v);
-        uint32_t size = 32u - static_cast<uint32_t>(__builtin_clz(static_cast<uint32_t>(c < 0 ? -c : c)));
-        putValue(bf, ac[(run << 4) | size], v);
+        uint32_t run = k - last - 1;
+        for (; run > 15; run -= 16) out.put(ac[kZeroRunLength].code, ac[kZeroRunLength].length);
+        const int32_t v = q[k];
+        const int32_t c = v > kLimit ? kLimit : (v < -kLimit ? -kLimit : v);
+        putValue(out, ac[(run << 4) | bitLength(static_cast<uint32_t>(c < 0 ? -c : c))], v);
         last = k;
     }
-    if (last != 63) putBits(bf, ac[kEndOfBlock].code, ac[kEndOfBlock].length);
+    if (last != 63) out.put(ac[kEndOfBlock].code, ac[kEndOfBlock].length);
+    out.save();
 }
 
 }  // namespace encoder
