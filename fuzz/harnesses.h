@@ -193,7 +193,8 @@ inline void decodePieces(const uint8_t* bytes, size_t size) {
 // Lossless frames: any frame marker can be turned into the lossless one, so
 // that every header the fuzzer invents reaches the lossless decoder. Lossless
 // calls count rows per call (at least one), written from the top of the
-// rectangle, which holds that many rows of the frame's samples.
+// rectangle, which holds that many rows of the frame's samples; a frame
+// left sequential gets the legacy room rule.
 inline void decodeLossless(const uint8_t* bytes, size_t size) {
     HarnessScope scope;
     FuzzInput in(bytes, size);
@@ -218,8 +219,13 @@ inline void decodeLossless(const uint8_t* bytes, size_t size) {
     if (width && uint64_t{width} * height <= kFuzzMaxPixels && params.componentCount >= 1) {
         const int32_t sampleBytes = header.precision > 8 ? 2 : 1;
         const uint32_t rowsPerCall = strip ? strip : height;
-        OwnedRect out(static_cast<int32_t>(width), static_cast<int32_t>(rowsPerCall),
-                      params.componentCount * sampleBytes, (mode >> 1) & 3);
+        // A frame that stayed sequential, read the legacy way, gets the room
+        // the header promises: whole MCU rows (a DNL frame's bands are never
+        // cut, so 17 rows asked for write 24).
+        const bool legacyBands = !(mode & 8) && header.sofMarker != 0xFFC3;
+        const uint32_t room = legacyBands ? legacyRoomRows(rowsPerCall, outputMcuHeight(header, 3)) : rowsPerCall;
+        OwnedRect out(static_cast<int32_t>(width), static_cast<int32_t>(room), params.componentCount * sampleBytes,
+                      (mode >> 1) & 3);
         for (uint32_t done = 0; done < height;) {
             const int32_t got = jpegDecodeToRect(handle, &out.rect, rowsPerCall);
             if (got <= 0) break;
