@@ -66,6 +66,7 @@ int32_t deliverSequentialRows(JpegContext* context, ImageRect* rect, uint32_t ro
     const bool full = scale >= 3;
     if (!full && (context->options & JPEG_OPT_RAW_COMPONENTS)) return 0;
     McuDecoder decoder = full ? decodeMcuFull : reducedMcuDecoder(scale);
+    if (!decoder) return 0;  // a scale below 0
     const int32_t blockSide = full ? 8 : 1 << scale;
     const int32_t shift = full ? 0 : 3 - scale;
     const McuOutput output = full ? selectMcuOutput(context, rect)
@@ -74,7 +75,7 @@ int32_t deliverSequentialRows(JpegContext* context, ImageRect* rect, uint32_t ro
     BandLoop loop{};
     loop.stage = {decodeNextMcu, &decoder, output.expand, output.write, samplingMask(context), blockSide,
                   static_cast<int32_t>(dec.mcuWidth) >> shift};
-    if (!decoder || !loop.stage.expand || !loop.stage.write) return 0;
+    if (!loop.stage.expand || !loop.stage.write) return 0;
     loop.mcuHeight = static_cast<int32_t>(dec.mcuHeight) >> shift;
     if (full) {
         loop.columnsPerBand = rect->width;

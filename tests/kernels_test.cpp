@@ -239,7 +239,7 @@ TEST(VectorKernels, HalvedChromaMatchesTheRowsOfWidenedChroma) {
                     red[i] = cr[chromaRow + i / 2];
                 }
                 colourRow8Scalar(y + 8 * r, blue, red, expected.data() + r * stride);
-                roundedColourRowScalar(y + 8 * r, blue, red, 8, roundedExpected.data() + r * stride);
+                if (!wild) roundedColourRowScalar(y + 8 * r, blue, red, 8, roundedExpected.data() + r * stride);
             }
             kernels->colourBlockHalved(y, cb, cr, actual.data(), stride, rows, tall);
             // The rounded blocks take samples within -128..127 only.
