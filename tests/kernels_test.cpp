@@ -354,8 +354,10 @@ const Shape kShapes[] = {{0x221111, 3}, {0x211111, 3}, {0x121111, 3}, {0x111111,
 
 // Progressive pictures from the peer library (the library writes baseline
 // only): 4:2:0 colour with restarts, and grey, the peer's own progression.
-std::vector<std::vector<uint8_t>> progressivePictures(int quality) {
+// None where the peer is not built in (cross builds).
+std::vector<std::vector<uint8_t>> progressivePictures([[maybe_unused]] int quality) {
     std::vector<std::vector<uint8_t>> out;
+#if defined(KELJPEG_HAVE_LIBJPEG)
     standard_test::PeerSpec colour;
     colour.sampling = {{2, 2}, {1, 1}, {1, 1}};
     colour.restartBlocks = 5;
@@ -368,13 +370,14 @@ std::vector<std::vector<uint8_t>> progressivePictures(int quality) {
         std::vector<uint8_t> jpeg;
         if (standard_test::peerEncode(spec, jpeg)) out.push_back(jpeg);
     }
+    EXPECT_EQ(out.size(), 2u);
+#endif
     return out;
 }
 
 TEST(VectorKernels, WholePicturesDecodeAlikeWithFastPathsOnAndOff) {
     for (int quality : {10, 75, 100}) {
         const std::vector<std::vector<uint8_t>> pictures = progressivePictures(quality);
-        ASSERT_EQ(pictures.size(), 2u);
         for (const std::vector<uint8_t>& jpeg : pictures) expectSameDecodes(jpeg, "progressive q" + std::to_string(quality));
     }
     for (const Shape& shape : kShapes)
