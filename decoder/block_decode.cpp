@@ -6,6 +6,7 @@
 #include "context/jpeg_context.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/mcu_decode.h"
+#include "decoder/mcu_walk.h"
 #include "runtime/report.h"
 
 namespace {
@@ -121,4 +122,11 @@ int32_t decodeBlockPartial(JpegContext* context, int16_t* block, ComponentRecord
             if (k > kRunawayIndex) return -1;
         }
     }
+}
+
+int32_t decodeMcuBlocks(JpegContext* context, const McuBlockStep& step) {
+    return forEachMcuBlock(context, step, [context, &step](int16_t* block, ComponentRecord* component) {
+        return step.keepLimit == kKeepAll ? decodeBlock(context, block, component)
+                                          : decodeBlockPartial(context, block, component, step.keepLimit);
+    });
 }

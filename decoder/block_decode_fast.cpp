@@ -1,332 +1,355 @@
 // The block decoders of block_decode.cpp on the quick Huffman path: the same
-// coefficients, predictor updates, reports and results, with fewer refills
-// and short codes decoded from the small table.
+// coefficients, predictor updates, reports and results, with the reader's
+// state held in registers through a whole MCU and short codes decoded from
+// the small table.
 #include <cstring>
 
 #include "context/jpeg_context.h"
 #include "decoder/huffman_fast.h"
 #include "decoder/kernels.h"
+#include "decoder/mcu_walk.h"
+#include "runtime/inlining.h"
 #include "runtime/report.h"
 
 namespace {
 
 constexpr int32_t kRunawayIndex = 1024;  // as in the plain decoder
 
+// How a block decode on the locals ended when it failed: which report the
+// plain decoder makes, if any.
+constexpr int32_t kFailedDc = -1, kFailedAc = -2, kFailedSilently = -3;
+
 inline int16_t dequantise(int32_t value, int32_t quant) {
     return static_cast<int16_t>(static_cast<uint32_t>(value) * static_cast<uint32_t>(quant));
 }
 
-// The bit reader's buffer, count and read position held in locals for the
-// run of quick steps through one block, in 64 bits so that one refill serves
-// several symbols, and handed back before anything else (the plain reader, a
-// report, a return) looks at the reader.
+// The bit reader's buffer, count and read position held in locals through
+// one MCU, in 64 bits so that one refill serves several symbols, and handed
+// back before anything else (the plain reader, a return) looks at the reader.
 //
-// Only bytes that are not 0xFF are ever taken, straight from the read buffer,
-// and bits are consumed exactly as the plain reader consumes them; which of
-// the coming bytes are already buffered is then free, as in refillQuick. So
-// the hand-back returns the bytes that do not fit the 32-bit buffer to the
-// read buffer: with 44 bits held, two bytes go back and 28 bits stay.
+// Bits are consumed exactly as the plain reader consumes them. The refill
+// takes whole bytes straight from the read buffer, a stuffed 0xFF 0x00 pair
+// as the one byte 0xFF just as the plain refill does, and stops before a
+// marker and at the end of the buffer: those are left to the plain refill,
+// which meets them with every byte before them fetched, as it would itself
+// have fetched them by then. Which bytes are already buffered is otherwise
+// free. So the hand-back returns the bytes that do not fit the 32-bit
+// buffer to the read buffer: with 44 bits held, two bytes go back (a stuffed
+// pair as its two raw bytes) and 28 bits stay.
+//
+// The state is passed by value to the paths taken rarely, never by address,
+// so that the compiler keeps it in registers through the hot loops.
 struct LocalBits {
-    BitstreamFile* bf;
-    uint64_t buffer;  // top `count` bits are the next bits; below them, bits of the bytes at index
+    uint64_t buffer;  // top `count` bits are the next bits; below them zeros
     uint32_t count, index;
+    uint32_t loadIndex;  // raw bytes from here to index were taken by the locals
 
-    explicit LocalBits(BitstreamFile* reader) : bf(reader) { load(); }
-    void save() const {
-        uint32_t kept = count, back = 0;
-        if (kept > 32) {
-            back = (kept - 25) / 8;  // whole bytes, leaving 25..32 bits
-            kept -= 8 * back;
-        }
-        const uint64_t top = kept == 0 ? 0 : buffer & (~uint64_t{0} << (64 - kept));
-        bf->bitBuffer = static_cast<uint32_t>(top >> 32);
-        bf->bitCount = kept;
-        bf->readIndex = index - back;
-    }
-    void load() {
-        buffer = uint64_t{bf->bitBuffer} << 32;
-        count = bf->bitCount;
-        index = bf->readIndex;
-    }
-    // Tops the buffer up with whole bytes while they fit and none is 0xFF.
-    void refill() {
-        const uint32_t end = bf->bufferedCount;
-        if (index + 8 <= end) {
-            uint64_t word;
-            std::memcpy(&word, bf->readBuffer + index, 8);
-            // No 0xFF among the eight bytes: none of the complemented bytes is zero.
-            const uint64_t inverted = ~word;
-            if (((inverted - 0x0101010101010101u) & ~inverted & 0x8080808080808080u) == 0) {
-                const uint32_t bytes = (64 - count) >> 3;
-                buffer |= bigEndian64(bf->readBuffer + index) >> count;
-                count += 8 * bytes;
-                index += bytes;
-                return;
-            }
-        }
-        while (count <= 56 && index < end) {
-            const uint64_t b = bf->readBuffer[index];
-            if (b == 0xFF) break;
-            ++index;
-            const uint64_t held = count == 0 ? 0 : buffer & (~uint64_t{0} << (64 - count));
-            count += 8;
-            buffer = held | b << (64 - count);
-        }
-    }
-    static uint64_t bigEndian64(const uint8_t* p) {
-        uint64_t v = 0;
-        for (int i = 0; i < 8; ++i) v = v << 8 | p[i];
-        return v;
-    }
-    // The entry of a short code, with or without its value bits, when 16
-    // bits are buffered (so that the plain peek would not have refilled).
-    uint32_t peekCode(const uint32_t* fast) {
-        if (count < 16) refill();
-        if (!fast || count < 16) return 0;
-        return fast[buffer >> (64 - kFastHuffmanBits)];
-    }
-    // peekCodeWithValue on the locals.
-    uint32_t peek(const uint32_t* fast) {
-        const uint32_t entry = peekCode(fast);
-        if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
-        return entry;
-    }
     uint32_t top(uint32_t n) const { return static_cast<uint32_t>(buffer >> (64 - n)); }
     void consume(uint32_t n) {
         buffer <<= n;
         count -= n;
     }
-    // receiveExtendFast on the locals: s value bits after a code, refilled
-    // as getBitsFast would, the plain reader's way when that is not enough.
-    int32_t receiveExtend(uint32_t s) {
-        if (count < s) refill();
-        if (count < s) {
-            save();
-            const int32_t value = extendValue(getBits(bf, s), s);
-            load();
-            return value;
-        }
-        const uint32_t v = top(s);
-        consume(s);
-        return extendValue(v, s);
-    }
 };
 
-[[nodiscard]] inline int32_t decodeDcTermFast(BitstreamFile* bf, int16_t* block, ComponentRecord* component) {
-    int32_t s = decodeHuffmanSymbolFast(bf, component->dcLookupTable, component->dcCodeTable,
-                                        component->dcMaxCodeLength);
-    if (s < 0 || s > 15) return -1;
-    if (s != 0) {
-        int32_t diff = receiveExtendFast(bf, static_cast<uint32_t>(s));
-        component->dcPredictor =
-            static_cast<int32_t>(static_cast<uint32_t>(component->dcPredictor) + static_cast<uint32_t>(diff));
+LocalBits load(const BitstreamFile* bf) { return {uint64_t{bf->bitBuffer} << 32, bf->bitCount, bf->readIndex, bf->readIndex}; }
+
+KELJPEG_NOINLINE void save(const LocalBits bits, BitstreamFile* bf) {
+    // Raw units from loadIndex are single bytes or stuffed pairs; find where
+    // the ones to keep end.
+    uint32_t keep = 0, kept = bits.count, rawIndex = bits.loadIndex;
+    if (kept > 32) {
+        const uint32_t back = (kept - 25) / 8;  // whole bytes, leaving 25..32 bits
+        kept -= 8 * back;
+        uint32_t units = 0;
+        for (uint32_t i = bits.loadIndex; i < bits.index; i += bf->readBuffer[i] == 0xFF ? 2 : 1) ++units;
+        keep = units - back;
+        for (uint32_t u = 0; u < keep; ++u) rawIndex += bf->readBuffer[rawIndex] == 0xFF ? 2 : 1;
+    } else {
+        rawIndex = bits.index;
     }
+    const uint64_t top = kept == 0 ? 0 : bits.buffer & (~uint64_t{0} << (64 - kept));
+    bf->bitBuffer = static_cast<uint32_t>(top >> 32);
+    bf->bitCount = kept;
+    bf->readIndex = rawIndex;
+}
+
+uint64_t bigEndian64(const uint8_t* p) {
+    uint64_t v = 0;
+    for (int i = 0; i < 8; ++i) v = v << 8 | p[i];
+    return v;
+}
+
+// The refill byte by byte, near a 0xFF or the end of the buffer.
+KELJPEG_NOINLINE LocalBits refillBytes(LocalBits bits, const BitstreamFile* bf) {
+    const uint32_t end = bf->bufferedCount;
+    const uint8_t* raw = bf->readBuffer;
+    while (bits.count <= 56 && bits.index < end) {
+        const uint64_t b = raw[bits.index];
+        uint32_t step = 1;
+        if (b == 0xFF) {
+            // A marker, or a 0xFF whose next byte is still to be read.
+            if (bits.index + 1 >= end || raw[bits.index + 1] != 0) break;
+            step = 2;
+        }
+        bits.index += step;
+        bits.count += 8;
+        bits.buffer |= b << (64 - bits.count);
+    }
+    return bits;
+}
+
+// Tops the buffer up with whole bytes while they fit, up to a marker.
+inline void refill(LocalBits& bits, const BitstreamFile* bf) {
+    const uint8_t* at = bf->readBuffer + bits.index;
+    if (bits.index + 8 <= bf->bufferedCount) {
+        uint64_t word;
+        std::memcpy(&word, at, 8);
+        // No 0xFF among the eight bytes: none of the complemented bytes is zero.
+        const uint64_t inverted = ~word;
+        if (((inverted - 0x0101010101010101u) & ~inverted & 0x8080808080808080u) == 0) {
+            const uint32_t bytes = (64 - bits.count) >> 3;
+            bits.buffer |= bigEndian64(at) >> bits.count;
+            bits.count += 8 * bytes;
+            bits.index += bytes;
+            return;
+        }
+    }
+    bits = refillBytes(bits, bf);
+}
+
+// The entry of a short code, with or without its value bits, when 16 bits
+// are buffered (so that the plain peek would not have refilled); else 0.
+inline uint32_t peekCode(LocalBits& bits, const BitstreamFile* bf, const uint32_t* fast) {
+    if (bits.count < 16) refill(bits, bf);
+    if (!fast || bits.count < 16) return 0;
+    return fast[bits.buffer >> (64 - kFastHuffmanBits)];
+}
+
+// peekCodeWithValue on the locals.
+inline uint32_t peekCodeAndValue(LocalBits& bits, const BitstreamFile* bf, const uint32_t* fast) {
+    const uint32_t entry = peekCode(bits, bf, fast);
+    if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
+    return entry;
+}
+
+// What the plain reader does itself: a long code, value bits near a marker.
+struct PlainStep {
+    LocalBits bits;
+    int32_t result;
+};
+KELJPEG_NOINLINE PlainStep plainSymbol(LocalBits bits, BitstreamFile* bf, const HuffmanLookupTable* lookup,
+                                       const HuffmanCode* codes, uint32_t maxLength) {
+    save(bits, bf);
+    const int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
+    return {load(bf), symbol};
+}
+KELJPEG_NOINLINE PlainStep plainValue(LocalBits bits, BitstreamFile* bf, uint32_t s) {
+    save(bits, bf);
+    const int32_t value = extendValue(getBits(bf, s), s);
+    return {load(bf), value};
+}
+KELJPEG_NOINLINE LocalBits plainSkip(LocalBits bits, BitstreamFile* bf, uint32_t s) {
+    save(bits, bf);
+    skipBitsFast(bf, s);
+    return load(bf);
+}
+
+// receiveExtendFast on the locals: s value bits after a code, refilled as
+// getBitsFast would, the plain reader's way when that is not enough.
+inline int32_t receiveExtend(LocalBits& bits, BitstreamFile* bf, uint32_t s) {
+    if (bits.count < s) refill(bits, bf);
+    if (bits.count < s) {
+        const PlainStep step = plainValue(bits, bf, s);
+        bits = step.bits;
+        return step.result;
+    }
+    const uint32_t v = bits.top(s);
+    bits.consume(s);
+    return extendValue(v, s);
+}
+
+inline int32_t plainSymbolOn(LocalBits& bits, BitstreamFile* bf, const HuffmanLookupTable* lookup,
+                             const HuffmanCode* codes, uint32_t maxLength) {
+    const PlainStep step = plainSymbol(bits, bf, lookup, codes, maxLength);
+    bits = step.bits;
+    return step.result;
+}
+
+inline const uint32_t* shortCodes(const HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxLength) {
+    return lookup && codes ? fastHuffmanTable(lookup, maxLength) : nullptr;
+}
+
+// The DC difference and prediction on the locals; -1 on a corrupt code.
+[[nodiscard]] inline int32_t decodeDcTerm(LocalBits& bits, BitstreamFile* bf, int16_t* block, ComponentRecord* component) {
+    const HuffmanLookupTable* lookup = component->dcLookupTable;
+    const HuffmanCode* codes = component->dcCodeTable;
+    const uint32_t maxLength = component->dcMaxCodeLength;
+    const uint32_t entry = peekCode(bits, bf, shortCodes(lookup, codes, maxLength));
+    int32_t diff = 0;
+    if (entry != 0) {
+        const uint32_t s = fastSymbol(entry);
+        if (s > 15) {
+            bits.consume(fastCodeLength(entry));
+            return -1;
+        }
+        bits.consume(fastBitsTaken(entry));
+        if (s != 0) diff = fastValueIncluded(entry) ? fastValue(entry) : receiveExtend(bits, bf, s);
+    } else {
+        const int32_t s = plainSymbolOn(bits, bf, lookup, codes, maxLength);
+        if (s < 0 || s > 15) return -1;
+        if (s != 0) diff = receiveExtend(bits, bf, static_cast<uint32_t>(s));
+    }
+    component->dcPredictor =
+        static_cast<int32_t>(static_cast<uint32_t>(component->dcPredictor) + static_cast<uint32_t>(diff));
     block[0] = dequantise(component->dcPredictor, component->quant[0]);
     return 0;
 }
 
-}  // namespace
-
-int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* component) {
-    BitstreamFile* bf = context->bitstream;
+// decodeBlock on the locals. Reports are left to the caller, after the
+// hand-back.
+[[nodiscard]] int32_t decodeBlockOn(LocalBits& bits, BitstreamFile* bf, int16_t* block, ComponentRecord* component) {
     std::memset(block, 0, kBlockBytes);
-    if (decodeDcTermFast(bf, block, component) != 0) {
-        reportJpegError(KJ_TEXT("DC"));
-        return -1;
-    }
+    if (decodeDcTerm(bits, bf, block, component) != 0) return kFailedDc;
     const HuffmanLookupTable* lookup = component->acLookupTable;
     const HuffmanCode* codes = component->acCodeTable;
     const uint32_t maxLength = component->acMaxCodeLength;
-    const uint32_t* fast = lookup && codes ? fastHuffmanTable(lookup, maxLength) : nullptr;
+    const uint32_t* fast = shortCodes(lookup, codes, maxLength);
     const int32_t* quant = component->quant;
     uint32_t k = 0;
-    LocalBits bits(bf);
     for (;;) {
-        uint32_t entry = bits.peekCode(fast);
+        const uint32_t entry = peekCode(bits, bf, fast);
+        uint32_t r, s;
+        int32_t value = 0;
         if (entry != 0) {
-            const uint32_t symbol = fastSymbol(entry), r = symbol >> 4, s = symbol & 15, length = fastCodeLength(entry);
+            const uint32_t symbol = fastSymbol(entry);
+            r = symbol >> 4;
+            s = symbol & 15;
+            if (s != 0 && k + r + 1 > 63) {
+                bits.consume(fastCodeLength(entry));  // the value bits stay unread
+                return kFailedAc;
+            }
+            bits.consume(fastBitsTaken(entry));
+            if (s != 0) value = fastValueIncluded(entry) ? fastValue(entry) : receiveExtend(bits, bf, s);
+        } else {
+            const int32_t symbol = plainSymbolOn(bits, bf, lookup, codes, maxLength);
+            if (symbol < 0) return kFailedAc;
+            r = (static_cast<uint32_t>(symbol) >> 4) & 15;
+            s = static_cast<uint32_t>(symbol) & 15;
             if (s != 0) {
-                k += r + 1;
-                if (k > 63) {
-                    bits.consume(length);  // the value bits stay unread
-                    bits.save();
-                    reportJpegError(KJ_TEXT("AC"));
-                    return -1;
-                }
-                int32_t value;
-                if (length + s <= kFastHuffmanBits) {  // the value came with the code
-                    bits.consume(length + s);
-                    value = fastValue(entry);
-                } else {
-                    bits.consume(length);
-                    value = bits.receiveExtend(s);
-                }
-                block[zigzagToNatural[k]] = dequantise(value, quant[k]);
-                if (k == 63) {
-                    bits.save();
-                    return 0;
-                }
-                continue;
+                if (k + r + 1 > 63) return kFailedAc;
+                value = receiveExtend(bits, bf, s);
             }
-            bits.consume(length);
-            if (r == 0) {
-                bits.save();
-                return 0;
-            }
-            k += 16;
-            if (k > static_cast<uint32_t>(kRunawayIndex)) {
-                bits.save();
-                reportJpegError(KJ_TEXT("AC"));
-                return -1;
-            }
-            continue;
         }
-        // The plain reader's way, on the reader itself.
-        bits.save();
-        int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
-        if (symbol < 0) {
-            reportJpegError(KJ_TEXT("AC"));
-            return -1;
-        }
-        uint32_t r = (static_cast<uint32_t>(symbol) >> 4) & 15, s = static_cast<uint32_t>(symbol) & 15;
         if (s != 0) {
             k += r + 1;
-            if (k > 63) {
-                reportJpegError(KJ_TEXT("AC"));
-                return -1;
-            }
-            block[zigzagToNatural[k]] = dequantise(receiveExtendFast(bf, s), quant[k]);
-            if (k == 63) return 0;
+            block[zigzagToNatural[k]] = dequantise(value, quant[k]);
+            if (k == 63) return 0;  // no end-of-block code after the last coefficient
         } else if (r == 0) {
             return 0;
         } else {
-            k += 16;
-            if (k > static_cast<uint32_t>(kRunawayIndex)) {
-                reportJpegError(KJ_TEXT("AC"));
-                return -1;
-            }
+            k += 16;  // an overshoot is caught at the next coefficient
+            if (k > static_cast<uint32_t>(kRunawayIndex)) return kFailedAc;
         }
-        bits.load();
     }
 }
 
-int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRecord* component, int32_t keepLimit) {
-    BitstreamFile* bf = context->bitstream;
-    if (decodeDcTermFast(bf, block, component) != 0) {
-        reportJpegError(KJ_TEXT("DC"));
-        return -1;
-    }
+// decodeBlockPartial on the locals; every corrupt code is reported as "DC",
+// an index overshoot silently.
+[[nodiscard]] int32_t decodeBlockPartialOn(LocalBits& bits, BitstreamFile* bf, int16_t* block, ComponentRecord* component,
+                                           int32_t keepLimit) {
+    if (decodeDcTerm(bits, bf, block, component) != 0) return kFailedDc;
     const HuffmanLookupTable* lookup = component->acLookupTable;
     const HuffmanCode* codes = component->acCodeTable;
     const uint32_t maxLength = component->acMaxCodeLength;
-    const uint32_t* fast = lookup && codes ? fastHuffmanTable(lookup, maxLength) : nullptr;
+    const uint32_t* fast = shortCodes(lookup, codes, maxLength);
     int32_t k = 0;
-    LocalBits bits(bf);
+    // Keep phase: the limit is tested before each symbol, and value bits are
+    // read before the index is checked, so a short entry may take code and
+    // value together.
     while (k < keepLimit) {
-        // Value bits are read before the index is checked here, so a quick
-        // entry may take code and value together.
-        const uint32_t entry = bits.peekCode(fast);
+        const uint32_t entry = peekCode(bits, bf, fast);
+        int32_t r, s, value = 0;
         if (entry != 0) {
-            const uint32_t symbol = fastSymbol(entry), r = symbol >> 4, s = symbol & 15, length = fastCodeLength(entry);
-            if (s != 0) {
-                int32_t value;
-                if (length + s <= kFastHuffmanBits) {
-                    bits.consume(length + s);
-                    value = fastValue(entry);
-                } else {
-                    bits.consume(length);
-                    value = bits.receiveExtend(s);
-                }
-                k += static_cast<int32_t>(r) + 1;
-                if (k > 63) {
-                    bits.save();
-                    return -1;
-                }
-                block[zigzagToNatural[k]] = dequantise(value, component->quant[k]);
-                continue;
-            }
-            bits.consume(length);
-            if (r == 0) {
-                bits.save();
-                return 0;
-            }
-            k += 16;
-            continue;
+            const int32_t symbol = static_cast<int32_t>(fastSymbol(entry));
+            r = symbol >> 4;
+            s = symbol & 15;
+            bits.consume(fastBitsTaken(entry));
+            if (s != 0) value = fastValueIncluded(entry) ? fastValue(entry) : receiveExtend(bits, bf, static_cast<uint32_t>(s));
+        } else {
+            const int32_t symbol = plainSymbolOn(bits, bf, lookup, codes, maxLength);
+            if (symbol < 0) return kFailedDc;
+            r = (symbol >> 4) & 15;
+            s = symbol & 15;
+            if (s != 0) value = receiveExtend(bits, bf, static_cast<uint32_t>(s));
         }
-        bits.save();
-        int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
-        if (symbol < 0) {
-            reportJpegError(KJ_TEXT("DC"));
-            return -1;
-        }
-        int32_t r = (symbol >> 4) & 15, s = symbol & 15;
         if (s != 0) {
             k += r + 1;
-            int32_t value = receiveExtendFast(bf, static_cast<uint32_t>(s));
-            if (k > 63) return -1;
+            if (k > 63) return kFailedSilently;  // nowhere to store it
             block[zigzagToNatural[k]] = dequantise(value, component->quant[k]);
         } else if (r == 0) {
             return 0;
         } else {
             k += 16;
         }
-        bits.load();
     }
-    // Skip phase: every symbol and its value bits dropped in one step where
-    // the short-code table allows.
-    // Several symbols at once from the skip table when none of them can
-    // reach index 63 (the index only grows, so the sum of the advances says so).
+    // Skip phase: several symbols at once from the skip table when none of
+    // them can reach index 63 (the index only grows, so the sum of the
+    // advances says so), else one symbol and its value bits in one step.
     const uint32_t* skip = fast ? skipHuffmanTable(lookup, maxLength) : nullptr;
     for (;;) {
-        if (bits.count < 16) bits.refill();
+        if (bits.count < 16) refill(bits, bf);
         if (skip && bits.count >= 16) {
-            uint32_t run = skip[bits.top(kFastHuffmanBits)];
+            const uint32_t run = skip[bits.top(kFastHuffmanBits)];
             if (skipBitsTaken(run) != 0 && k + static_cast<int32_t>(skipAdvance(run)) < 63) {
                 bits.consume(skipBitsTaken(run));
                 k += static_cast<int32_t>(skipAdvance(run));
-                if (!skipEndsBlock(run)) continue;
-                bits.save();
-                return 0;
+                if (skipEndsBlock(run)) return 0;
+                continue;
             }
         }
-        uint32_t entry = bits.peek(fast);
+        const uint32_t entry = peekCodeAndValue(bits, bf, fast);
+        int32_t r, s;
         if (entry != 0) {
-            int32_t symbol = static_cast<int32_t>(fastSymbol(entry)), r = symbol >> 4, s = symbol & 15;
+            const int32_t symbol = static_cast<int32_t>(fastSymbol(entry));
+            r = symbol >> 4;
+            s = symbol & 15;
             bits.consume(fastCodeLength(entry) + static_cast<uint32_t>(s));
+        } else {
+            const int32_t symbol = plainSymbolOn(bits, bf, lookup, codes, maxLength);
+            if (symbol < 0) return kFailedDc;
+            r = (symbol >> 4) & 15;
+            s = symbol & 15;
             if (s != 0) {
-                k += r + 1;
-                if (k < 63) continue;
-                bits.save();
-                return k == 63 ? 0 : -1;
+                bits = plainSkip(bits, bf, static_cast<uint32_t>(s));
             }
-            if (r == 0) {
-                bits.save();
-                return 0;
-            }
-            k += 16;
-            if (k > kRunawayIndex) {
-                bits.save();
-                return -1;
-            }
-            continue;
         }
-        bits.save();
-        int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
-        if (symbol < 0) {
-            reportJpegError(KJ_TEXT("DC"));
-            return -1;
-        }
-        int32_t r = (symbol >> 4) & 15, s = symbol & 15;
         if (s != 0) {
-            skipBitsFast(bf, static_cast<uint32_t>(s));
             k += r + 1;
-            if (k >= 63) return k == 63 ? 0 : -1;
+            if (k >= 63) return k == 63 ? 0 : kFailedSilently;
         } else if (r == 0) {
             return 0;
         } else {
             k += 16;
-            if (k > kRunawayIndex) return -1;
+            if (k > kRunawayIndex) return kFailedSilently;
         }
-        bits.load();
     }
+}
+
+}  // namespace
+
+int32_t decodeMcuBlocksFast(JpegContext* context, const McuBlockStep& step) {
+    BitstreamFile* bf = context->bitstream;
+    LocalBits bits = load(bf);
+    const int32_t result =
+        forEachMcuBlock(context, step, [&bits, bf, &step](int16_t* block, ComponentRecord* component) {
+            const int32_t outcome = step.keepLimit == kKeepAll
+                                        ? decodeBlockOn(bits, bf, block, component)
+                                        : decodeBlockPartialOn(bits, bf, block, component, step.keepLimit);
+            if (outcome == 0) return 0;
+            save(bits, bf);
+            if (outcome != kFailedSilently) reportJpegError(outcome == kFailedDc ? KJ_TEXT("DC") : KJ_TEXT("AC"));
+            return -1;
+        });
+    save(bits, bf);
+    return result;
 }

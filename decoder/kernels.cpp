@@ -28,23 +28,23 @@ void colourBlockHalvedByRows(const int16_t* y, const int16_t* cb, const int16_t*
 }
 
 const DecoderKernels kScalar = {
-    "scalar", decodeBlock, decodeBlockPartial, inverseDctClampScalar, inverseDct4x4ClampScalar, colourRow8Scalar,
+    "scalar", decodeMcuBlocks, inverseDctClampScalar, inverseDct4x4ClampScalar, colourRow8Scalar,
     colourBlockByRows<colourRow8Scalar>, colourBlockByRows<roundedColourRow8Scalar>, colourRow8WideScalar,
     colourBlockHalvedScalar, colourBlockHalvedByRows<roundedColourRow8WideScalar>, &kPlainProgressive};
 
 #if KELJPEG_X86_KERNELS
 const DecoderKernels kSse2 = {
-    "sse2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampSse2, inverseDct4x4ClampSse2, colourRow8Sse2,
+    "sse2", decodeMcuBlocksFast, inverseDctClampSse2, inverseDct4x4ClampSse2, colourRow8Sse2,
     colourBlockByRows<colourRow8Sse2>, colourBlockByRows<roundedColourRow8Sse2>, colourRow8WideSse2,
     colourBlockHalvedByRows<colourRow8WideSse2>, colourBlockHalvedByRows<roundedColourRow8WideSse2>, &kQuickProgressive};
 const DecoderKernels kAvx2 = {
-    "avx2", decodeBlockFast, decodeBlockPartialFast, inverseDctClampAvx2, inverseDct4x4ClampSse2, colourRow8Avx2,
+    "avx2", decodeMcuBlocksFast, inverseDctClampAvx2, inverseDct4x4ClampSse2, colourRow8Avx2,
     colourBlockAvx2, roundedColourBlockAvx2, colourRow8WideAvx2, colourBlockHalvedAvx2, roundedColourBlockHalvedAvx2,
     &kQuickProgressive};
 #endif
 #if KELJPEG_NEON_KERNELS
 const DecoderKernels kNeon = {
-    "neon", decodeBlockFast, decodeBlockPartialFast, inverseDctClampNeon, inverseDct4x4ClampScalar, colourRow8Neon,
+    "neon", decodeMcuBlocksFast, inverseDctClampNeon, inverseDct4x4ClampScalar, colourRow8Neon,
     colourBlockByRows<colourRow8Neon>, colourBlockByRows<roundedColourRow8Scalar>, colourRow8WideNeon,
     colourBlockHalvedByRows<colourRow8WideNeon>, colourBlockHalvedByRows<roundedColourRow8WideScalar>,
     &kQuickProgressive};

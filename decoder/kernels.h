@@ -12,15 +12,14 @@
 struct JpegContext;
 struct ComponentRecord;
 struct ProgressiveDecoders;
+struct McuBlockStep;
 
 #include "runtime/simd_dispatch.h"
 
 struct DecoderKernels {
     const char* name;  // "scalar", "sse2", "avx2" or "neon"
-    // decodeBlock and decodeBlockPartial (mcu_decode.h).
-    int32_t (*decodeBlock)(JpegContext* context, int16_t* block, ComponentRecord* component);
-    int32_t (*decodeBlockPartial)(JpegContext* context, int16_t* block, ComponentRecord* component,
-                                  int32_t keepLimit);
+    // decodeMcuBlocks (mcu_decode.h).
+    int32_t (*decodeMcuBlocks)(JpegContext* context, const McuBlockStep& step);
     // inverseDct8x8 then clampBlock, in place.
     void (*inverseDctClamp)(int16_t* block);
     // inverseDct4x4 then the 16 samples clamped to -128..127, in place.
@@ -67,9 +66,7 @@ void colourBlockHalvedScalar(const int16_t* y, const int16_t* cb, const int16_t*
                              int32_t rows, bool tall);
 void roundedColourRow8WideScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 // The quick Huffman path (block_decode_fast.cpp).
-[[nodiscard]] int32_t decodeBlockFast(JpegContext* context, int16_t* block, ComponentRecord* component);
-[[nodiscard]] int32_t decodeBlockPartialFast(JpegContext* context, int16_t* block, ComponentRecord* component,
-                                             int32_t keepLimit);
+[[nodiscard]] int32_t decodeMcuBlocksFast(JpegContext* context, const McuBlockStep& step);
 
 #if KELJPEG_X86_KERNELS
 void inverseDctClampSse2(int16_t* block);

@@ -12,26 +12,22 @@
 
 namespace {
 
-// Blocks the MCU walk may fill: the decoded MCU and the expansion scratch
-// after it. Scan records left over from another scan cannot push past it.
-uint32_t blockRoom(const DecoderState& dec) { return dec.blocksPerMcu + dec.scratchBlocks; }
+void inverseDct2x2Clamp(int16_t* block) {
+    inverseDct2x2(block);
+    for (int i : {0, 1, 8, 9}) block[i] = clampSample(block[i]);
+}
 
-// Runs decodeOne on every block of the MCU; stops at the first failure.
-template <typename DecodeOne>
-int32_t forEachMcuBlock(JpegContext* context, DecodeOne decodeOne) {
-    DecoderState& dec = context->dec;
-    int16_t* block = dec.mcuBlocks;
-    if (!block) return -1;
-    uint32_t used = 0, room = blockRoom(dec);
-    for (uint32_t c = 0; c < dec.componentCount && c < 4; ++c) {
-        ComponentRecord* component = &context->componentRecords[c];
-        for (uint32_t b = 0; b < component->blocksInMcu; ++b) {
-            if (++used > room) return -1;
-            if (decodeOne(block, component) != 0) return -1;
-            block += kBlockValues;
-        }
-    }
-    return 0;
+void meanClamp(int16_t* block) {
+    block[0] = clampSample((block[0] + 4) >> 3);  // the 8x8 transform's mean
+}
+
+// One MCU through the chosen kernels' block walk: 1, 0 at the image's end,
+// or -1.
+int32_t decodeMcu(JpegContext* context, const McuBlockStep& step) {
+    if (context->dec.lastMarker == kMarkerEoi) return 0;
+    if (decoderKernels().decodeMcuBlocks(context, step) != 0) return -1;
+    finishMcu(context);
+    return 1;
 }
 
 }  // namespace
@@ -49,57 +45,20 @@ void finishMcu(JpegContext* context) {
 int32_t decodeMcuFull(JpegContext* context) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
     const DecoderKernels& kernels = decoderKernels();
-    int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
-        if (kernels.decodeBlock(context, block, component) != 0) {
-            reportJpegError(KJ_TEXT("UnitNo"));
-            return -1;
-        }
-        kernels.inverseDctClamp(block);
-        return 0;
-    });
-    if (result != 0) return -1;
+    if (kernels.decodeMcuBlocks(context, {0, kKeepAll, kernels.inverseDctClamp}) != 0) {
+        reportJpegError(KJ_TEXT("UnitNo"));
+        return -1;
+    }
     finishMcu(context);
     return 1;
 }
 
+// The reduced sizes clear only the values their transforms read (the 2x2
+// one reads 0, 1, 8 and 9) and keep the coefficients those need.
 int32_t decodeMcuHalf(JpegContext* context) {
-    if (context->dec.lastMarker == kMarkerEoi) return 0;
-    const DecoderKernels& kernels = decoderKernels();
-    int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
-        std::memset(block, 0, 32 * sizeof(int16_t));  // rows 0..3 only; the rest is never read
-        if (kernels.decodeBlockPartial(context, block, component, 24) != 0) return -1;
-        kernels.inverseDct4x4Clamp(block);
-        return 0;
-    });
-    if (result != 0) return -1;
-    finishMcu(context);
-    return 1;
+    return decodeMcu(context, {32, 24, decoderKernels().inverseDct4x4Clamp});
 }
 
-int32_t decodeMcuQuarter(JpegContext* context) {
-    if (context->dec.lastMarker == kMarkerEoi) return 0;
-    const DecoderKernels& kernels = decoderKernels();
-    int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
-        block[1] = block[8] = block[9] = 0;
-        if (kernels.decodeBlockPartial(context, block, component, 4) != 0) return -1;
-        inverseDct2x2(block);
-        for (int i : {0, 1, 8, 9}) block[i] = clampSample(block[i]);
-        return 0;
-    });
-    if (result != 0) return -1;
-    finishMcu(context);
-    return 1;
-}
+int32_t decodeMcuQuarter(JpegContext* context) { return decodeMcu(context, {10, 4, inverseDct2x2Clamp}); }
 
-int32_t decodeMcuEighth(JpegContext* context) {
-    if (context->dec.lastMarker == kMarkerEoi) return 0;
-    const DecoderKernels& kernels = decoderKernels();
-    int32_t result = forEachMcuBlock(context, [context, &kernels](int16_t* block, ComponentRecord* component) {
-        if (kernels.decodeBlockPartial(context, block, component, 0) != 0) return -1;
-        block[0] = clampSample((block[0] + 4) >> 3);  // the 8x8 transform's mean
-        return 0;
-    });
-    if (result != 0) return -1;
-    finishMcu(context);
-    return 1;
-}
+int32_t decodeMcuEighth(JpegContext* context) { return decodeMcu(context, {0, 0, meanClamp}); }

@@ -19,6 +19,23 @@ struct ComponentRecord;
 [[nodiscard]] int32_t decodeBlockPartial(JpegContext* context, int16_t* block, ComponentRecord* component,
                                          int32_t keepLimit);
 
+// What the MCU decoders do to each block around its decoding: clear the
+// first clearValues values (the reduced-size decoders leave blocks
+// uncleared), keep coefficients up to keepLimit (kKeepAll: decodeBlock's
+// full decode; else decodeBlockPartial's limit), then turn the block into
+// samples with finish before the next block is read.
+constexpr int32_t kKeepAll = 64;
+struct McuBlockStep {
+    int32_t clearValues;
+    int32_t keepLimit;
+    void (*finish)(int16_t* block);
+};
+
+// Every block of the MCU, component by component, each component's H x V
+// blocks in raster order, into mcuBlocks; 0, or -1 at the first block that
+// fails (after its block decoder's report).
+[[nodiscard]] int32_t decodeMcuBlocks(JpegContext* context, const McuBlockStep& step);
+
 // MCU bookkeeping shared by every MCU decoder: counts the MCU, processes a
 // restart at the interval, and after the image's last MCU records the marker
 // that follows in lastMarker.

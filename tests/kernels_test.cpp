@@ -11,7 +11,10 @@
 
 #include "KelJPEG.h"
 #include "decoder/colour_tables.h"
+#include "context/jpeg_context.h"
 #include "decoder/kernels.h"
+#include "decoder/mcu_decode.h"
+#include "decoder_test_support.h"
 #include "decoder/standard/standard_decode.h"
 #include "standard_test_support.h"
 #include "encoder/forward_dct.h"
@@ -425,6 +428,93 @@ TEST(VectorKernels, DamagedPicturesDecodeAlikeWithFastPathsOnAndOff) {
             }
             expectSameDecodes(jpeg, "damaged picture of " + std::to_string(clean.size()) + " bytes, trial " +
                                         std::to_string(trial));
+        }
+    }
+    forceScalarKernels(false);
+}
+
+// Where a reader stands: the bits it holds and the bytes left in its read
+// buffer, stuffed zeros dropped, with the source's counters. Two readers at
+// the same point of the data give the same state however many bytes each
+// has taken ahead, unless one met a marker or the buffer's end differently.
+std::string readerState(const BitstreamFile& bf) {
+    std::string out = std::to_string(bf.status) + "/" + std::to_string(bf.bufferedCount) + "/" +
+                      std::to_string(bf.bytePosition) + "/" + std::to_string(bf.memPosition) + ":";
+    for (uint32_t i = 0; i < bf.bitCount; ++i) out += (bf.bitBuffer >> (31 - i)) & 1 ? '1' : '0';
+    for (uint32_t i = bf.readIndex; i < bf.bufferedCount; ++i) {
+        const uint8_t b = bf.readBuffer[i];
+        for (int j = 7; j >= 0; --j) out += (b >> j) & 1 ? '1' : '0';
+        if (b == 0xFF && i + 1 < bf.bufferedCount && bf.readBuffer[i + 1] == 0) ++i;
+    }
+    return out;
+}
+
+// Decodes MCU by MCU with the plain and the quick reader side by side and
+// compares everything either leaves behind after each MCU: result, reports,
+// blocks, predictors, restart bookkeeping and the reader's state.
+void expectSameMcus(const std::vector<uint8_t>& jpeg, const std::string& what) {
+    const McuDecoder decoders[] = {decodeMcuFull, decodeMcuHalf, decodeMcuQuarter, decodeMcuEighth};
+    for (size_t scale = 0; scale < 4; ++scale) {
+        testing_support::ReportCapture capture;
+        decoder_testing::MemoryDecode plain(jpeg), quick(jpeg);
+        if (!plain.handle || !quick.handle) {
+            ASSERT_EQ(plain.handle == nullptr, quick.handle == nullptr) << what;
+            return;
+        }
+        const DecoderState& dec = plain.handle->dec;
+        for (uint32_t mcu = 0; mcu <= dec.totalMcus; ++mcu) {
+            const std::string where = what + ", scale " + std::to_string(scale) + ", MCU " + std::to_string(mcu);
+            capture.clear();
+            forceScalarKernels(true);
+            const int32_t plainResult = decoders[scale](plain.handle);
+            const std::vector<std::string> plainReports = capture.texts();
+            capture.clear();
+            forceScalarKernels(false);
+            const int32_t quickResult = decoders[scale](quick.handle);
+            ASSERT_EQ(plainResult, quickResult) << where;
+            ASSERT_EQ(plainReports, capture.texts()) << where;
+            ASSERT_EQ(readerState(*plain.handle->bitstream), readerState(*quick.handle->bitstream)) << where;
+            ASSERT_EQ(std::vector<int16_t>(dec.mcuBlocks, dec.mcuBlocks + dec.blocksPerMcu * 64),
+                      std::vector<int16_t>(quick.handle->dec.mcuBlocks, quick.handle->dec.mcuBlocks + dec.blocksPerMcu * 64))
+                << where;
+            for (uint32_t c = 0; c < dec.componentCount; ++c)
+                ASSERT_EQ(plain.handle->componentRecords[c].dcPredictor, quick.handle->componentRecords[c].dcPredictor)
+                    << where;
+            ASSERT_EQ(plain.handle->mcuCounter, quick.handle->mcuCounter) << where;
+            ASSERT_EQ(dec.lastMarker, quick.handle->dec.lastMarker) << where;
+            if (plainResult <= 0) break;
+        }
+    }
+}
+
+// The quick reader holds up to 64 bits through an MCU, takes stuffed bytes
+// itself and hands the plain reader's state back after it. Streams with much
+// stuffing (high qualities), restarts, reads across the 4096-byte buffer and
+// damage of every kind must leave both readers in the same state after
+// every MCU.
+TEST(VectorKernels, QuickReaderLeavesThePlainReadersStateAfterEveryMcu) {
+    std::mt19937 rng(7);
+    std::vector<std::vector<uint8_t>> clean;
+    for (const Shape& shape : kShapes)
+        for (uint16_t restart : {0, 2})
+            clean.push_back(encodePicture(shape.sampling, shape.components, 64, 40, 100, restart, shape.sampling + restart));
+    clean.push_back(encodePicture(0x221111, 3, 160, 120, 98, 7, 5));  // over 4096 bytes
+    for (const std::vector<uint8_t>& picture : clean) {
+        ASSERT_GT(picture.size(), 700u);
+        expectSameMcus(picture, "clean picture of " + std::to_string(picture.size()) + " bytes");
+        std::uniform_int_distribution<size_t> at(620, picture.size() - 3);  // past the headers
+        for (int trial = 0; trial < 16; ++trial) {
+            std::vector<uint8_t> jpeg = picture;
+            const size_t p = at(rng);
+            switch (trial % 5) {
+                case 0: jpeg[p] ^= static_cast<uint8_t>(1 + rng() % 255); break;
+                case 1: jpeg[p] = 0xFF; break;
+                case 2: jpeg[p] = 0xFF, jpeg[p + 1] = static_cast<uint8_t>(0xC0 + rng() % 0x3F); break;
+                case 3: jpeg[p] = 0xFF, jpeg[p + 1] = 0; break;  // a stuffed byte where none was
+                default: jpeg.resize(p); break;
+            }
+            expectSameMcus(jpeg, "damaged picture of " + std::to_string(picture.size()) + " bytes, trial " +
+                                     std::to_string(trial) + " at " + std::to_string(p));
         }
     }
     forceScalarKernels(false);
