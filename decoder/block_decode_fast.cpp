@@ -34,15 +34,16 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
 // which meets them with every byte before them fetched, as it would itself
 // have fetched them by then. Which bytes are already buffered is otherwise
 // free. So the hand-back returns the bytes that do not fit the 32-bit
-// buffer to the read buffer: with 44 bits held, two bytes go back (a stuffed
-// pair as its two raw bytes) and 28 bits stay.
+// buffer to the read buffer: with 44 bits held, two bytes go back and 28
+// bits stay. A stuffed pair is only taken into the first 32 bits, so that
+// it always stays: bytes go back from the end, and the kept bits end at the
+// last byte boundary within 32 bits.
 //
-// The state is passed by value to the paths taken rarely, never by address,
-// so that the compiler keeps it in registers through the hot loops.
+// The state is 16 bytes, passed by value to the paths taken rarely and
+// never by address, so that the compiler keeps it in registers.
 struct LocalBits {
     uint64_t buffer;  // top `count` bits are the next bits; below them zeros
     uint32_t count, index;
-    uint32_t loadIndex;  // raw bytes from here to index were taken by the locals
 
     uint32_t top(uint32_t n) const { return static_cast<uint32_t>(buffer >> (64 - n)); }
     void consume(uint32_t n) {
@@ -51,26 +52,18 @@ struct LocalBits {
     }
 };
 
-LocalBits load(const BitstreamFile* bf) { return {uint64_t{bf->bitBuffer} << 32, bf->bitCount, bf->readIndex, bf->readIndex}; }
+LocalBits load(const BitstreamFile* bf) { return {uint64_t{bf->bitBuffer} << 32, bf->bitCount, bf->readIndex}; }
 
-KELJPEG_NOINLINE void save(const LocalBits bits, BitstreamFile* bf) {
-    // Raw units from loadIndex are single bytes or stuffed pairs; find where
-    // the ones to keep end.
-    uint32_t keep = 0, kept = bits.count, rawIndex = bits.loadIndex;
+void save(const LocalBits bits, BitstreamFile* bf) {
+    uint32_t kept = bits.count, back = 0;
     if (kept > 32) {
-        const uint32_t back = (kept - 25) / 8;  // whole bytes, leaving 25..32 bits
+        back = (kept - 25) / 8;  // whole bytes, leaving 25..32 bits
         kept -= 8 * back;
-        uint32_t units = 0;
-        for (uint32_t i = bits.loadIndex; i < bits.index; i += bf->readBuffer[i] == 0xFF ? 2 : 1) ++units;
-        keep = units - back;
-        for (uint32_t u = 0; u < keep; ++u) rawIndex += bf->readBuffer[rawIndex] == 0xFF ? 2 : 1;
-    } else {
-        rawIndex = bits.index;
     }
     const uint64_t top = kept == 0 ? 0 : bits.buffer & (~uint64_t{0} << (64 - kept));
     bf->bitBuffer = static_cast<uint32_t>(top >> 32);
     bf->bitCount = kept;
-    bf->readIndex = rawIndex;
+    bf->readIndex = bits.index - back;
 }
 
 uint64_t bigEndian64(const uint8_t* p) {
@@ -87,8 +80,9 @@ KELJPEG_NOINLINE LocalBits refillBytes(LocalBits bits, const BitstreamFile* bf) 
         const uint64_t b = raw[bits.index];
         uint32_t step = 1;
         if (b == 0xFF) {
-            // A marker, or a 0xFF whose next byte is still to be read.
-            if (bits.index + 1 >= end || raw[bits.index + 1] != 0) break;
+            // A marker, a 0xFF whose next byte is still to be read, or a
+            // stuffed pair that would lie past the first 32 bits.
+            if (bits.index + 1 >= end || raw[bits.index + 1] != 0 || bits.count > 24) break;
             step = 2;
         }
         bits.index += step;
@@ -133,20 +127,16 @@ inline uint32_t peekCodeAndValue(LocalBits& bits, const BitstreamFile* bf, const
 }
 
 // What the plain reader does itself: a long code, value bits near a marker.
-struct PlainStep {
-    LocalBits bits;
-    int32_t result;
-};
-KELJPEG_NOINLINE PlainStep plainSymbol(LocalBits bits, BitstreamFile* bf, const HuffmanLookupTable* lookup,
-                                       const HuffmanCode* codes, uint32_t maxLength) {
+KELJPEG_NOINLINE LocalBits plainSymbol(LocalBits bits, BitstreamFile* bf, const HuffmanLookupTable* lookup,
+                                       const HuffmanCode* codes, uint32_t maxLength, int32_t* symbol) {
     save(bits, bf);
-    const int32_t symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
-    return {load(bf), symbol};
+    *symbol = decodeHuffmanSymbolFast(bf, lookup, codes, maxLength);
+    return load(bf);
 }
-KELJPEG_NOINLINE PlainStep plainValue(LocalBits bits, BitstreamFile* bf, uint32_t s) {
+KELJPEG_NOINLINE LocalBits plainValue(LocalBits bits, BitstreamFile* bf, uint32_t s, int32_t* value) {
     save(bits, bf);
-    const int32_t value = extendValue(getBits(bf, s), s);
-    return {load(bf), value};
+    *value = extendValue(getBits(bf, s), s);
+    return load(bf);
 }
 KELJPEG_NOINLINE LocalBits plainSkip(LocalBits bits, BitstreamFile* bf, uint32_t s) {
     save(bits, bf);
@@ -159,9 +149,9 @@ KELJPEG_NOINLINE LocalBits plainSkip(LocalBits bits, BitstreamFile* bf, uint32_t
 inline int32_t receiveExtend(LocalBits& bits, BitstreamFile* bf, uint32_t s) {
     if (bits.count < s) refill(bits, bf);
     if (bits.count < s) {
-        const PlainStep step = plainValue(bits, bf, s);
-        bits = step.bits;
-        return step.result;
+        int32_t value;
+        bits = plainValue(bits, bf, s, &value);
+        return value;
     }
     const uint32_t v = bits.top(s);
     bits.consume(s);
@@ -170,9 +160,9 @@ inline int32_t receiveExtend(LocalBits& bits, BitstreamFile* bf, uint32_t s) {
 
 inline int32_t plainSymbolOn(LocalBits& bits, BitstreamFile* bf, const HuffmanLookupTable* lookup,
                              const HuffmanCode* codes, uint32_t maxLength) {
-    const PlainStep step = plainSymbol(bits, bf, lookup, codes, maxLength);
-    bits = step.bits;
-    return step.result;
+    int32_t symbol;
+    bits = plainSymbol(bits, bf, lookup, codes, maxLength, &symbol);
+    return symbol;
 }
 
 inline const uint32_t* shortCodes(const HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxLength) {
