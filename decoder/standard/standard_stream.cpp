@@ -286,18 +286,22 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
     const DecoderKernels& kernels = decoderKernels();
     const BlockUse use = kBlockUse[scale >= 3 ? 3 : scale];
     const StandardScan& scan = sd->scan;
-    for (uint32_t i = 0; i < scan.count; ++i) {
+    // The reader in a local through the MCU, so that it stays in registers.
+    EntropyReader reader = st.reader;
+    bool ok = true;
+    for (uint32_t i = 0; ok && i < scan.count; ++i) {
         const uint32_t c = scan.component[i];
         StandardComponent& component = sd->components[c];
         const StandardHuffman& dc = sd->dcTables[scan.dcTable[i]];
         const StandardHuffman& ac = sd->acTables[scan.acTable[i]];
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
-        for (uint32_t b = 0; b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
-            if (!decodeBlock(st.reader, dc, ac, component, block, use)) return false;
-            transformBlock(block, scale, kernels);
+        for (uint32_t b = 0; ok && b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
+            ok = decodeBlock(reader, dc, ac, component, block, use);
+            if (ok) transformBlock(block, scale, kernels);
         }
     }
-    return true;
+    st.reader = reader;
+    return ok;
 }
 
 // ---- Band writers: the block positions of one MCU as pixels ----
