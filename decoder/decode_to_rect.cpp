@@ -70,8 +70,8 @@ int32_t deliverSequentialRows(JpegContext* context, ImageRect* rect, uint32_t ro
     const int32_t blockSide = full ? 8 : 1 << scale;
     const int32_t shift = full ? 0 : 3 - scale;
     const McuOutput output = full ? selectMcuOutput(context, rect)
-                                  : McuOutput{selectExpander(context),
-                                              dec.componentCount < 3 ? jpegDecodeWriteGray : jpegDecodeWriteBGR};
+                             : dec.componentCount < 3 ? McuOutput{selectExpander(context), jpegDecodeWriteGray}
+                                                      : colourOutput(context, ColourRule::Tables, blockSide);
     BandLoop loop{};
     loop.stage = {decodeNextMcu, &decoder, output.expand, output.write, samplingMask(context), blockSide,
                   static_cast<int32_t>(dec.mcuWidth) >> shift};

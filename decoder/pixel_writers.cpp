@@ -98,6 +98,34 @@ void writeHalfSizeColour(const PositionBlocks& blocks, int32_t rows, uint8_t* or
     }
 }
 
+// Half size, where a 4:2:0 or 4:2:2 MCU is eight pixels wide: the luma rows
+// of its two positions side by side make eight-pixel rows, and chroma rows
+// are read in place, four samples each taken for two pixels. False when the
+// band holds less than the whole MCU's width.
+template <typename ColourBlockHalved>
+bool writeHalfSizeMcu(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w,
+                      ColourBlockHalved colourBlock) {
+    const DecoderState& dec = context->dec;
+    if (w < 8) return false;
+    const bool tall = dec.maxV == 2;
+    const uint32_t* index = dec.mcuXYBlocksIndex;
+    for (int32_t slice = 0; slice < static_cast<int32_t>(dec.maxV); ++slice, index += 8) {
+        int32_t rows = band->height - 4 * slice;
+        if (rows <= 0) break;
+        if (rows > 4) rows = 4;
+        const int16_t* left = dec.mcuXYBlocks[index[0]];
+        const int16_t* right = dec.mcuXYBlocks[index[4]];
+        int16_t luma[4 * 8];
+        for (int32_t r = 0; r < rows; ++r) {
+            std::memcpy(luma + 8 * r, left + 8 * r, 4 * sizeof(int16_t));
+            std::memcpy(luma + 8 * r + 4, right + 8 * r, 4 * sizeof(int16_t));
+        }
+        uint8_t* out = band->bits + static_cast<ptrdiff_t>(4 * slice) * band->stride + static_cast<ptrdiff_t>(x) * 3;
+        colourBlock(luma, dec.mcuXYBlocks[index[1]], dec.mcuXYBlocks[index[2]], out, band->stride, rows, tall);
+    }
+    return true;
+}
+
 }  // namespace
 
 void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
@@ -146,12 +174,13 @@ void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band
     });
 }
 
-// Full-size 4:2:0 and 4:2:2 colour with chroma read where it lies (the
+// 4:2:0 and 4:2:2 colour at full and half size with chroma read where it lies (the
 // entries point at the covering part of each chroma block): row r of a
 // position reads chroma row r, or r / 2 when the MCU is two blocks tall, and
 // column c reads chroma column c / 2.
 void jpegDecodeWriteBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
     const DecoderKernels& kernels = decoderKernels();
+    if (n == 4 && writeHalfSizeMcu(context, band, x, w, kernels.colourBlockHalved)) return;
     const ptrdiff_t stride = band->stride;
     const bool tall = context->dec.maxV == 2;
     forEachBlock(context, band, x, w, n, 3, [&kernels, stride, tall](const PositionBlocks& blocks, uint8_t* origin,
@@ -172,6 +201,7 @@ void jpegDecodeWriteBGRHalvedChroma(const JpegContext* context, const ImageRect*
 void jpegDecodeWriteRoundedBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w,
                                            int32_t n) {
     const auto colourBlock = decoderKernels().roundedColourBlockHalved;
+    if (n == 4 && writeHalfSizeMcu(context, band, x, w, colourBlock)) return;
     const ptrdiff_t stride = band->stride;
     const bool tall = context->dec.maxV == 2;
     forEachBlock(context, band, x, w, n, 3, [colourBlock, stride, tall](const PositionBlocks& blocks, uint8_t* origin,
@@ -275,7 +305,7 @@ McuOutput selectMcuOutput(const JpegContext* context, const ImageRect* rect) {
 
 McuOutput colourOutput(const JpegContext* context, ColourRule rule, int32_t n) {
     const bool tables = rule == ColourRule::Tables;
-    if (n == 8 && chromaHalved(context))
+    if ((n == 8 || n == 4) && chromaHalved(context))
         return {jpegDecodePointHalvedChroma, tables ? jpegDecodeWriteBGRHalvedChroma : jpegDecodeWriteRoundedBGRHalvedChroma};
     return {selectExpander(context), tables ? jpegDecodeWriteBGR : jpegDecodeWriteRoundedBGR};
 }

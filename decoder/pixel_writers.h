@@ -35,8 +35,8 @@ inline int32_t inkUnderBlack(int32_t ink, int32_t black) { return (ink * black +
 
 using PixelWriter = void (*)(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 
-// 4:2:0 and 4:2:2 colour at full size, chroma read where it lies (after
-// jpegDecodePointHalvedChroma), in the legacy tables' colours or rounded.
+// 4:2:0 and 4:2:2 colour at full and half size, chroma read where it lies
+// (after jpegDecodePointHalvedChroma), in the legacy tables' colours or rounded.
 void jpegDecodeWriteBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n);
 void jpegDecodeWriteRoundedBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w,
                                            int32_t n);
@@ -55,6 +55,6 @@ McuOutput selectMcuOutput(const JpegContext* context, const ImageRect* rect);
 // How YCbCr becomes blue, green, red: the legacy colour tables, or every
 // term rounded (standard mode).
 enum class ColourRule { Tables, Rounded };
-// Colour output at block side n: at full size 4:2:0 and 4:2:2 chroma is read
-// where it lies; other shapes and sizes are expanded first.
+// Colour output at block side n: at full and half size 4:2:0 and 4:2:2
+// chroma is read where it lies; other shapes and sizes are expanded first.
 McuOutput colourOutput(const JpegContext* context, ColourRule rule, int32_t n);
