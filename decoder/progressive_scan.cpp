@@ -5,33 +5,47 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/huffman_decode.h"
-#include "decoder/huffman_fast.h"
+#include "decoder/local_bits.h"
 #include "decoder/kernels.h"
 #include "decoder/progressive_decode.h"
 #include "runtime/report.h"
 
 namespace {
 
-// The reader's calls, plain or on the quick path (the same bits and symbols,
-// with fewer refills): each scan decoder below exists in both forms.
-template <bool quick>
-inline int32_t nextSymbol(BitstreamFile* bf, const HuffmanLookupTable* lookup, const HuffmanCode* codes,
-                          uint32_t maxCodeLength) {
-    return quick ? decodeHuffmanSymbolFast(bf, lookup, codes, maxCodeLength)
-                 : decodeHuffmanSymbol(bf, lookup, codes, maxCodeLength);
-}
+// The reader's calls on the reader itself, or on the quick path's locals
+// (the same bits and symbols, with fewer refills and short codes from the
+// small table), handed back when the block is done: each scan decoder below
+// exists in both forms.
+struct PlainReader {
+    BitstreamFile* bf;
+    explicit PlainReader(BitstreamFile* reader) : bf(reader) {}
+    int32_t symbol(const HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxLength) {
+        return decodeHuffmanSymbol(bf, lookup, codes, maxLength);
+    }
+    uint32_t take(uint32_t n) { return getBits(bf, n); }
+    void handBack() {}
+};
 
-template <bool quick>
-inline uint32_t nextBits(BitstreamFile* bf, uint32_t n) {
-    return quick ? getBitsFast(bf, n) : getBits(bf, n);
-}
+struct QuickReader {
+    BitstreamFile* bf;
+    LocalBits bits;
+    explicit QuickReader(BitstreamFile* reader) : bf(reader), bits(load(reader)) {}
+    int32_t symbol(const HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxLength) {
+        const uint32_t entry = peekCode(bits, bf, shortCodes(lookup, codes, maxLength));
+        if (entry == 0) return plainSymbolOn(bits, bf, lookup, codes, maxLength);
+        bits.consume(fastCodeLength(entry));
+        return static_cast<int32_t>(fastSymbol(entry));
+    }
+    uint32_t take(uint32_t n) { return takeBits(bits, bf, n); }
+    void handBack() { save(bits, bf); }
+};
 
 // A received value of s bits. Size 16 has no EXTEND threshold: its raw bits
 // are the value. Larger sizes cannot be received and mark a corrupt stream.
-template <bool quick>
-[[nodiscard]] bool receiveSigned(BitstreamFile* bf, int32_t s, int32_t* value) {
+template <class Reader>
+[[nodiscard]] bool receiveSigned(Reader& in, int32_t s, int32_t* value) {
     if (s > 16) return false;
-    const uint32_t bits = s == 0 ? 0 : nextBits<quick>(bf, static_cast<uint32_t>(s));
+    const uint32_t bits = s == 0 ? 0 : in.take(static_cast<uint32_t>(s));
     *value = s == 16 ? static_cast<int32_t>(bits) : extendValue(bits, static_cast<uint32_t>(s));
     return true;
 }
@@ -44,18 +58,18 @@ int16_t shiftedCoefficient(int32_t value, uint32_t al) {
 
 // A correction bit for a coefficient already known to be non-zero: the bit of
 // weight p is added away from zero unless the coefficient already has it.
-template <bool quick>
-void correctCoefficient(BitstreamFile* bf, int16_t* coefficient, int32_t p) {
-    if (nextBits<quick>(bf, 1) == 0) return;
+template <class Reader>
+void correctCoefficient(Reader& in, int16_t* coefficient, int32_t p) {
+    if (in.take(1) == 0) return;
     if ((*coefficient & p) != 0) return;
     *coefficient = static_cast<int16_t>(*coefficient >= 0 ? *coefficient + p : *coefficient - p);
 }
 
 // Reads the run length of an end-of-band code with r extra bits: 2^r + bits.
-template <bool quick>
-int32_t endOfBandRun(BitstreamFile* bf, uint32_t r) {
+template <class Reader>
+int32_t endOfBandRun(Reader& in, uint32_t r) {
     int32_t run = 1 << r;
-    if (r > 0) run += static_cast<int32_t>(nextBits<quick>(bf, r));
+    if (r > 0) run += static_cast<int32_t>(in.take(r));
     return run;
 }
 
@@ -63,13 +77,12 @@ int32_t endOfBandRun(BitstreamFile* bf, uint32_t r) {
 // (at a restart point) changed it; the walks refuse such scans up front.
 uint32_t lastCoefficient(const ScanHeader& scan) { return scan.se < 63 ? scan.se : 63; }
 
-template <bool quick>
-int32_t dcFirst(JpegContext* context, int16_t* block, ComponentRecord* component) {
+template <class Reader>
+int32_t dcFirstWith(Reader& in, JpegContext* context, int16_t* block, ComponentRecord* component) {
     std::memset(block, 0, kBlockBytes);
-    BitstreamFile* bf = context->bitstream;
-    int32_t s = nextSymbol<quick>(bf, component->dcLookupTable, component->dcCodeTable, component->dcMaxCodeLength);
+    int32_t s = in.symbol(component->dcLookupTable, component->dcCodeTable, component->dcMaxCodeLength);
     int32_t difference = 0;
-    if (s < 0 || !receiveSigned<quick>(bf, s, &difference)) {
+    if (s < 0 || !receiveSigned(in, s, &difference)) {
         reportJpegError(KJ_TEXT("DC-Base"));
         return -1;
     }
@@ -82,28 +95,20 @@ int32_t dcFirst(JpegContext* context, int16_t* block, ComponentRecord* component
     return 0;
 }
 
-template <bool quick>
-int32_t dcRefine(JpegContext* context, int16_t* block, ComponentRecord* /*component*/) {
-    if (nextBits<quick>(context->bitstream, 1) != 0) {
-        block[0] = static_cast<int16_t>(static_cast<uint16_t>(block[0]) | (1u << context->dec.scan.al));
-    }
+template <class Reader>
+int32_t dcRefineWith(Reader& in, JpegContext* context, int16_t* block, ComponentRecord* /*component*/) {
+    if (in.take(1) != 0) block[0] = static_cast<int16_t>(static_cast<uint16_t>(block[0]) | (1u << context->dec.scan.al));
     return 0;
 }
 
-template <bool quick>
-int32_t acFirst(JpegContext* context, int16_t* block, ComponentRecord* component) {
+template <class Reader>
+int32_t acFirstWith(Reader& in, JpegContext* context, int16_t* block, ComponentRecord* component) {
     DecoderState& dec = context->dec;
-    if (dec.eobRun > 0) {
-        --dec.eobRun;
-        return 0;
-    }
     const uint32_t se = lastCoefficient(dec.scan);
     uint32_t k = dec.scan.ss;
     if (k > se) return 0;
-    BitstreamFile* bf = context->bitstream;
     for (;;) {
-        int32_t symbol =
-            nextSymbol<quick>(bf, component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
+        int32_t symbol = in.symbol(component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
         if (symbol < 0) {
             reportJpegError(KJ_TEXT("AC-Base"));
             return -1;
@@ -113,11 +118,11 @@ int32_t acFirst(JpegContext* context, int16_t* block, ComponentRecord* component
         if (s != 0) {
             k += r;
             if (k > 63) return -1;  // a run past the block's end: corrupt data
-            block[zigzagToNatural[k]] = shiftedCoefficient(extendValue(nextBits<quick>(bf, s), s), dec.scan.al);
+            block[zigzagToNatural[k]] = shiftedCoefficient(extendValue(in.take(s), s), dec.scan.al);
         } else if (r == 15) {
             k += 15;
         } else {
-            dec.eobRun = endOfBandRun<quick>(bf, r) - 1;  // this block ends the band too
+            dec.eobRun = endOfBandRun(in, r) - 1;  // this block ends the band too
             return 0;
         }
         if (++k > se) return 0;
@@ -127,12 +132,12 @@ int32_t acFirst(JpegContext* context, int16_t* block, ComponentRecord* component
 // Step through the refinement walk: from k, correct the non-zero coefficients
 // passed and stop at the zero that has run zeros before it (k then names that
 // position), or past Se. Returns the new k.
-template <bool quick>
-uint32_t walkRefinement(BitstreamFile* bf, int16_t* block, uint32_t k, uint32_t se, int32_t run, int32_t p) {
+template <class Reader>
+uint32_t walkRefinement(Reader& in, int16_t* block, uint32_t k, uint32_t se, int32_t run, int32_t p) {
     for (; k <= se; ++k) {
         int16_t* coefficient = &block[zigzagToNatural[k]];
         if (*coefficient != 0) {
-            correctCoefficient<quick>(bf, coefficient, p);
+            correctCoefficient(in, coefficient, p);
         } else if (--run < 0) {
             break;
         }
@@ -140,18 +145,16 @@ uint32_t walkRefinement(BitstreamFile* bf, int16_t* block, uint32_t k, uint32_t 
     return k;
 }
 
-template <bool quick>
-int32_t acRefine(JpegContext* context, int16_t* block, ComponentRecord* component) {
+template <class Reader>
+int32_t acRefineWith(Reader& in, JpegContext* context, int16_t* block, ComponentRecord* component) {
     DecoderState& dec = context->dec;
-    BitstreamFile* bf = context->bitstream;
     const uint32_t se = lastCoefficient(dec.scan);
     const int32_t p = 1 << dec.scan.al;
     uint32_t k = dec.scan.ss;
     if (dec.eobRun == 0) {
         if (k > se) return 0;
         for (;;) {
-            int32_t symbol =
-                nextSymbol<quick>(bf, component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
+            int32_t symbol = in.symbol(component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
             if (symbol < 0) {
                 reportJpegError(KJ_TEXT("AC-Diff"));
                 return -1;
@@ -161,12 +164,12 @@ int32_t acRefine(JpegContext* context, int16_t* block, ComponentRecord* componen
             int32_t newValue = 0;
             if (s != 0) {
                 if (s != 1) return -1;  // a refinement can only add +-1 << Al
-                newValue = nextBits<quick>(bf, 1) != 0 ? p : -p;
+                newValue = in.take(1) != 0 ? p : -p;
             } else if (r != 15) {
-                dec.eobRun = endOfBandRun<quick>(bf, r);
+                dec.eobRun = endOfBandRun(in, r);
                 break;  // the band ends here: correct the rest below
             }
-            k = walkRefinement<quick>(bf, block, k, se, static_cast<int32_t>(r), p);
+            k = walkRefinement(in, block, k, se, static_cast<int32_t>(r), p);
             // The position after the walk may lie past Se; past the block it is dropped.
             if (newValue != 0 && k <= 63) block[zigzagToNatural[k]] = static_cast<int16_t>(newValue);
             if (++k > se) return 0;
@@ -174,16 +177,41 @@ int32_t acRefine(JpegContext* context, int16_t* block, ComponentRecord* componen
     }
     for (; k <= se; ++k) {
         int16_t* coefficient = &block[zigzagToNatural[k]];
-        if (*coefficient != 0) correctCoefficient<quick>(bf, coefficient, p);
+        if (*coefficient != 0) correctCoefficient(in, coefficient, p);
     }
     --dec.eobRun;
     return 0;
 }
 
+// A scan decoder on a reader of the kind given, handed back after the block.
+template <class Reader, int32_t (*decodeWith)(Reader&, JpegContext*, int16_t*, ComponentRecord*)>
+int32_t onReader(JpegContext* context, int16_t* block, ComponentRecord* component) {
+    Reader in(context->bitstream);
+    const int32_t result = decodeWith(in, context, block, component);
+    in.handBack();
+    return result;
+}
+
+// Blocks inside an end-of-band run read nothing.
+template <class Reader>
+int32_t acFirst(JpegContext* context, int16_t* block, ComponentRecord* component) {
+    if (context->dec.eobRun > 0) {
+        --context->dec.eobRun;
+        return 0;
+    }
+    return onReader<Reader, acFirstWith<Reader>>(context, block, component);
+}
+
 }  // namespace
 
-const ProgressiveDecoders kPlainProgressive = {dcFirst<false>, dcRefine<false>, acFirst<false>, acRefine<false>};
-const ProgressiveDecoders kQuickProgressive = {dcFirst<true>, dcRefine<true>, acFirst<true>, acRefine<true>};
+template <class Reader>
+constexpr ProgressiveDecoders decodersOn() {
+    return {onReader<Reader, dcFirstWith<Reader>>, onReader<Reader, dcRefineWith<Reader>>, acFirst<Reader>,
+            onReader<Reader, acRefineWith<Reader>>};
+}
+
+const ProgressiveDecoders kPlainProgressive = decodersOn<PlainReader>();
+const ProgressiveDecoders kQuickProgressive = decodersOn<QuickReader>();
 
 ScanDecoder selectScanDecoder(const JpegContext* context) {
     const ProgressiveDecoders& decoders = *decoderKernels().progressive;
