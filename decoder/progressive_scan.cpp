@@ -1,20 +1,14 @@
 // The four block decoders of progressive scans. Coefficients are kept
 // quantised and pre-shifted by Al: a first pass stores value << Al, each
 // refinement pass adds the bit of weight 1 << Al.
-#include <array>
 #include <cstring>
-
-#if defined(__SSE2__) || defined(_M_X64)
-#include <emmintrin.h>
-#define KELJPEG_SSE2_BASELINE 1
-#endif
 
 #include "context/jpeg_context.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/local_bits.h"
 #include "decoder/kernels.h"
 #include "decoder/progressive_decode.h"
-#include "runtime/bit_scan.h"
+#include "decoder/refinement_mask.h"
 #include "runtime/report.h"
 
 namespace {
@@ -154,66 +148,12 @@ uint32_t walkRefinement(Reader& in, int16_t* block, uint32_t k, uint32_t se, int
     return k;
 }
 
-// For the quick refinement walk: which coefficients of a block are non-zero,
-// as a mask in zigzag order (bit k for zigzag position k). A row of eight
-// natural-order flags becomes zigzag bits through one table per row: row 0's
-// flags 0b11 (coefficients 0 and 1) give zigzag bits 0 and 1, row 1's flag
-// 0b1 (coefficient 8) gives bit 2.
-using ZigzagRowBits = std::array<std::array<uint64_t, 256>, 8>;
-constexpr ZigzagRowBits makeZigzagRowBits() {
-    ZigzagRowBits table{};
-    for (int row = 0; row < 8; ++row)
-        for (int flags = 0; flags < 256; ++flags)
-            for (int column = 0; column < 8; ++column)
-                if (flags & (1 << column)) table[row][flags] |= uint64_t{1} << naturalToZigzag[row * 8 + column];
-    return table;
-}
-constexpr ZigzagRowBits kZigzagRowBits = makeZigzagRowBits();
-
-inline uint64_t nonzeroInZigzagOrder(const int16_t* block) {
-    uint64_t mask = 0;
-#if KELJPEG_SSE2_BASELINE
-    const __m128i zero = _mm_setzero_si128();
-    for (int row = 0; row < 8; row += 2) {
-        const __m128i a = _mm_cmpeq_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block + 8 * row)), zero);
-        const __m128i b = _mm_cmpeq_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block + 8 * row + 8)), zero);
-        const uint32_t nonzero = ~static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(a, b)));
-        mask |= kZigzagRowBits[row][nonzero & 0xFF] | kZigzagRowBits[row + 1][(nonzero >> 8) & 0xFF];
-    }
-#else
-    for (int row = 0; row < 8; ++row) {
-        uint32_t flags = 0;
-        for (int column = 0; column < 8; ++column) flags |= (block[row * 8 + column] != 0 ? 1u : 0u) << column;
-        mask |= kZigzagRowBits[row][flags];
-    }
-#endif
-    return mask;
-}
-
-// Bits first..last (first <= last <= 63).
-inline uint64_t bitRange(uint32_t first, uint32_t last) { return (~uint64_t{0} >> (63 - last)) & (~uint64_t{0} << first); }
-
-// Corrects the non-zero coefficients among the positions of `positions`, in
-// zigzag order.
-template <class Reader>
-void correctAt(Reader& in, int16_t* block, uint64_t positions, int32_t p) {
-    for (; positions != 0; positions &= positions - 1)
-        correctCoefficient(in, &block[zigzagToNatural[lowestSetBit(positions)]], p);
-}
-
-// walkRefinement by the mask of non-zero coefficients: the zero it stops at
-// is found by bit scans, and only the non-zero coefficients before it are
-// visited. The mask holds for the whole block: a coefficient set by the walk
-// lies behind it, and corrections never make a coefficient zero.
+// walkRefinement by the mask of non-zero coefficients (bit k for zigzag
+// position k).
 template <class Reader>
 uint32_t walkRefinementByMask(Reader& in, int16_t* block, uint64_t nonzero, uint32_t k, uint32_t se, int32_t run,
                               int32_t p) {
-    if (k > se) return k;
-    uint64_t zeros = ~nonzero & bitRange(k, se);
-    for (; run > 0 && zeros != 0; --run) zeros &= zeros - 1;
-    const uint32_t stop = zeros == 0 ? se + 1 : lowestSetBit(zeros);
-    if (stop > k) correctAt(in, block, nonzero & bitRange(k, stop - 1), p);
-    return stop;
+    return walkToZeroByMask(block, nonzero, k, se, run, [&in, p](int16_t* coefficient) { correctCoefficient(in, coefficient, p); });
 }
 
 template <class Reader>
@@ -251,7 +191,7 @@ int32_t acRefineWith(Reader& in, JpegContext* context, int16_t* block, Component
         }
     }
     if (Reader::kWalksByMask) {
-        if (k <= se) correctAt(in, block, nonzero & bitRange(k, se), p);
+        correctEachByMask(block, nonzero, k, se, [&in, p](int16_t* coefficient) { correctCoefficient(in, coefficient, p); });
     } else {
         for (; k <= se; ++k) {
             int16_t* coefficient = &block[zigzagToNatural[k]];

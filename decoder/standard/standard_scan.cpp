@@ -7,6 +7,7 @@
 
 #include "context/jpeg_constants.h"
 #include "decoder/huffman_decode.h"
+#include "decoder/refinement_mask.h"
 #include "decoder/standard/standard_entropy.h"
 #include "runtime/report.h"
 
@@ -111,6 +112,8 @@ void refineCoefficient(EntropyReader& reader, int16_t& coefficient, int32_t bit)
     const StandardHuffman& ac = sd->acTables[sd->scan.acTable[0]];
     uint32_t k = sd->scan.ss;
     const uint32_t end = sd->scan.se;
+    const uint64_t nonzero = nonzeroInZigzagOrder(block);
+    auto refine = [&w, bit](int16_t* coefficient) { refineCoefficient(w.reader, *coefficient, bit); };
     if (sd->eobRun == 0) {
         for (; k <= end; ++k) {
             int32_t rs = decodeEntropySymbol(w.reader, ac);
@@ -124,23 +127,12 @@ void refineCoefficient(EntropyReader& reader, int16_t& coefficient, int32_t bit)
                 break;
             }
             // Pass run zero-history coefficients, correcting the non-zero ones met on the way.
-            for (; k <= end; ++k) {
-                int16_t& coefficient = block[zigzagToNatural[k]];
-                if (coefficient != 0) {
-                    refineCoefficient(w.reader, coefficient, bit);
-                } else {
-                    if (run == 0) break;
-                    --run;
-                }
-            }
+            k = walkToZeroByMask(block, nonzero, k, end, run, refine);
             if (value != 0 && k <= end) block[zigzagToNatural[k]] = static_cast<int16_t>(value);
         }
     }
     if (sd->eobRun > 0) {
-        for (; k <= end; ++k) {
-            int16_t& coefficient = block[zigzagToNatural[k]];
-            if (coefficient != 0) refineCoefficient(w.reader, coefficient, bit);
-        }
+        correctEachByMask(block, nonzero, k, end, refine);
         --sd->eobRun;
     }
     return true;
