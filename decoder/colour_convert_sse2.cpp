@@ -74,6 +74,20 @@ void roundedColourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, ui
 
 }  // namespace
 
+void greyBlockSse2(const int16_t* y, uint8_t* out, ptrdiff_t stride, int32_t rows) {
+    // The low byte of each sample (masked, so that packing cannot saturate)
+    // with its top bit flipped: -128 = 0xFF80 gives 0x00, 127 gives 0xFF.
+    const __m128i lowByte = _mm_set1_epi16(0xFF), flip = _mm_set1_epi8(static_cast<char>(0x80));
+    for (int32_t r = 0; r < rows; r += 2, y += 16, out += 2 * stride) {
+        const __m128i first = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(y)), lowByte);
+        const __m128i second =
+            r + 1 < rows ? _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(y + 8)), lowByte) : first;
+        const __m128i pixels = _mm_xor_si128(_mm_packus_epi16(first, second), flip);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out), pixels);
+        if (r + 1 < rows) _mm_storel_epi64(reinterpret_cast<__m128i*>(out + stride), _mm_unpackhi_epi64(pixels, pixels));
+    }
+}
+
 void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
     colourRow<false>(y, cb, cr, out);
 }

@@ -30,24 +30,26 @@ void colourBlockHalvedByRows(const int16_t* y, const int16_t* cb, const int16_t*
 const DecoderKernels kScalar = {
     "scalar", decodeMcuBlocks, inverseDctClampScalar, inverseDct4x4ClampScalar, colourRow8Scalar,
     colourBlockByRows<colourRow8Scalar>, colourBlockByRows<roundedColourRow8Scalar>, colourRow8WideScalar,
-    colourBlockHalvedScalar, colourBlockHalvedByRows<roundedColourRow8WideScalar>, &kPlainProgressive};
+    colourBlockHalvedScalar, colourBlockHalvedByRows<roundedColourRow8WideScalar>, greyBlockScalar,
+    &kPlainProgressive};
 
 #if KELJPEG_X86_KERNELS
 const DecoderKernels kSse2 = {
     "sse2", decodeMcuBlocksFast, inverseDctClampSse2, inverseDct4x4ClampSse2, colourRow8Sse2,
     colourBlockByRows<colourRow8Sse2>, colourBlockByRows<roundedColourRow8Sse2>, colourRow8WideSse2,
-    colourBlockHalvedByRows<colourRow8WideSse2>, colourBlockHalvedByRows<roundedColourRow8WideSse2>, &kQuickProgressive};
+    colourBlockHalvedByRows<colourRow8WideSse2>, colourBlockHalvedByRows<roundedColourRow8WideSse2>, greyBlockSse2,
+    &kQuickProgressive};
 const DecoderKernels kAvx2 = {
     "avx2", decodeMcuBlocksFast, inverseDctClampAvx2, inverseDct4x4ClampSse2, colourRow8Avx2,
     colourBlockAvx2, roundedColourBlockAvx2, colourRow8WideAvx2, colourBlockHalvedAvx2, roundedColourBlockHalvedAvx2,
-    &kQuickProgressive};
+    greyBlockSse2, &kQuickProgressive};
 #endif
 #if KELJPEG_NEON_KERNELS
 const DecoderKernels kNeon = {
     "neon", decodeMcuBlocksFast, inverseDctClampNeon, inverseDct4x4ClampScalar, colourRow8Neon,
     colourBlockByRows<colourRow8Neon>, colourBlockByRows<roundedColourRow8Scalar>, colourRow8WideNeon,
     colourBlockHalvedByRows<colourRow8WideNeon>, colourBlockHalvedByRows<roundedColourRow8WideScalar>,
-    &kQuickProgressive};
+    greyBlockScalar, &kQuickProgressive};
 #endif
 
 const DecoderKernels& bestForProcessor() {
@@ -103,6 +105,11 @@ void inverseDct4x4ClampScalar(int16_t* block) {
     inverseDct4x4(block);
     for (int row = 0; row < 4; ++row)
         for (int col = 0; col < 4; ++col) block[row * 8 + col] = clampSample(block[row * 8 + col]);
+}
+
+void greyBlockScalar(const int16_t* y, uint8_t* out, ptrdiff_t stride, int32_t rows) {
+    for (int32_t r = 0; r < rows; ++r, y += 8, out += stride)
+        for (int col = 0; col < 8; ++col) out[col] = static_cast<uint8_t>(y[col] + 128);
 }
 
 void colourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {

@@ -43,6 +43,9 @@ struct DecoderKernels {
                               ptrdiff_t stride, int32_t rows, bool tall);
     void (*roundedColourBlockHalved)(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
                                      ptrdiff_t stride, int32_t rows, bool tall);
+    // The first `rows` rows (1..8) of a block as grey pixels: each sample's
+    // low byte, level shifted (-128 gives 0, 127 gives 255), eight per row.
+    void (*greyBlock)(const int16_t* y, uint8_t* out, ptrdiff_t stride, int32_t rows);
     // The block decoders of progressive scans.
     const ProgressiveDecoders* progressive;
 };
@@ -64,6 +67,7 @@ void roundedColourRow8Scalar(const int16_t* y, const int16_t* cb, const int16_t*
 void colourRow8WideScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 void colourBlockHalvedScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                              int32_t rows, bool tall);
+void greyBlockScalar(const int16_t* y, uint8_t* out, ptrdiff_t stride, int32_t rows);
 void roundedColourRow8WideScalar(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 // The quick Huffman path (block_decode_fast.cpp).
 [[nodiscard]] int32_t decodeMcuBlocksFast(JpegContext* context, const McuBlockStep& step);
@@ -72,6 +76,7 @@ void roundedColourRow8WideScalar(const int16_t* y, const int16_t* cb, const int1
 void inverseDctClampSse2(int16_t* block);
 void inverseDct4x4ClampSse2(int16_t* block);
 void inverseDctClampAvx2(int16_t* block);
+void greyBlockSse2(const int16_t* y, uint8_t* out, ptrdiff_t stride, int32_t rows);
 void colourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 void roundedColourRow8Sse2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);
 void roundedColourRow8Avx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out);

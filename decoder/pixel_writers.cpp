@@ -129,7 +129,17 @@ bool writeHalfSizeMcu(const JpegContext* context, const ImageRect* band, int32_t
 }  // namespace
 
 void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
-    writeRaw<1>(context, band, x, w, n);
+    const auto greyBlock = decoderKernels().greyBlock;
+    const ptrdiff_t stride = band->stride;
+    forEachBlock(context, band, x, w, n, 1, [greyBlock, stride](const PositionBlocks& blocks, uint8_t* origin,
+                                                               int32_t rows, int32_t cols) {
+        if (cols == 8) {
+            greyBlock(blocks.c[0], origin, stride, rows);
+            return;
+        }
+        for (int32_t r = 0; r < rows; ++r)
+            for (int32_t col = 0; col < cols; ++col) origin[r * stride + col] = levelShift(blocks.c[0][r * 8 + col]);
+    });
 }
 
 void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {

@@ -183,7 +183,7 @@ TEST(VectorKernels, RoundedColourRowsMatchTheFormulaForEverySamplePair) {
     }
 }
 
-TEST(VectorKernels, ColourBlocksMatchThePlainRowsForEveryRowCount) {
+TEST(VectorKernels, ColourAndGreyBlocksMatchThePlainRowsForEveryRowCount) {
     std::mt19937 rng(8);
     for (const DecoderKernels* kernels : runnableDecoderKernels()) {
         for (int32_t rows = 1; rows <= 8; ++rows) {
@@ -201,6 +201,11 @@ TEST(VectorKernels, ColourBlocksMatchThePlainRowsForEveryRowCount) {
                     colourRow8Scalar(y + 8 * r, cb + 8 * r, cr + 8 * r, expected.data() + r * stride);
                 kernels->colourBlock(y, cb, cr, actual.data(), stride, rows);
                 ASSERT_EQ(expected, actual) << kernels->name << " rows " << rows << " trial " << trial;
+                std::fill(expected.begin(), expected.end(), 0xAB);
+                std::fill(actual.begin(), actual.end(), 0xAB);
+                greyBlockScalar(y, expected.data(), stride, rows);
+                kernels->greyBlock(y, actual.data(), stride, rows);
+                ASSERT_EQ(expected, actual) << kernels->name << " grey, rows " << rows << " trial " << trial;
                 if (wild) continue;
                 std::fill(expected.begin(), expected.end(), 0xAB);
                 std::fill(actual.begin(), actual.end(), 0xAB);
