@@ -179,6 +179,8 @@ constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
 // One block of a sequential scan, dequantised (products held to 16 bits) in
 // natural order; coefficients the scale's transform does not read are decoded
 // and dropped.
+// Full size keeps every coefficient: its loop has no skip step.
+template <bool full>
 [[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
                                StandardComponent& component, int16_t* block, BlockUse use) {
     std::memset(block, 0, use.clearedValues * sizeof(int16_t));
@@ -201,7 +203,7 @@ constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
         // are all its own, but an end of block after them is read only when
         // k + passed < 64 (a block whose coefficient 63 is coded ends there,
         // and the end-of-block code that follows belongs to the next block).
-        if (k > use.lastZigzag) {
+        if (!full && k > use.lastZigzag) {
             if (reader.bitCount < 16) fillEntropyBits(reader);
             const uint32_t skip = ac.skip[reader.bits >> (64 - kFastHuffmanBits)];
             const uint32_t passed = (skip >> 8) & 0xFF;
@@ -225,7 +227,7 @@ constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
         k += run;
         if (k > 63) return false;
         const int32_t value = symbolValue(reader, entry, size);
-        if (k > use.lastZigzag) continue;
+        if (!full && k > use.lastZigzag) continue;
         const uint32_t position = zigzagToNatural[k];
         block[position] = dequantised(value, position);
     }
@@ -282,9 +284,10 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
     }
 }
 
+template <bool full>
 [[nodiscard]] bool decodeMcu(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale) {
     const DecoderKernels& kernels = decoderKernels();
-    const BlockUse use = kBlockUse[scale >= 3 ? 3 : scale];
+    const BlockUse use = kBlockUse[full ? 3 : scale];
     const StandardScan& scan = sd->scan;
     // The reader in a local through the MCU, so that it stays in registers.
     EntropyReader reader = st.reader;
@@ -296,8 +299,13 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
         const StandardHuffman& ac = sd->acTables[scan.acTable[i]];
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
         for (uint32_t b = 0; ok && b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
-            ok = decodeBlock(reader, dc, ac, component, block, use);
-            if (ok) transformBlock(block, scale, kernels);
+            ok = decodeBlock<full>(reader, dc, ac, component, block, use);
+            if (!ok) break;
+            if (full) {
+                kernels.inverseDctClamp(block);
+            } else {
+                transformBlock(block, scale, kernels);
+            }
         }
     }
     st.reader = reader;
@@ -329,10 +337,13 @@ McuOutput bandOutputFor(const JpegContext* context, StandardColour model, uint32
 // Each MCU of a band: rendered from the coefficient planes, or decoded from
 // the data, restart markers taken between restart intervals. false after a
 // report.
+using McuDecode = bool (*)(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale);
+
 struct BandMcus {
     StandardDecode* sd;
     StandardStream* st;
     int32_t scale;
+    McuDecode decode;  // for the scale
 };
 
 bool produceBandMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* state) {
@@ -348,7 +359,7 @@ bool produceBandMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* 
         takeRestartMarker(st.reader);
         for (StandardComponent& component : sd->components) component.dcPredictor = 0;
     }
-    if (decodeMcu(context, sd, st, mcus.scale)) return true;
+    if (mcus.decode(context, sd, st, mcus.scale)) return true;
     reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
     return false;
 }
@@ -366,7 +377,7 @@ struct BandTarget {
 [[nodiscard]] bool decodeBandRow(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale,
                                  uint32_t channels, const BandTarget& band) {
     const int32_t n = scale >= 3 ? 8 : (1 << scale);
-    BandMcus mcus = {sd, &st, scale};
+    BandMcus mcus = {sd, &st, scale, scale >= 3 ? decodeMcu<true> : decodeMcu<false>};
     const McuOutput output = bandOutputFor(context, standardColourOf(context, sd), sd->componentCount, n);
     const McuRowStage stage = {produceBandMcu, &mcus, output.expand, output.write, samplingMask(context), n,
                                static_cast<int32_t>(context->dec.maxH) * n};
