@@ -8,11 +8,11 @@ void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_
         const uint32_t code = shortCodes[i], length = code & 0xFF, symbol = code >> 8, s = symbol & 15;
         uint32_t entry = 0;
         if (length != 0) {
-            entry = length | length << 4 | symbol << 8;
+            entry = length | symbol << 8;
             if (s != 0 && length + s <= kFastHuffmanBits) {
                 // The value bits follow the code within these leading bits.
                 const uint32_t bits = (i >> (kFastHuffmanBits - length - s)) & ((1u << s) - 1);
-                entry = length | (length + s) << 4 | symbol << 8 |
+                entry = (length + s) | kFastValueIncluded | symbol << 8 |
                         static_cast<uint32_t>(static_cast<uint16_t>(extendValue(bits, s))) << 16;
             }
         }

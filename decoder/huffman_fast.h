@@ -18,12 +18,15 @@
 #include "decoder/huffman_decode.h"
 
 // Short codes, indexed by the next kFastHuffmanBits bits, for both readers:
-// entry = code length | bits taken << 4 | symbol << 8 | value << 16, or 0
-// for a longer code (or none). value is the signed value of the
-// s = symbol & 15 bits after the code when they lie within the indexed bits
-// too (code length + s <= kFastHuffmanBits); bits taken is then code
-// length + s, else (value 0) the code length. For a 3-bit code 101 of
-// symbol 0x02, index 1011100000 holds length 3, 5 bits taken and value 3.
+// entry = bits taken | kFastValueIncluded when the value came with the code |
+// symbol << 8 | value << 16, or 0 for a longer code (or none). value is the
+// signed value of the s = symbol & 15 bits after the code when they lie
+// within the indexed bits too (code length + s <= kFastHuffmanBits); bits
+// taken is then code length + s, else (value 0) the code length. Bits 4 and
+// 5 stay clear, so that entry & 63 is the bits taken: a 64-bit shift by the
+// low byte of the entry consumes them with no masking step. For a 3-bit code
+// 101 of symbol 0x02, index 1011100000 holds 5 bits taken, the flag, and
+// value 3.
 // The legacy reader keeps the table in the same block as the slot's lookup
 // table, after its 2^maxCodeLength bytes.
 constexpr uint32_t kFastHuffmanBits = 10;
@@ -49,11 +52,14 @@ inline uint32_t skipBitsTaken(uint32_t entry) { return entry & 0xFF; }
 inline uint32_t skipAdvance(uint32_t entry) { return (entry >> 8) & 0xFF; }
 inline bool skipEndsBlock(uint32_t entry) { return (entry & kSkipEndsBlock) != 0; }
 
-inline uint32_t fastCodeLength(uint32_t entry) { return entry & 15; }
-inline uint32_t fastBitsTaken(uint32_t entry) { return (entry >> 4) & 15; }
+constexpr uint32_t kFastValueIncluded = 1u << 6;
+inline uint32_t fastBitsTaken(uint32_t entry) { return entry & 63; }
 // The value bits of a symbol of size 1..15 came with its code.
-inline bool fastValueIncluded(uint32_t entry) { return fastBitsTaken(entry) != fastCodeLength(entry); }
+inline bool fastValueIncluded(uint32_t entry) { return (entry & kFastValueIncluded) != 0; }
 inline uint32_t fastSymbol(uint32_t entry) { return (entry >> 8) & 0xFF; }
+inline uint32_t fastCodeLength(uint32_t entry) {
+    return fastBitsTaken(entry) - (fastValueIncluded(entry) ? fastSymbol(entry) & 15 : 0);
+}
 inline int32_t fastValue(uint32_t entry) { return static_cast<int16_t>(entry >> 16); }
 
 // Tops the bit buffer up with whole bytes from the read buffer while they fit

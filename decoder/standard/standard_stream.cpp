@@ -158,7 +158,7 @@ inline uint32_t nextSymbol(EntropyReader& reader, const StandardHuffman& table) 
     }
     const int32_t symbol = decodeEntropySymbol(reader, table);
     // As an entry whose code is taken and whose value bits are not.
-    return symbol < 0 ? 0 : (static_cast<uint32_t>(symbol) << 8 | 1u << 4 | 1u);
+    return symbol < 0 ? 0 : (static_cast<uint32_t>(symbol) << 8 | 1u);
 }
 
 // The signed value of a symbol's size bits: in the entry, or read now.
