@@ -21,6 +21,13 @@ struct Avx2Lanes {
     static T shiftLeft(T a) { return _mm256_slli_epi32(a, N); }
     template <int32_t C>
     static T mulConst(T a) { return _mm256_mullo_epi32(a, _mm256_set1_epi32(C)); }
+    // Each lane as two 16-bit halves (low first): lo * low + hi * high.
+    template <int32_t Lo, int32_t Hi>
+    static T pairDot(T a) {
+        static_assert(Lo >= -32768 && Lo <= 32767 && Hi >= -32768 && Hi <= 32767, "16-bit factors");
+        return _mm256_madd_epi16(a, _mm256_set1_epi32(static_cast<int32_t>((static_cast<uint32_t>(Hi) << 16) |
+                                                                             (static_cast<uint32_t>(Lo) & 0xFFFFu))));
+    }
 };
 
 inline void transpose8x8(__m256i* r) {

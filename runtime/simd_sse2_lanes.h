@@ -24,6 +24,13 @@ struct Sse2Lanes {
         const T c = _mm_set1_epi16(static_cast<int16_t>(C));
         return _mm_add_epi32(_mm_mullo_epi16(a, c), _mm_slli_epi32(_mm_mulhi_epu16(a, c), 16));
     }
+    // Each lane as two 16-bit halves (low first): lo * low + hi * high.
+    template <int32_t Lo, int32_t Hi>
+    static T pairDot(T a) {
+        static_assert(Lo >= -32768 && Lo <= 32767 && Hi >= -32768 && Hi <= 32767, "16-bit factors");
+        return _mm_madd_epi16(a, _mm_set1_epi32(static_cast<int32_t>((static_cast<uint32_t>(Hi) << 16) |
+                                                                       (static_cast<uint32_t>(Lo) & 0xFFFFu))));
+    }
 };
 
 inline void transpose4x4(__m128i& r0, __m128i& r1, __m128i& r2, __m128i& r3) {

@@ -70,6 +70,9 @@ std::vector<NamedRowKernel> vectorColourRows() {
 
 // Coefficient blocks of several kinds: typical dequantised values, sparse
 // blocks, DC only, and the whole 16-bit range (where the 32-bit sums wrap).
+// The vector transforms take their row pass on 16-bit pairs when the column
+// outputs fit 16 bits (typical values, most sparse blocks) and in 32-bit
+// lanes when not (the whole range).
 Block randomBlock(std::mt19937& rng, int kind) {
     Block block(64, 0);
     std::uniform_int_distribution<int> full(-32768, 32767), small(-1024, 1023), position(0, 63);
@@ -93,6 +96,50 @@ Block randomBlock(std::mt19937& rng, int kind) {
     return block;
 }
 
+struct Coefficient {
+    int index;
+    int16_t value;
+};
+struct LimitBlock {
+    const char* what;
+    std::vector<Coefficient> coefficients;  // the rest are zero
+};
+
+Block limitBlock(const LimitBlock& entry) {
+    Block block(64, 0);
+    for (const Coefficient& c : entry.coefficients) block[static_cast<size_t>(c.index)] = c.value;
+    return block;
+}
+
+// Blocks whose column pass gives one output just past the 16-bit range, in a
+// row whose row pass would move a sample were that output saturated to 16
+// bits: the vector transforms must send them to their 32-bit row pass.
+// Random blocks almost never land there (past the range, the samples
+// usually clamp whatever the row pass is fed).
+const LimitBlock kEightByEightAtTheLimit[] = {
+    // Column 0 gives rows 1 and 6 (2896 * 5791 + 1567 * 4 + 256) >> 9 = 32768,
+    // column 4 the negation -32768, so those rows see x0 + x4 = 0; column 1
+    // gives them x1 = 17, and their first sample is (4017 * 17 + 65536) >> 17
+    // = 1, but 0 had 32768 become 32767 (x0 + x4 = -1 takes 2896 off).
+    {"32768, column 0", {{0, 5691}, {16, 4}, {32, -100}, {4, -5691}, {20, -4}, {36, 100}, {1, 3}}},
+    {"32768, column 4", {{4, 5691}, {20, 4}, {36, -100}, {0, -5691}, {16, -4}, {32, 100}, {1, 3}}},
+    // Rows 1 and 6 get -32769 from column 0 and 32696 from column 4; their
+    // fourth sample is (2896 * -73 + 799 * 17 + 65536) >> 17 = -2, but -1 from -32768.
+    {"-32769, column 0", {{0, -5689}, {16, -8}, {32, 100}, {4, 5680}, {20, 1}, {36, -100}, {1, 3}}},
+    {"-32769, column 4", {{4, -5689}, {20, -8}, {36, 100}, {0, 5680}, {16, 1}, {32, -100}, {1, 3}}},
+};
+
+const LimitBlock kFourByFourAtTheLimit[] = {
+    // Column 0 at 16384 in rows 0 and 2 gives workspace rows 0 and 3
+    // (4096 * 32768 + 2048) >> 12 = 32768, column 2 the negation; with columns
+    // 1 and 3 their first sample is (5352 + 2217 * 5 + 16384) >> 15 = 1, but
+    // 0 from 32767.
+    {"32768", {{0, 16384}, {16, 16384}, {2, -16384}, {18, -16384}, {1, 1}, {3, 5}}},
+    // Workspace rows 0 and 3 get -32769 and 32767; their fourth sample is
+    // (4096 * -2 - 5352 * 2 + 16384) >> 15 = -1, but 0 from -32768.
+    {"-32769", {{0, -16385}, {16, -16384}, {2, 16383}, {18, 16384}, {1, 2}}},
+};
+
 TEST(VectorKernels, InverseTransformMatchesThePlainOneOnRandomAndExtremeBlocks) {
     std::mt19937 rng(20261122);
     for (const NamedBlockKernel& kernel : vectorTransforms()) {
@@ -101,6 +148,12 @@ TEST(VectorKernels, InverseTransformMatchesThePlainOneOnRandomAndExtremeBlocks) 
             inverseDctClampScalar(expected.data());
             kernel.run(actual.data());
             ASSERT_EQ(expected, actual) << kernel.name << " trial " << trial;
+        }
+        for (const LimitBlock& entry : kEightByEightAtTheLimit) {
+            Block expected = limitBlock(entry), actual = expected;
+            inverseDctClampScalar(expected.data());
+            kernel.run(actual.data());
+            EXPECT_EQ(expected, actual) << kernel.name << ", column output " << entry.what;
         }
     }
 }
@@ -114,6 +167,12 @@ TEST(VectorKernels, HalfSizeTransformMatchesThePlainOne) {
         inverseDct4x4ClampScalar(expected.data());
         kernels.inverseDct4x4Clamp(actual.data());
         ASSERT_EQ(expected, actual) << kernels.name << " trial " << trial;
+    }
+    for (const LimitBlock& entry : kFourByFourAtTheLimit) {
+        Block expected = limitBlock(entry), actual = expected;
+        inverseDct4x4ClampScalar(expected.data());
+        kernels.inverseDct4x4Clamp(actual.data());
+        EXPECT_EQ(expected, actual) << kernels.name << ", workspace value " << entry.what;
     }
 }
 
