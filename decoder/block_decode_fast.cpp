@@ -13,6 +13,7 @@
 namespace {
 
 constexpr int32_t kRunawayIndex = 1024;  // as in the plain decoder
+constexpr uint32_t kStepBits = 16 + kFastHuffmanBits - 1;
 
 // How a block decode on the locals ended when it failed: which report the
 // plain decoder makes, if any.
@@ -58,9 +59,28 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
     const HuffmanCode* codes = component->acCodeTable;
     const uint32_t maxLength = component->acMaxCodeLength;
     const uint32_t* fast = shortCodes(lookup, codes, maxLength);
+    const uint64_t* steps = fast ? stepHuffmanTable(lookup, maxLength) : nullptr;
     const int32_t* quant = component->quant;
     uint32_t k = 0;
     for (;;) {
+        // One or two coefficients per step, stored twice either way, so that
+        // how many there were costs no branch. 16 bits stay buffered after
+        // the first symbol (at most 9 of the 10 indexed bits), so that the
+        // plain peek for the second would not have refilled either.
+        if (bits.count < kStepBits) refill(bits, bf);
+        if (steps && bits.count >= kStepBits) {
+            const uint64_t step = steps[bits.buffer >> (64 - kFastHuffmanBits)];
+            if (step != 0 && k + stepReach(step) <= 63) {
+                bits.consume(fastBitsTaken(static_cast<uint32_t>(step)));
+                if (step & kStepOnlyEnd) return 0;
+                const uint32_t first = k + stepFirstAdvance(step);
+                k = first + stepSecondAdvance(step);
+                block[zigzagToNatural[first]] = dequantise(stepFirstValue(step), quant[first]);
+                block[zigzagToNatural[k]] = dequantise(stepSecondValue(step), quant[k]);
+                if ((step & kStepEndsBlock) || k == 63) return 0;
+                continue;
+            }
+        }
         const uint32_t entry = peekCode(bits, bf, fast);
         uint32_t r, s;
         int32_t value = 0;

@@ -3,7 +3,36 @@
 // that both always give the same symbol and length.
 #include "decoder/huffman_fast.h"
 
-void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_t* fast, uint32_t* skip) {
+namespace {
+
+bool endsBlock(uint32_t symbol, ZeroSizeRuns rule) {
+    const uint32_t r = symbol >> 4, s = symbol & 15;
+    return s == 0 && (r == 0 || (rule == ZeroSizeRuns::EndBlock && r != 15));
+}
+
+// The step-table entry for index i (see stepHuffmanTable).
+uint64_t coefficientStep(const uint32_t* fast, ZeroSizeRuns rule, uint32_t i) {
+    const uint32_t first = fast[i];
+    if (first == 0) return 0;
+    const uint32_t taken = fastBitsTaken(first), symbol = fastSymbol(first);
+    if (endsBlock(symbol, rule)) return taken | kStepOnlyEnd;
+    if ((symbol & 15) == 0 || !fastValueIncluded(first)) return 0;
+    const uint64_t advance = (symbol >> 4) + 1, value = static_cast<uint16_t>(fastValue(first));
+    uint64_t step = taken | advance << 8 | advance << 24 | value << 32 | value << 48;  // one coefficient
+    const uint32_t second = fast[(i << taken) & ((1u << kFastHuffmanBits) - 1)];
+    const uint32_t both = taken + fastBitsTaken(second);
+    if (second == 0 || both > kFastHuffmanBits) return step;
+    const uint32_t next = fastSymbol(second);
+    if (endsBlock(next, rule)) return both | kStepEndsBlock | advance << 8 | (advance + 1) << 24 | value << 32 | value << 48;
+    if ((next & 15) == 0 || !fastValueIncluded(second)) return step;
+    const uint64_t nextAdvance = (next >> 4) + 1, nextValue = static_cast<uint16_t>(fastValue(second));
+    return both | advance << 8 | nextAdvance << 16 | (advance + nextAdvance) << 24 | value << 32 | nextValue << 48;
+}
+
+}  // namespace
+
+void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_t* fast, uint32_t* skip,
+                          uint64_t* steps) {
     for (uint32_t i = 0; i < (1u << kFastHuffmanBits); ++i) {
         const uint32_t code = shortCodes[i], length = code & 0xFF, symbol = code >> 8, s = symbol & 15;
         uint32_t entry = 0;
@@ -31,8 +60,7 @@ void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_
             const uint32_t symbol = fastSymbol(next), s = symbol & 15, r = symbol >> 4;
             if (taken + fastCodeLength(next) + s > kFastHuffmanBits) break;
             taken += fastCodeLength(next) + s;
-            const bool endsBlock = s == 0 && (r == 0 || (rule == ZeroSizeRuns::EndBlock && r != 15));
-            if (endsBlock) {
+            if (endsBlock(symbol, rule)) {
                 entry = taken | advance << 8 | kSkipEndsBlock;
                 break;
             }
@@ -41,6 +69,7 @@ void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_
         }
         skip[i] = entry;
     }
+    for (uint32_t i = 0; i < (1u << kFastHuffmanBits); ++i) steps[i] = coefficientStep(fast, rule, i);
 }
 
 void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxCodeLength) {
@@ -60,5 +89,6 @@ void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes,
             shortCodes[i] = static_cast<uint16_t>(codes[k].length | codes[k].symbol << 8);
     }
     buildShortCodeTables(shortCodes, ZeroSizeRuns::PassSixteen, const_cast<uint32_t*>(fastHuffmanTable(lookup, maxCodeLength)),
-                         const_cast<uint32_t*>(skipHuffmanTable(lookup, maxCodeLength)));
+                         const_cast<uint32_t*>(skipHuffmanTable(lookup, maxCodeLength)),
+                         const_cast<uint64_t*>(stepHuffmanTable(lookup, maxCodeLength)));
 }

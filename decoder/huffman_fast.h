@@ -31,7 +31,7 @@
 // table, after its 2^maxCodeLength bytes.
 constexpr uint32_t kFastHuffmanBits = 10;
 
-inline uint32_t fastHuffmanOffset(uint32_t maxCodeLength) { return ((1u << maxCodeLength) + 3u) & ~3u; }
+inline uint32_t fastHuffmanOffset(uint32_t maxCodeLength) { return ((1u << maxCodeLength) + 7u) & ~7u; }
 
 inline const uint32_t* fastHuffmanTable(const HuffmanLookupTable* lookup, uint32_t maxCodeLength) {
     return reinterpret_cast<const uint32_t*>(reinterpret_cast<const uint8_t*>(lookup) +
@@ -57,6 +57,33 @@ inline uint32_t fastBitsTaken(uint32_t entry) { return entry & 63; }
 // The value bits of a symbol of size 1..15 came with its code.
 inline bool fastValueIncluded(uint32_t entry) { return (entry & kFastValueIncluded) != 0; }
 inline uint32_t fastSymbol(uint32_t entry) { return (entry >> 8) & 0xFF; }
+// After the skip table, the step table of the full-size decoders: for the
+// same leading bits, what the AC walk does next when the symbols there are
+// short, in one entry and without a branch on how many there are: one
+// coefficient, two (the first with its run and value, then the second), or
+// one followed by the end of the block; or the end of the block alone.
+// entry = bits taken (bits 4 and 5 clear, as in the short-code table) |
+// kStepEndsBlock | kStepOnlyEnd | first advance << 8 | second advance << 16 |
+// reach << 24 | first value << 32 | second value << 48, or 0 for anything
+// else (a long code, a value beyond the indexed bits, sixteen zeros). One
+// coefficient repeats itself as the second (advance 0, the same value), so
+// that the walk always stores twice. Reach is how far the index may go:
+// the step is taken only while index + reach <= 63 (a pair whose first
+// coefficient is number 63 would give the next block's symbol to this one).
+// 1011100000 for the code 101 of symbol 0x02 with value 3, then a 2-bit end
+// of block 00, holds 7 bits taken, kStepEndsBlock, first advance 1, reach 2,
+// value 3 twice.
+inline const uint64_t* stepHuffmanTable(const HuffmanLookupTable* lookup, uint32_t maxCodeLength) {
+    return reinterpret_cast<const uint64_t*>(skipHuffmanTable(lookup, maxCodeLength) + (1u << kFastHuffmanBits));
+}
+constexpr uint64_t kStepEndsBlock = 1u << 6;
+constexpr uint64_t kStepOnlyEnd = 1u << 7;
+inline uint32_t stepFirstAdvance(uint64_t step) { return static_cast<uint32_t>(step >> 8) & 0xFF; }
+inline uint32_t stepSecondAdvance(uint64_t step) { return static_cast<uint32_t>(step >> 16) & 0xFF; }
+inline uint32_t stepReach(uint64_t step) { return static_cast<uint32_t>(step >> 24) & 0xFF; }
+inline int32_t stepFirstValue(uint64_t step) { return static_cast<int16_t>(step >> 32); }
+inline int32_t stepSecondValue(uint64_t step) { return static_cast<int16_t>(step >> 48); }
+
 inline uint32_t fastCodeLength(uint32_t entry) {
     return fastBitsTaken(entry) - (fastValueIncluded(entry) ? fastSymbol(entry) & 15 : 0);
 }
@@ -158,19 +185,21 @@ inline void skipBitsFast(BitstreamFile* bf, uint32_t s) {
     consumeBits(bf, s);
 }
 
-// Bytes to allocate for a slot's lookup table and the short-code table after it.
+// Bytes to allocate for a slot's lookup table and the short-code, skip and
+// step tables after it (the offset keeps them 8-byte aligned once the block is).
 inline uint32_t huffmanTableBytes(uint32_t maxCodeLength) {
-    return fastHuffmanOffset(maxCodeLength) + 2u * 4u * (1u << kFastHuffmanBits);
+    return fastHuffmanOffset(maxCodeLength) + (4u + 4u + 8u) * (1u << kFastHuffmanBits);
 }
 
 // How a symbol of size 0 with a run of 1..14 reads: as sixteen zeros like
 // ZRL (the legacy reading), or as the end of the block (the standard one).
 enum class ZeroSizeRuns { PassSixteen, EndBlock };
 
-// Both tables from the code (length | symbol << 8, or 0) that each index of
-// kFastHuffmanBits bits starts with; each reader finds those codes its own
-// way.
-void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_t* fast, uint32_t* skip);
+// The three tables from the code (length | symbol << 8, or 0) that each
+// index of kFastHuffmanBits bits starts with; each reader finds those codes
+// its own way.
+void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_t* fast, uint32_t* skip,
+                          uint64_t* steps);
 
 // Fills the legacy short-code and skip tables from a built lookup table and
 // its code list.

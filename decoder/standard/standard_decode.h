@@ -18,13 +18,14 @@ struct JpegContext;
 struct StandardStream;
 
 // A Huffman table in the form the decoder walks: the short-code and skip
-// tables both readers share (decoder/huffman_fast.h), an 8-bit look-ahead
+// and step tables both readers share (decoder/huffman_fast.h), an 8-bit look-ahead
 // for the canonical walk, and the canonical maxCode/valueOffset lists for
 // longer codes.
 struct StandardHuffman {
     bool defined;
     uint32_t fast[1u << kFastHuffmanBits];
     uint32_t skip[1u << kFastHuffmanBits];
+    uint64_t steps[1u << kFastHuffmanBits];
     uint8_t fastLength[256];  // code length of the code starting with the 8 bits, 0 if longer or none
     uint8_t fastSymbol[256];
     int32_t maxCode[18];      // largest code of each length, -1 when none

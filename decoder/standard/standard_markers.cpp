@@ -74,7 +74,7 @@ void fillShortCodes(const uint8_t* counts, const uint8_t* values, uint16_t* shor
     }
     uint16_t shortCodes[1u << kFastHuffmanBits];
     fillShortCodes(counts, values, shortCodes);
-    buildShortCodeTables(shortCodes, ZeroSizeRuns::EndBlock, table.fast, table.skip);
+    buildShortCodeTables(shortCodes, ZeroSizeRuns::EndBlock, table.fast, table.skip, table.steps);
     table.maxCode[17] = 0x7FFFFFFF;
     table.defined = true;
     return true;

@@ -197,6 +197,24 @@ template <bool full>
     };
     block[0] = dequantised(component.dcPredictor, 0);
     for (uint32_t k = 1; k < 64; ++k) {
+        // At full size, one or two coefficients per step where the step
+        // table holds them (k is the index after the last coefficient).
+        if (full) {
+            if (reader.bitCount < 16) fillEntropyBits(reader);
+            const uint64_t step = ac.steps[reader.bits >> (64 - kFastHuffmanBits)];
+            if (step != 0 && k - 1 + stepReach(step) <= 63) {
+                const uint32_t taken = fastBitsTaken(static_cast<uint32_t>(step));
+                reader.bits <<= taken;
+                reader.bitCount -= static_cast<int32_t>(taken);
+                if (step & kStepOnlyEnd) break;
+                const uint32_t first = k - 1 + stepFirstAdvance(step), second = first + stepSecondAdvance(step);
+                block[zigzagToNatural[first]] = dequantised(stepFirstValue(step), zigzagToNatural[first]);
+                block[zigzagToNatural[second]] = dequantised(stepSecondValue(step), zigzagToNatural[second]);
+                if ((step & kStepEndsBlock) || second == 63) break;
+                k = second;
+                continue;
+            }
+        }
         // Past the coefficients the transform reads, several symbols at a
         // time, as long as the one-symbol walk would have read them all: it
         // goes on while k < 64, so symbols passing k + passed <= 64 positions
