@@ -166,6 +166,23 @@ if [ -c /dev/full ]; then
     expect_status nonzero "encode to a full device" -- encode smooth.ppm /dev/full
 fi
 
+# A failure is one line: the file, then the library's own report text (not
+# the composed legacy line, "ERRORJPEGJPEG file is NOT complete...").
+printf '\377\330\377\331' > empty.jpg
+while IFS='|' read -r want args; do
+    set -- $args
+    run "$@" >out.txt
+    [ "$status" -eq 1 ] || fail "keljpeg $args: status $status"
+    [ "$(cat err.txt)" = "$want" ] || fail "keljpeg $args: said '$(cat err.txt)', not '$want'"
+done <<'CASES'
+keljpeg decode: missing.jpg: No such file or directory|decode missing.jpg x.ppm
+keljpeg decode: smooth.ppm: JPEG file is NOT complete|decode smooth.ppm x.bmp
+keljpeg info: smooth.ppm: JPEG file is NOT complete|info smooth.ppm
+keljpeg transcode: smooth.ppm: JPEG file is NOT complete|transcode --legacy smooth.ppm x.jpg
+keljpeg decode: empty.jpg: no scan in the frame|decode empty.jpg x.ppm
+keljpeg encode: missing.ppm: No such file or directory|encode missing.ppm x.jpg
+CASES
+
 # ---- round trips ---------------------------------------------------------
 expect_status 0 "encode PPM" -- encode --quality 100 --sampling 444 smooth.ppm smooth.jpg
 expect_status 0 "decode to PPM" -- decode smooth.jpg back.ppm

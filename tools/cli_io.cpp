@@ -1,6 +1,8 @@
 #include "cli_io.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "KelJPEG.h"
@@ -35,18 +37,52 @@ bool readStream(FILE* f, std::vector<uint8_t>& bytes) {
 }
 
 const char* gCommand = "keljpeg";
-thread_local std::string tReportFile;
+// The first report since the calling thread's file was named.
+thread_local std::string tFirstReport;
+thread_local bool tReported = false;
 bool gProgressLineShown = false;  // guarded by standardErrorLock()
 
-void KELJPEG_CALL printReport(void*, const KelChar16*, int32_t, const KelChar16*, const KelChar16* line, uint32_t) {
-    std::string text = std::string("keljpeg ") + gCommand + ": ";
-    if (!tReportFile.empty()) text += (tReportFile == "-" ? std::string("standard input") : tReportFile) + ": ";
-    text += "library: ";
-    for (int i = 0; line[i]; ++i) text += line[i] < 0x80 ? static_cast<char>(line[i]) : '?';
-    text += '\n';
-    std::lock_guard<std::mutex> guard(standardErrorLock());
-    if (gProgressLineShown) std::fputs("\r\033[K", stderr);
-    std::fputs(text.c_str(), stderr);
+void appendUtf8(std::string& out, uint32_t c) {
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+std::string utf8Of(const KelChar16* text) {
+    std::string out;
+    for (size_t i = 0; text && text[i]; ++i) {
+        uint32_t c = static_cast<uint16_t>(text[i]);
+        uint32_t next = static_cast<uint16_t>(text[i + 1]);
+        if (c >= 0xD800 && c <= 0xDBFF && next >= 0xDC00 && next <= 0xDFFF) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (next - 0xDC00);
+            ++i;
+        }
+        appendUtf8(out, c);
+    }
+    return out;
+}
+
+// Keeps the first report of the file: a decode that fails on "too many scans"
+// goes on to report "Prolog failed.", which says nothing new.
+void KELJPEG_CALL keepReport(void*, const KelChar16*, int32_t, const KelChar16* text, const KelChar16*, uint32_t) {
+    if (tReported) return;
+    tReported = true;
+    tFirstReport = utf8Of(text);
+    // Texts such as "Prolog failed." end in a full stop; the line does not.
+    while (!tFirstReport.empty() && (tFirstReport.back() == '.' || tFirstReport.back() == ' '))
+        tFirstReport.pop_back();
 }
 
 }  // namespace
@@ -62,7 +98,7 @@ bool readAllBytes(const std::string& name, std::vector<uint8_t>& bytes, std::str
     }
     File f(std::fopen(name.c_str(), "rb"));
     if (f && readStream(f.get(), bytes)) return true;
-    error = "cannot read '" + name + "'";
+    error = std::strerror(errno);
     return false;
 }
 
@@ -77,16 +113,32 @@ bool writeAllBytes(const std::string& name, const std::vector<uint8_t>& bytes, s
     File f(std::fopen(name.c_str(), "wb"));
     bool ok = f && std::fwrite(bytes.data(), 1, bytes.size(), f.get()) == bytes.size();
     ok = f && std::fclose(f.release()) == 0 && ok;
-    if (!ok) error = "cannot write '" + name + "'";
+    if (!ok) error = "cannot write '" + name + "': " + std::strerror(errno);
     return ok;
 }
 
 void installReportPrinter(const char* command) {
     gCommand = command;
-    jpegSetReportHandler(printReport, nullptr);
+    jpegSetReportHandler(keepReport, nullptr);
 }
 
-void setReportFile(const std::string& name) { tReportFile = name; }
+void beginFile() {
+    tReported = false;
+    tFirstReport.clear();
+}
+
+int finishFile(const std::string& file, const std::string& error) {
+    const bool failed = !error.empty();
+    std::string text = tReported && !tFirstReport.empty() ? tFirstReport : error;
+    tReported = false;
+    if (text.empty()) return 0;
+    std::string line = std::string("keljpeg ") + gCommand + ": " + (isStandardStream(file) ? "standard input" : file) +
+                       ": " + text + "\n";
+    std::lock_guard<std::mutex> guard(standardErrorLock());
+    if (gProgressLineShown) std::fputs("\r\033[K", stderr);
+    std::fputs(line.c_str(), stderr);
+    return failed ? 1 : 0;
+}
 
 std::mutex& standardErrorLock() {
     static std::mutex lock;

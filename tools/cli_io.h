@@ -18,9 +18,18 @@ bool readAllBytes(const std::string& name, std::vector<uint8_t>& bytes, std::str
 // Writes bytes to the file, or to standard output for "-".
 bool writeAllBytes(const std::string& name, const std::vector<uint8_t>& bytes, std::string& error);
 
-// Routes the library's reports to standard error as
-// "keljpeg COMMAND: FILE: library: TEXT" lines.
+// Installs the program's report handler. A failure shows as one line,
+// "keljpeg COMMAND: FILE: TEXT", when its file is finished (finishFile):
+// TEXT is the library's own report text (the first of a failure: later ones
+// such as "Prolog failed." only follow from it), else the program's error.
+// The composed legacy line ("ERRORJPEGtoo many scansSuccess") is for message
+// boxes and is not shown.
 void installReportPrinter(const char* command);
+
+// Prints the one line of a finished file: its error (or the library report
+// behind it), or a report the library made on a conversion that still
+// succeeded. Returns 0 when error is empty, else 1 (the exit status).
+int finishFile(const std::string& file, const std::string& error);
 
 // Held while writing to standard error, so that the lines of workers, the
 // library's reports and the progress line do not mix.
@@ -29,8 +38,8 @@ std::mutex& standardErrorLock();
 // Set while a progress line stands on the terminal: a report clears it first.
 void setProgressLineShown(bool shown);
 
-// Names the file the calling thread works on, for its reports ("" for none).
-void setReportFile(const std::string& name);
+// Names the file the calling thread works on and forgets its earlier reports.
+void beginFile();
 
 // The last path element without its extension: "dir/a.b.jpg" -> "a.b".
 std::string fileStem(const std::string& path);

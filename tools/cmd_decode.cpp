@@ -263,9 +263,6 @@ int runDecode(const Args& args) {
         unsigned maxWorkers = o.bmpDepth == 8 ? 1 : 0;
         return runBatch("decode", o.inputs, "", o.batch, convert, maxWorkers);
     }
-    setReportFile(o.inputs[0]);
-    std::string error = convert(o.inputs[0], o.output);
-    if (error.empty()) return 0;
-    std::fprintf(stderr, "keljpeg decode: %s: %s\n", displayName(o.inputs[0]).c_str(), error.c_str());
-    return 1;
+    beginFile();
+    return finishFile(o.inputs[0], convert(o.inputs[0], o.output));
 }

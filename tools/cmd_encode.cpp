@@ -278,10 +278,6 @@ int runEncode(const Args& args) {
     installReportPrinter("encode");
     ConvertFile convert = [&o](const std::string& in, const std::string& out) { return encodeFile(o, in, out); };
     if (!batch.outDir.empty()) return runBatch("encode", names, ".jpg", batch, convert);
-    setReportFile(names[0]);
-    std::string error = convert(names[0], names[1]);
-    if (error.empty()) return 0;
-    std::fprintf(stderr, "keljpeg encode: %s: %s\n", isStandardStream(names[0]) ? "standard input" : names[0].c_str(),
-                 error.c_str());
-    return 1;
+    beginFile();
+    return finishFile(names[0], convert(names[0], names[1]));
 }

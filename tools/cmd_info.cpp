@@ -60,21 +60,15 @@ const char kInfoUsage[] =
 bool describeFile(const std::string& name, bool legacy) {
     std::string error;
     JpegInput input;
-    if (!openJpegInput(name, input, error)) {
-        std::fprintf(stderr, "keljpeg info: %s\n", error.c_str());
-        return false;
-    }
+    beginFile();
+    if (!openJpegInput(name, input, error)) return !finishFile(name, error);
     // Room for the densities and the largest thumbnail (255 x 255 pixels).
     std::vector<uint8_t> jfif(7 + 255 * 255 * 3, 0);
     JpegDecodeParams params{};
     params.options = legacy ? JPEG_OPT_JFIF : JPEG_OPT_JFIF | JPEG_OPT_STANDARD;
     params.jfifInfo = reinterpret_cast<JfifInfo*>(jfif.data());
-    setReportFile(name);
     JpegHandle h = startJpegDecode(input, params);
-    if (!h) {
-        std::fprintf(stderr, "keljpeg info: cannot read the headers of %s\n", displayName(name).c_str());
-        return false;
-    }
+    if (!h) return !finishFile(name, "cannot read the headers");
     FrameHeader frame{};
     (void)jpegGetFrameHeader(h, &frame);
     (void)jpegDecodeEpilog(h);

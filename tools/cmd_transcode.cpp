@@ -110,10 +110,6 @@ int runTranscode(const Args& args) {
     installReportPrinter("transcode");
     ConvertFile convert = [&o](const std::string& in, const std::string& out) { return transcodeFile(o, in, out); };
     if (batchMode) return runBatch("transcode", o.names, ".jpg", o.batch, convert);
-    setReportFile(o.names[0]);
-    std::string error = convert(o.names[0], o.names[1]);
-    if (error.empty()) return 0;
-    std::fprintf(stderr, "keljpeg transcode: %s: %s\n",
-                 isStandardStream(o.names[0]) ? "standard input" : o.names[0].c_str(), error.c_str());
-    return 1;
+    beginFile();
+    return finishFile(o.names[0], convert(o.names[0], o.names[1]));
 }
