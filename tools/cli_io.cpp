@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 #include "KelJPEG.h"
@@ -25,6 +26,14 @@ void makeBinary(FILE* stream) {
     (void)_setmode(_fileno(stream), _O_BINARY);
 #else
     (void)stream;
+#endif
+}
+
+bool seekTo(FILE* f, uint64_t offset) {
+#ifdef _WIN32
+    return _fseeki64(f, static_cast<__int64>(offset), SEEK_SET) == 0;
+#else
+    return fseeko(f, static_cast<off_t>(offset), SEEK_SET) == 0;
 #endif
 }
 
@@ -114,6 +123,56 @@ bool writeAllBytes(const std::string& name, const std::vector<uint8_t>& bytes, s
     bool ok = f && std::fwrite(bytes.data(), 1, bytes.size(), f.get()) == bytes.size();
     ok = f && std::fclose(f.release()) == 0 && ok;
     if (!ok) error = "cannot write '" + name + "': " + std::strerror(errno);
+    return ok;
+}
+
+OutputFile::~OutputFile() {
+    if (!file_) return;
+    if (file_ != stdout) {
+        std::fclose(file_);
+        // Only a regular file is removed: /dev/full and the like stay.
+        std::error_code ec;
+        if (std::filesystem::is_regular_file(name_, ec)) std::filesystem::remove(name_, ec);
+    }
+}
+
+bool OutputFile::open(const std::string& name, std::string& error) {
+    name_ = name;
+    if (isStandardStream(name)) {
+        makeBinary(stdout);
+        file_ = stdout;
+        return true;
+    }
+    file_ = std::fopen(name.c_str(), "wb");
+    if (!file_) {
+        error = "cannot write '" + name + "': " + std::strerror(errno);
+        return false;
+    }
+    seekable_ = seekTo(file_, 0);
+    return true;
+}
+
+bool OutputFile::write(const void* bytes, size_t count) {
+    ok_ = ok_ && std::fwrite(bytes, 1, count, file_) == count;
+    return ok_;
+}
+
+bool OutputFile::writeAt(uint64_t offset, const void* bytes, size_t count) {
+    ok_ = ok_ && seekTo(file_, offset);
+    return write(bytes, count);
+}
+
+bool OutputFile::finish(std::string& error) {
+    const int saved = errno;
+    bool ok = ok_ && std::fflush(file_) == 0;
+    if (file_ != stdout) ok = std::fclose(file_) == 0 && ok;
+    file_ = nullptr;
+    if (!ok) {
+        error = isStandardStream(name_) ? "cannot write standard output" : "cannot write '" + name_ + "'";
+        error += std::string(": ") + std::strerror(errno ? errno : saved);
+        std::error_code ec;
+        if (!isStandardStream(name_) && std::filesystem::is_regular_file(name_, ec)) std::filesystem::remove(name_, ec);
+    }
     return ok;
 }
 

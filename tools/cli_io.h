@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -17,6 +18,30 @@ bool readAllBytes(const std::string& name, std::vector<uint8_t>& bytes, std::str
 
 // Writes bytes to the file, or to standard output for "-".
 bool writeAllBytes(const std::string& name, const std::vector<uint8_t>& bytes, std::string& error);
+
+// An output file written as the picture is produced: a named file, or
+// standard output for "-". A file that is not finished (finish) is removed
+// when the object goes, so a failed conversion leaves no partial picture.
+class OutputFile {
+public:
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+    bool open(const std::string& name, std::string& error);
+    // False once any write failed.
+    bool write(const void* bytes, size_t count);
+    // Named files can be written out of order; standard output cannot.
+    bool seekable() const { return seekable_; }
+    bool writeAt(uint64_t offset, const void* bytes, size_t count);
+    bool finish(std::string& error);
+
+private:
+    FILE* file_ = nullptr;
+    std::string name_;
+    bool seekable_ = false;
+    bool ok_ = true;
+};
 
 // Installs the program's report handler. A failure shows as one line,
 // "keljpeg COMMAND: FILE: TEXT", when its file is finished (finishFile):
