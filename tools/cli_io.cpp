@@ -186,6 +186,14 @@ void beginFile() {
     tFirstReport.clear();
 }
 
+void printFileNote(const std::string& file, const std::string& text) {
+    std::string line = std::string("keljpeg ") + gCommand + ": " + (isStandardStream(file) ? "standard input" : file) +
+                       ": " + text + "\n";
+    std::lock_guard<std::mutex> guard(standardErrorLock());
+    if (gProgressLineShown) std::fputs("\r\033[K", stderr);
+    std::fputs(line.c_str(), stderr);
+}
+
 int finishFile(const std::string& file, const std::string& error) {
     const bool failed = !error.empty();
     std::string text = tReported && !tFirstReport.empty() ? tFirstReport : error;

@@ -56,6 +56,9 @@ void installReportPrinter(const char* command);
 // succeeded. Returns 0 when error is empty, else 1 (the exit status).
 int finishFile(const std::string& file, const std::string& error);
 
+// Prints "keljpeg COMMAND: FILE: TEXT" at once (a warning or note).
+void printFileNote(const std::string& file, const std::string& text);
+
 // Held while writing to standard error, so that the lines of workers, the
 // library's reports and the progress line do not mix.
 std::mutex& standardErrorLock();

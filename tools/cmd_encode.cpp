@@ -1,6 +1,7 @@
 // keljpeg encode: BMP, PPM, PGM or planar YUV 4:2:0 to baseline JPEG through
 // the library's encode calls; one file, standard streams, or many files in
 // batch mode.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +16,8 @@
 #include "conversions.h"
 #include "dib_file.h"
 #include "image_read.h"
+#include "picture_input.h"
+#include "png_io.h"
 
 const char kEncodeOptionsHelp[] =
     "  --quality N             1..100, default 75\n"
@@ -89,35 +92,32 @@ bool parseSize(const std::string& text, uint32_t& w, uint32_t& h) {
 }
 
 struct Source {
-    PixelImage image;              // rectangle input
-    std::vector<uint8_t> planes;   // planar input
-    DibFile dib;                   // bottom-up BMP input, handed to the library as it is
-    bool isDib = false;
+    std::unique_ptr<PictureInput> input;  // rows read as the encoder takes them
+    std::vector<uint8_t> planes;          // planar input
+    uint32_t width = 0, height = 0, components = 0;
 };
 
-// Reads the input file (or standard input) into source. Returns "" or an error text.
+// Opens the input file (or standard input). Returns "" or an error text.
 std::string loadSource(const std::string& name, const EncodeOptions& o, Source& source) {
-    std::string error;
-    std::vector<uint8_t> bytes;
-    if (!readAllBytes(name, bytes, error)) return error;
+    std::string error, warning;
     if (o.yuv) {
-        source.planes = std::move(bytes);
+        if (!readAllBytes(name, source.planes, error)) return error;
         if (!takeYuv420Planes(o.yuvWidth, o.yuvHeight, source.planes, error)) return error;
-        source.image = PixelImage{o.yuvWidth, o.yuvHeight, 3, {}};
+        source.width = o.yuvWidth;
+        source.height = o.yuvHeight;
+        source.components = 3;
         return "";
     }
-    if ((source.isDib = readDibFile(bytes, source.dib, error))) {
-        const BITMAPINFOHEADER& h = *source.dib.header();
-        uint32_t components = source.dib.grey ? 1 : 3;
-        source.image = PixelImage{static_cast<uint32_t>(h.biWidth), static_cast<uint32_t>(h.biHeight), components, {}};
-        return "";
-    }
-    if (!error.empty()) return error;
-    (void)readPixelImage(bytes, source.image, error);
-    return error;
+    source.input = openPictureInput(name, o.png, error, warning);
+    if (!source.input) return error;
+    if (!warning.empty() && !o.quiet) printFileNote(name, warning);
+    source.width = source.input->width;
+    source.height = source.input->height;
+    source.components = source.input->components;
+    return "";
 }
 
-JpegEncodeParams paramsFor(const EncodeOptions& o, const PixelImage& image, JfifInfo* jfif) {
+JpegEncodeParams paramsFor(const EncodeOptions& o, const Source& image, JfifInfo* jfif) {
     JpegEncodeParams p{};
     p.componentCount = static_cast<uint16_t>(image.components);
     bool grey = image.components == 1;
@@ -142,18 +142,22 @@ void warnAboutUnusualStreams(const EncodeOptions& o) {
         std::fprintf(stderr, "keljpeg encode: note: --interleaved-grey has no effect on planar input\n");
 }
 
-// Feeds the rectangle in strips of a few MCU rows, as a scanner or camera would.
-bool encodeRect(JpegHandle handle, const PixelImage& image, uint32_t mcuHeight) {
-    uint32_t rowBytes = image.width * image.components;
-    uint32_t stripLines = 4 * mcuHeight;
-    for (uint32_t top = 0; top < image.height; top += stripLines) {
-        uint32_t lines = image.height - top < stripLines ? image.height - top : stripLines;
+// Feeds the input in strips of whole MCU rows, each read from the file just
+// before the encoder takes it, so that it is still in the caches: about
+// 256 KiB (2048 colour pixels a row: 32 rows, two 4:2:0 MCU rows).
+bool encodeStrips(JpegHandle handle, PictureInput& input, uint32_t mcuHeight, std::string& error) {
+    const uint32_t rowBytes = input.width * input.components;
+    const uint32_t stripLines = std::max(1u, 256 * 1024 / rowBytes / mcuHeight) * mcuHeight;
+    std::vector<uint8_t> strip(size_t{rowBytes} * std::min(stripLines, input.height));
+    for (uint32_t top = 0; top < input.height; top += stripLines) {
+        uint32_t lines = std::min(stripLines, input.height - top);
+        if (!input.read(strip.data(), lines, error)) return false;
         ImageRect rect{};
-        rect.width = static_cast<int32_t>(image.width);
+        rect.width = static_cast<int32_t>(input.width);
         rect.height = static_cast<int32_t>(lines);
         rect.stride = static_cast<int32_t>(rowBytes);
-        rect.bitsPerPixel = static_cast<int32_t>(8 * image.components);
-        rect.bits = const_cast<uint8_t*>(image.pixels.data()) + static_cast<size_t>(top) * rowBytes;
+        rect.bitsPerPixel = static_cast<int32_t>(8 * input.components);
+        rect.bits = strip.data();
         rect.size = rowBytes * lines;
         if (jpegEncodeFromRect(handle, &rect, lines) != lines) return false;
     }
@@ -161,32 +165,34 @@ bool encodeRect(JpegHandle handle, const PixelImage& image, uint32_t mcuHeight) 
 }
 
 // Encodes the source to a file, or through a memory block to standard output.
-std::string encodeSource(const Source& source, const EncodeOptions& o, const std::string& output) {
-    const PixelImage& image = source.image;
+std::string encodeSource(Source& source, const EncodeOptions& o, const std::string& output) {
     const bool toStdout = isStandardStream(output);
     JfifInfo jfif{o.xDensity, o.yDensity, o.units, 0, 0, {0}};
-    JpegEncodeParams params = paramsFor(o, image, &jfif);
+    JpegEncodeParams params = paramsFor(o, source, &jfif);
     if (toStdout) params.options |= JPEG_OPT_MEMORY;
     auto name = libraryPath(output);
     JpegHandle handle = jpegEncodeProlog(toStdout ? nullptr : name.c_str(), &params);
     if (!handle) return "cannot start encoding '" + output + "'";
-    uint32_t samplingV = (params.samplingFactors >> (8 * (image.components - 1))) & 15;
-    bool ok = o.yuv          ? jpegEncodeFromYUV411(handle, source.planes.data(), image.width, image.height) == image.height
-              : source.isDib ? encodeDibStrips(handle, source.dib, 8 * samplingV)
-                             : encodeRect(handle, image, 8 * samplingV);
-    bool closed = jpegEncodeEpilog(handle) == 0;
+    uint32_t samplingV = (params.samplingFactors >> (8 * (source.components - 1))) & 15;
     std::string error;
+    const DibFile* dib = source.input ? source.input->dib() : nullptr;
+    bool ok = o.yuv ? jpegEncodeFromYUV411(handle, source.planes.data(), source.width, source.height) == source.height
+              : dib ? encodeDibStrips(handle, *dib, 8 * samplingV)
+                    : encodeStrips(handle, *source.input, 8 * samplingV, error);
+    bool closed = jpegEncodeEpilog(handle) == 0;
     if (toStdout && params.outputBuffer) {
         std::vector<uint8_t> bytes(params.outputBuffer, params.outputBuffer + params.outputSize);
         jpegFreeMemory(params.outputBuffer);
         if (ok && closed && !writeAllBytes(output, bytes, error)) return error;
     }
     if (ok && closed) return "";
-    if (toStdout) return "encoding failed";
-    // No half-written JPEG file stays behind (devices such as /dev/full stay).
-    std::error_code ec;
-    if (std::filesystem::is_regular_file(output, ec)) std::filesystem::remove(output, ec);
-    return "writing '" + output + "' failed";
+    if (!toStdout) {
+        // No half-written JPEG file stays behind (devices such as /dev/full stay).
+        std::error_code ec;
+        if (std::filesystem::is_regular_file(output, ec)) std::filesystem::remove(output, ec);
+    }
+    if (!error.empty()) return error;
+    return toStdout ? "encoding failed" : "writing '" + output + "' failed";
 }
 
 std::string encodeFile(const EncodeOptions& o, const std::string& input, const std::string& output) {
@@ -221,7 +227,10 @@ int takeEncodeOption(const Args& args, size_t& i, EncodeOptions& o, bool withInp
 
 std::string encodePixels(const PixelImage& image, const EncodeOptions& o, const std::string& output) {
     Source source;
-    source.image = image;
+    source.input = pictureInputOf(image);
+    source.width = image.width;
+    source.height = image.height;
+    source.components = image.components;
     return encodeSource(source, o, output);
 }
 
@@ -274,6 +283,7 @@ int runEncode(const Args& args) {
         printUsage(stderr);
         return 2;
     }
+    o.quiet = batch.quiet;
     if (!batch.quiet) warnAboutUnusualStreams(o);
     installReportPrinter("encode");
     ConvertFile convert = [&o](const std::string& in, const std::string& out) { return encodeFile(o, in, out); };
