@@ -5,6 +5,7 @@
 # usage: cli_test.sh PATH/TO/keljpeg
 set -u
 KELJPEG=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+SOURCE=$(cd "$(dirname "$0")" && pwd)
 [ -x "$KELJPEG" ] || { echo "no program $1" >&2; exit 1; }
 WORK=$(mktemp -d "${TMPDIR:-/tmp}/keljpeg-cli.XXXXXX")
 trap 'rm -rf "$WORK"' EXIT
@@ -182,6 +183,34 @@ keljpeg transcode: smooth.ppm: JPEG file is NOT complete|transcode --legacy smoo
 keljpeg decode: empty.jpg: no scan in the frame|decode empty.jpg x.ppm
 keljpeg encode: missing.ppm: No such file or directory|encode missing.ppm x.jpg
 CASES
+
+# ---- limits ------------------------------------------------------------------
+# Crafted files fail at once under the default limits, with the library's
+# reason; lifting a limit lets a valid file through.
+"$KELJPEG" encode smooth.ppm small.jpg || fail "encode smooth.ppm"
+sof=$(grep -obUaP '\xff\xc0' small.jpg | head -n 1 | cut -d: -f1)
+cp small.jpg huge.jpg
+printf '\377\377\377\377' | dd of=huge.jpg bs=1 seek=$((sof + 5)) conv=notrunc 2>/dev/null
+grep -v '^#' "$SOURCE/regressions/progressive-scan-bomb.hex" | xxd -r -p > bomb.jpg
+while IFS='|' read -r want args; do
+    set -- $args
+    started=$(date +%s%N)
+    run "$@" >out.txt
+    took=$(( ($(date +%s%N) - started) / 1000000 ))
+    case $want in
+        ok) [ "$status" -eq 0 ] || fail "keljpeg $args: status $status: $(cat err.txt)" ;;
+        *) [ "$status" -eq 1 ] && grep -q ": $want\$" err.txt || fail "keljpeg $args: '$(cat err.txt)', not '$want'"
+           [ "$took" -lt 1000 ] || fail "keljpeg $args took $took ms to fail" ;;
+    esac
+done <<'CASES'
+image exceeds the pixel limit|decode huge.jpg x.bmp
+image exceeds the pixel limit|info huge.jpg
+too many scans|decode bomb.jpg x.ppm
+too many scans|transcode bomb.jpg x.jpg
+ok|decode --max-scans 0 bomb.jpg x.ppm
+ok|decode --max-scans 300 --max-pixels 0 --max-memory 1 small.jpg x.ppm
+CASES
+expect_status nonzero "decode: bad limit" -- decode --max-memory lots small.jpg x.ppm
 
 # ---- round trips ---------------------------------------------------------
 expect_status 0 "encode PPM" -- encode --quality 100 --sampling 444 smooth.ppm smooth.jpg

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -97,6 +98,33 @@ void KELJPEG_CALL keepReport(void*, const KelChar16*, int32_t, const KelChar16* 
 }  // namespace
 
 bool isStandardStream(const std::string& name) { return name == "-"; }
+
+const char kLimitsHelp[] =
+    "  --max-memory MIB  memory for one decode's frame buffers (default 1024 MiB)\n"
+    "  --max-pixels MP   largest frame in megapixels (default 400, e.g. 20000 x 20000)\n"
+    "  --max-scans N     most scans in a frame (default 256; ordinary files have about 10)\n"
+    "                    0 lifts a limit; a file beyond one fails at once with a message\n";
+
+int takeLimitOption(const std::vector<std::string>& args, size_t& i, DecodeLimits& limits) {
+    const std::string& a = args[i];
+    if (a != "--max-memory" && a != "--max-pixels" && a != "--max-scans") return 0;
+    if (i + 1 >= args.size()) return -1;
+    const std::string& v = args[++i];
+    if (v.empty() || v.size() > 9 || v.find_first_not_of("0123456789") != std::string::npos) return -1;
+    const uint64_t n = std::strtoull(v.c_str(), nullptr, 10);
+    if (a == "--max-memory") limits.memoryMiB = n;
+    else if (a == "--max-pixels") limits.megapixels = n;
+    else limits.scans = static_cast<uint32_t>(n);
+    return 1;
+}
+
+void applyLimits(const DecodeLimits& limits) {
+    JpegLimits l{};  // 0: the library's default, which refuses no valid file
+    l.maxMemoryBytes = limits.memoryMiB << 20;
+    l.maxPixels = limits.megapixels * 1000000;
+    l.maxScans = limits.scans;
+    (void)jpegSetLimits(&l);
+}
 
 bool readAllBytes(const std::string& name, std::vector<uint8_t>& bytes, std::string& error) {
     if (isStandardStream(name)) {

@@ -9,6 +9,27 @@
 #include <string>
 #include <vector>
 
+// Limits a decode obeys, set in the library for the whole process. The
+// defaults are far above any ordinary photograph (a 100-megapixel camera
+// picture decodes in about 300 MiB, a progressive file has about ten scans)
+// and stop crafted files early: a 65535 x 65535 frame, or thousands of
+// scans in a few bytes. 0 lifts a limit (the library's own bounds remain).
+struct DecodeLimits {
+    uint64_t memoryMiB = 1024;  // frame buffers of one decode
+    uint64_t megapixels = 400;  // width x height of a frame, e.g. 20000 x 20000
+    uint32_t scans = 256;       // scans of one frame
+};
+
+// Takes --max-memory MIB, --max-pixels MEGAPIXELS or --max-scans N at
+// args[i]: 1 when taken, 0 when args[i] is none of them, -1 for a bad value.
+int takeLimitOption(const std::vector<std::string>& args, size_t& i, DecodeLimits& limits);
+
+// Hands the limits to the library.
+void applyLimits(const DecodeLimits& limits);
+
+// The help lines of the options above.
+extern const char kLimitsHelp[];
+
 // "-" stands for standard input (reading) or standard output (writing).
 bool isStandardStream(const std::string& name);
 

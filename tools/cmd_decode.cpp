@@ -41,7 +41,9 @@ const char* kDecodeUsage =
     "  --passes DIR    progressive frames: one picture per scan, DIR/pass-NN.ppm (or .pgm)\n"
     "  --out-dir DIR   batch mode: decode every IN.jpg to DIR/NAME.ppm (.pgm, .bmp)\n"
     "  --jobs N        batch mode: N worker threads (default: one per processor core)\n"
-    "  --quiet, -q     no progress line and no notes\n";
+    "  --quiet, -q     no progress line and no notes\n"
+    "\n"
+    "limits (a file beyond one fails at once; 0 lifts a limit):\n";
 
 struct DecodeOptions {
     std::vector<std::string> inputs;
@@ -51,6 +53,7 @@ struct DecodeOptions {
     ImageFormat format = ImageFormat::Unknown;  // Unknown: from OUT's extension
     std::string passesDir;
     BatchOptions batch;
+    DecodeLimits limits;
 };
 
 // Returns "" or the reason the arguments make no sense.
@@ -61,6 +64,9 @@ std::string parseDecodeArgs(const Args& args, DecodeOptions& o) {
         int batchOption = takeBatchOption(args, i, o.batch);
         if (batchOption < 0) return "missing or bad value for " + a;
         if (batchOption > 0) continue;
+        int limitOption = takeLimitOption(args, i, o.limits);
+        if (limitOption < 0) return "missing or bad value for " + a;
+        if (limitOption > 0) continue;
         if (a == "--scale") {
             if (!hasValue || !parseScaleArgument(args[++i], o.settings.scale)) return "--scale takes 1/8, 1/4, 1/2 or 1";
         } else if (a == "--legacy") {
@@ -310,16 +316,17 @@ std::string decodeToPicture(const JpegInput& input, const DecodeSettings& settin
 
 int runDecode(const Args& args) {
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
-        std::printf("%s", kDecodeUsage);
+        std::printf("%s%s", kDecodeUsage, kLimitsHelp);
         return 0;
     }
     DecodeOptions o;
     std::string problem = parseDecodeArgs(args, o);
     if (!problem.empty()) {
-        std::fprintf(stderr, "keljpeg decode: %s\n\n%s", problem.c_str(), kDecodeUsage);
+        std::fprintf(stderr, "keljpeg decode: %s\n\n%s%s", problem.c_str(), kDecodeUsage, kLimitsHelp);
         return 2;
     }
     installReportPrinter("decode");
+    applyLimits(o.limits);
     ConvertFile convert = [&o](const std::string& in, const std::string& out) { return decodeFile(o, in, out); };
     if (!o.batch.outDir.empty()) {
         // The dither tables of 8-bit colour bitmaps are shared by the process.

@@ -88,11 +88,20 @@ bool describeFile(const std::string& name, bool legacy) {
 int runInfo(const Args& args) {
     bool legacy = false;
     std::vector<std::string> names;
-    for (const std::string& a : args) {
+    DecodeLimits limits;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
         if (a == "--help" || a == "-h") {
             std::fputs(kInfoUsage, stdout);
+            std::fputs(kLimitsHelp, stdout);
             return 0;
         }
+        int limit = takeLimitOption(args, i, limits);
+        if (limit < 0) {
+            std::fprintf(stderr, "keljpeg info: missing or bad value for %s\n", a.c_str());
+            return 2;
+        }
+        if (limit > 0) continue;
         if (a == "--legacy") {
             legacy = true;
         } else if (a.size() > 1 && a[0] == '-') {
@@ -107,6 +116,7 @@ int runInfo(const Args& args) {
         return 2;
     }
     installReportPrinter("info");
+    applyLimits(limits);
     bool allRead = true;
     for (size_t i = 0; i < names.size(); ++i) {
         if (i) std::printf("\n");
