@@ -325,6 +325,55 @@ else
     echo "skipped: progressive passes (no cjpeg)"
 fi
 
+# ---- PNG ---------------------------------------------------------------------
+# netpbm's pngtopnm and pnmtopng (libpng inside, but not this program's use of
+# it) are the independent side: every decoded PNG reads back as the PPM/PGM
+# decode, and every PNG type encodes to the bytes of its PPM/PGM twin.
+if ! "$KELJPEG" decode --help | grep -q png; then
+    fail "decode --help does not list PNG"
+elif "$KELJPEG" decode smooth.jpg probe.png 2>&1 | grep -q "without PNG"; then
+    echo "skipped: PNG (keljpeg built without libpng)"
+elif ! command -v pngtopnm >/dev/null 2>&1; then
+    echo "skipped: PNG round trips (no netpbm)"
+else
+    for jpeg in smooth.jpg grey.jpg progressive.jpg; do
+        [ -f "$jpeg" ] || continue
+        expect_status 0 "decode $jpeg to PNG" -- decode "$jpeg" out.png
+        expect_status 0 "decode $jpeg to PNM" -- decode --format pnm "$jpeg" out.pnm
+        pngtopnm out.png > png.pnm 2>/dev/null || fail "pngtopnm cannot read the PNG of $jpeg"
+        same png.pnm out.pnm "PNG of $jpeg"
+    done
+    "$KELJPEG" decode --format png - - < smooth.jpg > piped.png || fail "decode --format png - -"
+    "$KELJPEG" decode smooth.jpg file.png || fail "decode smooth.jpg file.png"
+    same piped.png file.png "PNG to standard output"
+    picture alpha.pgm smooth pnm8 -v grey=1
+    awk 'BEGIN { printf "P5\n37 23\n255\n"; for (i = 0; i < 37 * 23; i++) printf "%c", 0 }' > clear.pgm
+    awk 'BEGIN { printf "P6\n37 23\n255\n"; for (i = 0; i < 37 * 23; i++) printf "%c%c%c", 10, 200, 30 }' > flat.ppm
+    # twin | pnmtopng arguments | keljpeg encode options | alpha warning lines
+    while IFS='|' read -r twin make options warnings; do
+        set -- $make
+        pnmtopng "$@" > in.png 2>/dev/null || { fail "pnmtopng $make"; continue; }
+        expect_status 0 "encode PNG ($make)" -- encode --sampling 444 $options in.png png.jpg
+        [ "$(grep -c "alpha channel is dropped" err.txt)" -eq "$warnings" ] ||
+            fail "PNG ($make): $(grep -c "alpha channel is dropped" err.txt) alpha warnings, not $warnings"
+        expect_status 0 "encode its twin" -- encode --sampling 444 "$twin" twin.jpg
+        same png.jpg twin.jpg "PNG made by pnmtopng $make"
+    done <<'CASES'
+smooth.ppm|smooth.ppm||0
+smooth.pgm|smooth.pgm||0
+smooth.ppm|smooth16.ppm||0
+smooth.pgm|smooth16.pgm||0
+two-twin.pnm|two-twin.pnm||0
+smooth.ppm|-interlace smooth.ppm||0
+smooth.ppm|-alpha=alpha.pgm smooth.ppm||1
+smooth.pgm|-alpha=alpha.pgm smooth.pgm||1
+smooth.ppm|-alpha=alpha.pgm smooth.ppm|--quiet|0
+flat.ppm|-alpha=clear.pgm smooth.ppm|--background 10,200,30|0
+CASES
+    printf '\211PNG\r\n\032\n\0\0' > cut.png
+    expect_status nonzero "encode a truncated PNG" -- encode cut.png x.jpg
+fi
+
 # ---- standard input and output -------------------------------------------
 "$KELJPEG" encode --quality 100 --sampling 444 - - < smooth.ppm > piped.jpg || fail "encode - -"
 same piped.jpg smooth.jpg "encode through pipes"

@@ -24,14 +24,16 @@ const char* kDecodeUsage =
     "       keljpeg decode [OPTIONS] --out-dir DIR IN.jpg...\n"
     "       keljpeg decode [OPTIONS] IN.jpg [OUT] --passes DIR\n"
     "\n"
-    "Decodes JPEG to an uncompressed picture. OUT ends in .bmp, .ppm, .pgm or .pnm\n"
-    "(PPM for colour, PGM for grey); IN.jpg \"-\" reads standard input and OUT \"-\"\n"
-    "writes standard output (as PNM unless --format says otherwise). Lossless\n"
-    "frames above 8 bits give 16-bit PPM/PGM samples.\n"
+    "Decodes JPEG to an uncompressed picture. OUT ends in .bmp, .png, .ppm, .pgm\n"
+    "or .pnm (PPM for colour, PGM for grey); IN.jpg \"-\" reads standard input and\n"
+    "OUT \"-\" writes standard output (as PNM unless --format says otherwise). The\n"
+    "picture is written strip by strip as it is decoded. PNG is 8-bit grey or RGB;\n"
+    "BMP is bottom-up, 8-bit grey or 24-bit colour. Lossless frames above 8 bits\n"
+    "give 16-bit PPM/PGM samples.\n"
     "\n"
     "options:\n"
     "  --scale N       1/8, 1/4, 1/2 or 1 (default), or the codes 0..3\n"
-    "  --format F      bmp, ppm, pgm or pnm: the output format for \"-\" and --out-dir\n"
+    "  --format F      bmp, png, ppm, pgm or pnm: the output format for \"-\" and --out-dir\n"
     "                  (default pnm), or instead of OUT's extension\n"
     "  --bmp-depth D   8, 16, 24 or 32: write the BMP the library's bitmap output makes\n"
     "                  (colour into 8 bits: dithered 202-colour palette, full size only)\n"
@@ -39,7 +41,7 @@ const char* kDecodeUsage =
     "                  interleaved scan, sampling 1 or 2, no Adobe colour; reduced scales\n"
     "                  for sequential frames only); by default every standard file is read\n"
     "  --passes DIR    progressive frames: one picture per scan, DIR/pass-NN.ppm (or .pgm)\n"
-    "  --out-dir DIR   batch mode: decode every IN.jpg to DIR/NAME.ppm (.pgm, .bmp)\n"
+    "  --out-dir DIR   batch mode: decode every IN.jpg to DIR/NAME.ppm (.pgm, .bmp, .png)\n"
     "  --jobs N        batch mode: N worker threads (default: one per processor core)\n"
     "  --quiet, -q     no progress line and no notes\n"
     "\n"
@@ -76,7 +78,7 @@ std::string parseDecodeArgs(const Args& args, DecodeOptions& o) {
             o.passesDir = args[++i];
         } else if (a == "--format") {
             if (!hasValue || (o.format = imageFormatNamed(args[++i])) == ImageFormat::Unknown)
-                return "--format takes bmp, ppm, pgm or pnm";
+                return "--format takes bmp, png, ppm, pgm or pnm";
         } else if (a == "--bmp-depth") {
             const std::string v = hasValue ? args[++i] : "";
             if (v != "8" && v != "16" && v != "24" && v != "32") return "--bmp-depth takes 8, 16, 24 or 32";
@@ -102,7 +104,8 @@ std::string parseDecodeArgs(const Args& args, DecodeOptions& o) {
         o.format = ImageFormat::Bmp;
     }
     if (o.format == ImageFormat::Unknown && !o.output.empty() && o.output != "-") {
-        if (imageFormatFor(o.output) == ImageFormat::Unknown) return "output name must end in .bmp, .ppm, .pgm or .pnm";
+        if (imageFormatFor(o.output) == ImageFormat::Unknown)
+            return "output name must end in .bmp, .png, .ppm, .pgm or .pnm";
     }
     return "";
 }

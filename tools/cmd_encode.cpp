@@ -37,16 +37,20 @@ const char kUsageHead[] =
     "usage: keljpeg encode [OPTIONS] IN OUT.jpg\n"
     "       keljpeg encode [OPTIONS] --out-dir DIR IN...\n"
     "\n"
-    "IN is a BMP (1, 4, 8, 16, 24 or 32 bits, uncompressed or with colour masks),\n"
-    "a binary PPM (P6) or PGM (P5) file of 8 or 16 bits per sample, or with\n"
-    "--yuv420 a planar frame (width*height luma bytes, then the U and V planes at\n"
-    "quarter size). IN \"-\" reads standard input and OUT.jpg \"-\" writes\n"
-    "standard output.\n"
+    "IN is a PNG (grey, grey+alpha, RGB, RGBA or palette, 1 to 16 bits), a BMP\n"
+    "(1, 4, 8, 16, 24 or 32 bits, uncompressed or with colour masks), a binary\n"
+    "PPM (P6) or PGM (P5) file of 8 or 16 bits per sample, or with --yuv420 a\n"
+    "planar frame (width*height luma bytes, then the U and V planes at quarter\n"
+    "size). Grey input makes a one-component JPEG; 16-bit samples are scaled to\n"
+    "8. PNG and PPM/PGM are read strip by strip as the encoder takes them.\n"
+    "IN \"-\" reads standard input and OUT.jpg \"-\" writes standard output.\n"
     "\n"
     "options:\n";
 
 const char kUsageTail[] =
     "  --yuv420 WxH            IN is a planar 4:2:0 frame of that size\n"
+    "  --background R,G,B      blend PNG transparency over this colour (0..255 each);\n"
+    "                          without it the alpha channel is dropped with a warning\n"
     "  --out-dir DIR           batch mode: encode every IN to DIR/NAME.jpg\n"
     "  --jobs N                batch mode: N worker threads (default: one per core)\n"
     "  --quiet, -q             no progress line and no warnings\n";
@@ -82,6 +86,20 @@ bool parseDensity(const std::string& text, EncodeOptions& o) {
     o.xDensity = static_cast<uint16_t>(x);
     o.yDensity = static_cast<uint16_t>(y);
     o.units = static_cast<uint8_t>(u);
+    return true;
+}
+
+// "R,G,B", each 0..255.
+bool parseBackground(const std::string& text, PngOptions& png) {
+    size_t a = text.find(','), b = text.find(',', a == std::string::npos ? a : a + 1);
+    uint32_t r, g, bl;
+    if (a == std::string::npos || b == std::string::npos || !parseNumber(text.substr(0, a), 0, 255, r) ||
+        !parseNumber(text.substr(a + 1, b - a - 1), 0, 255, g) || !parseNumber(text.substr(b + 1), 0, 255, bl))
+        return false;
+    png.background = true;
+    png.red = static_cast<uint8_t>(r);
+    png.green = static_cast<uint8_t>(g);
+    png.blue = static_cast<uint8_t>(bl);
     return true;
 }
 
@@ -219,6 +237,7 @@ int takeEncodeOption(const Args& args, size_t& i, EncodeOptions& o, bool withInp
     else if (a == "--jfif-density") ok = value(v) && parseDensity(v, o);
     else if (a == "--no-jfif") o.jfif = false;
     else if (a == "--yuv420" && withInput) ok = (o.yuv = value(v) && parseSize(v, o.yuvWidth, o.yuvHeight));
+    else if (a == "--background" && withInput) ok = value(v) && parseBackground(v, o.png);
     else if (a == "--dnl") o.dnl = true;
     else if (a == "--interleaved-grey") o.interleavedGrey = true;
     else return 0;

@@ -9,8 +9,8 @@ namespace {
 
 const Command kCommands[] = {
     {"demo", "show the library at work on the built-in sample", runDemo},
-    {"encode", "encode BMP, PPM, PGM or planar YUV 4:2:0 files to JPEG", runEncode},
-    {"decode", "decode JPEG files to BMP, PPM or PGM", runDecode},
+    {"encode", "encode PNG, BMP, PPM, PGM or planar YUV 4:2:0 files to JPEG", runEncode},
+    {"decode", "decode JPEG files to BMP, PNG, PPM or PGM", runDecode},
     {"transcode", "re-encode JPEG files at another quality, sampling or restart interval", runTranscode},
     {"info", "show the frame, sampling, restart interval and JFIF values of JPEG files", runInfo},
 };
