@@ -20,8 +20,13 @@ void printUsage(FILE* out) {
     for (const Command& c : kCommands) std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
     std::fprintf(out, "\nkeljpeg COMMAND --help describes one command. A file name \"-\" stands for\n"
                       "standard input or output; --out-dir DIR converts many files at once.\n"
-                      "Exit status: 0 on success, 1 when a file cannot be read, converted or\n"
-                      "written, 2 for unusable arguments.\n");
+                      "Pictures stream strip by strip between the files and the library; PNG is\n"
+                      "read (every type; alpha dropped or blended over --background) and written\n"
+                      "(8-bit grey or RGB). decode, transcode and info limit each decode to 1 GiB,\n"
+                      "400 megapixels and 256 scans unless --max-memory, --max-pixels or\n"
+                      "--max-scans say otherwise. A failure is one line: \"keljpeg decode: FILE:\n"
+                      "REASON\". Exit status: 0 on success, 1 when a file cannot be read,\n"
+                      "converted or written, 2 for unusable arguments.\n");
 }
 
 }  // namespace
