@@ -49,7 +49,6 @@ compare() {
     [ "$om" -gt "$ourMem" ] && ourMem=$om
     [ "$tm" -gt "$theirMem" ] && theirMem=$tm
   done
-  [ -n "${DEBUG:-}" ] && { cat "$work/ratios"; printf %s "$ourTimes" "$theirTimes"; } >&2
   printf '%-28s %7.2f %9.1f %9.1f %8.1f %8.1f %6.2f\n' "$name" "$(median < "$work/ratios")" \
     "$(printf %s "$ourTimes" | median | awk '{ print $1 / 1000 }')" \
     "$(printf %s "$theirTimes" | median | awk '{ print $1 / 1000 }')" \
