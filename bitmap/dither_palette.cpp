@@ -1,7 +1,9 @@
 #include "bitmap/dither_palette.h"
 
 #include <atomic>
-#include <mutex>
+#include <mutex>  // std::lock_guard
+
+#include "runtime/platform.h"
 
 namespace {
 
@@ -9,7 +11,6 @@ namespace {
 constexpr uint8_t kDitherMatrix[4][4] = {{1, 13, 4, 16}, {9, 5, 12, 8}, {3, 15, 2, 14}, {11, 7, 10, 6}};
 
 DitherTables gDitherTables;
-std::once_flag gDitherTablesOnce;
 std::atomic<bool> gDitherTablesReady{false};
 
 // Exact products truncated toward zero, as the decoder's constant tables hold
@@ -71,7 +72,10 @@ void complibBuildDitherTables(const BITMAPINFOHEADER* header) {
     if (!header || header->biBitCount != 8) return;
     // The tables never change once built, so one build serves every later
     // request; concurrent first requests wait for the one that builds.
-    std::call_once(gDitherTablesOnce, buildDitherTables);
+    if (gDitherTablesReady.load(std::memory_order_acquire)) return;
+    static platform::Lock buildLock;
+    std::lock_guard<platform::Lock> guard(buildLock);
+    if (!gDitherTablesReady.load(std::memory_order_acquire)) buildDitherTables();
 }
 
 const DitherTables* complibDitherTables() {

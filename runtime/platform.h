@@ -37,4 +37,21 @@ std::u16string lastErrorText();
 // Default presentation of a composed report line.
 void presentReport(const KelChar16* caption, const KelChar16* line, uint32_t iconStyle);
 
+// A lock for process-wide state: a pthread mutex, or a Win32 slim lock. Not
+// std::mutex, which the C++ library of MinGW's default compilers (the win32
+// thread model) does not have. Takes std::lock_guard.
+class Lock {
+public:
+    Lock();
+    ~Lock();
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+    void lock();
+    void unlock();
+
+private:
+    // Room for either lock: a glibc mutex is 40 bytes, a slim lock a pointer.
+    alignas(16) unsigned char storage_[64];
+};
+
 }  // namespace platform

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <pthread.h>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -129,6 +130,12 @@ void presentReport(const KelChar16*, const KelChar16* line, uint32_t) {
     std::string utf8 = toUtf8(line);
     std::fprintf(stderr, "%s\n", utf8.c_str());
 }
+
+static_assert(sizeof(pthread_mutex_t) <= 64, "Lock::storage_ holds a pthread mutex");
+Lock::Lock() { (void)pthread_mutex_init(reinterpret_cast<pthread_mutex_t*>(storage_), nullptr); }
+Lock::~Lock() { (void)pthread_mutex_destroy(reinterpret_cast<pthread_mutex_t*>(storage_)); }
+void Lock::lock() { (void)pthread_mutex_lock(reinterpret_cast<pthread_mutex_t*>(storage_)); }
+void Lock::unlock() { (void)pthread_mutex_unlock(reinterpret_cast<pthread_mutex_t*>(storage_)); }
 
 }  // namespace platform
 

@@ -72,6 +72,12 @@ void presentReport(const KelChar16* caption, const KelChar16* line, uint32_t ico
     MessageBoxW(nullptr, line, caption, iconStyle);
 }
 
+static_assert(sizeof(SRWLOCK) <= 64, "Lock::storage_ holds an SRWLOCK");
+Lock::Lock() { InitializeSRWLock(reinterpret_cast<SRWLOCK*>(storage_)); }
+Lock::~Lock() = default;  // a slim lock holds no resources
+void Lock::lock() { AcquireSRWLockExclusive(reinterpret_cast<SRWLOCK*>(storage_)); }
+void Lock::unlock() { ReleaseSRWLockExclusive(reinterpret_cast<SRWLOCK*>(storage_)); }
+
 }  // namespace platform
 
 #endif

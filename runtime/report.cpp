@@ -1,7 +1,7 @@
 #include "runtime/report.h"
 
 #include <atomic>
-#include <mutex>
+#include <mutex>  // std::lock_guard
 #include <string>
 
 #include "runtime/platform.h"
@@ -12,7 +12,7 @@ const KelChar16* const kSeverityWords[] = {KJ_TEXT("TRACE"), KJ_TEXT("WARNING"),
                                            KJ_TEXT("FATAL")};
 
 struct HandlerSlot {
-    std::mutex lock;
+    platform::Lock lock;
     JpegReportHandler handler = nullptr;
     void* user = nullptr;
 };
@@ -50,7 +50,7 @@ void complibReportError(const KelChar16* source, int32_t severity, const KelChar
     JpegReportHandler handler;
     void* user;
     {
-        std::lock_guard<std::mutex> guard(handlerSlot().lock);
+        std::lock_guard<platform::Lock> guard(handlerSlot().lock);
         handler = handlerSlot().handler;
         user = handlerSlot().user;
     }
@@ -62,7 +62,7 @@ void complibReportError(const KelChar16* source, int32_t severity, const KelChar
 }
 
 extern "C" KELJPEG_API void KELJPEG_CALL jpegSetReportHandler(JpegReportHandler handler, void* user) {
-    std::lock_guard<std::mutex> guard(handlerSlot().lock);
+    std::lock_guard<platform::Lock> guard(handlerSlot().lock);
     handlerSlot().handler = handler;
     handlerSlot().user = user;
 }

@@ -6,6 +6,11 @@ command -v cmake >/dev/null || need+=(cmake)
 command -v g++ >/dev/null || need+=(g++)
 command -v make >/dev/null || need+=(make)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
+# keljpeg reads and writes PNG through libpng (linked statically into it).
+[ -f /usr/include/png.h ] || need+=(libpng-dev)
+command -v xxd >/dev/null || need+=(xxd)
+# The CLI test reads the PNG files keljpeg writes with netpbm, an independent reader.
+command -v pngtopnm >/dev/null || need+=(netpbm)
 if [ "${KELJPEG_PEERS:-1}" = 1 ]; then
   command -v cjpeg >/dev/null || need+=(libjpeg-turbo-progs)
   [ -f /usr/include/turbojpeg.h ] || need+=(libturbojpeg0-dev)

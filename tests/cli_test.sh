@@ -5,6 +5,7 @@
 # usage: cli_test.sh PATH/TO/keljpeg
 set -u
 KELJPEG=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+SOURCE=$(cd "$(dirname "$0")" && pwd)
 [ -x "$KELJPEG" ] || { echo "no program $1" >&2; exit 1; }
 WORK=$(mktemp -d "${TMPDIR:-/tmp}/keljpeg-cli.XXXXXX")
 trap 'rm -rf "$WORK"' EXIT
@@ -166,6 +167,51 @@ if [ -c /dev/full ]; then
     expect_status nonzero "encode to a full device" -- encode smooth.ppm /dev/full
 fi
 
+# A failure is one line: the file, then the library's own report text (not
+# the composed legacy line, "ERRORJPEGJPEG file is NOT complete...").
+printf '\377\330\377\331' > empty.jpg
+while IFS='|' read -r want args; do
+    set -- $args
+    run "$@" >out.txt
+    [ "$status" -eq 1 ] || fail "keljpeg $args: status $status"
+    [ "$(cat err.txt)" = "$want" ] || fail "keljpeg $args: said '$(cat err.txt)', not '$want'"
+done <<'CASES'
+keljpeg decode: missing.jpg: No such file or directory|decode missing.jpg x.ppm
+keljpeg decode: smooth.ppm: JPEG file is NOT complete|decode smooth.ppm x.bmp
+keljpeg info: smooth.ppm: JPEG file is NOT complete|info smooth.ppm
+keljpeg transcode: smooth.ppm: JPEG file is NOT complete|transcode --legacy smooth.ppm x.jpg
+keljpeg decode: empty.jpg: no scan in the frame|decode empty.jpg x.ppm
+keljpeg encode: missing.ppm: No such file or directory|encode missing.ppm x.jpg
+CASES
+
+# ---- limits ------------------------------------------------------------------
+# Crafted files fail at once under the default limits, with the library's
+# reason; lifting a limit lets a valid file through.
+"$KELJPEG" encode smooth.ppm small.jpg || fail "encode smooth.ppm"
+sof=$(grep -obUaP '\xff\xc0' small.jpg | head -n 1 | cut -d: -f1)
+cp small.jpg huge.jpg
+printf '\377\377\377\377' | dd of=huge.jpg bs=1 seek=$((sof + 5)) conv=notrunc 2>/dev/null
+grep -v '^#' "$SOURCE/regressions/progressive-scan-bomb.hex" | xxd -r -p > bomb.jpg
+while IFS='|' read -r want args; do
+    set -- $args
+    started=$(date +%s%N)
+    run "$@" >out.txt
+    took=$(( ($(date +%s%N) - started) / 1000000 ))
+    case $want in
+        ok) [ "$status" -eq 0 ] || fail "keljpeg $args: status $status: $(cat err.txt)" ;;
+        *) [ "$status" -eq 1 ] && grep -q ": $want\$" err.txt || fail "keljpeg $args: '$(cat err.txt)', not '$want'"
+           [ "$took" -lt 1000 ] || fail "keljpeg $args took $took ms to fail" ;;
+    esac
+done <<'CASES'
+image exceeds the pixel limit|decode huge.jpg x.bmp
+image exceeds the pixel limit|info huge.jpg
+too many scans|decode bomb.jpg x.ppm
+too many scans|transcode bomb.jpg x.jpg
+ok|decode --max-scans 0 bomb.jpg x.ppm
+ok|decode --max-scans 300 --max-pixels 0 --max-memory 1 small.jpg x.ppm
+CASES
+expect_status nonzero "decode: bad limit" -- decode --max-memory lots small.jpg x.ppm
+
 # ---- round trips ---------------------------------------------------------
 expect_status 0 "encode PPM" -- encode --quality 100 --sampling 444 smooth.ppm smooth.jpg
 expect_status 0 "decode to PPM" -- decode smooth.jpg back.ppm
@@ -277,6 +323,55 @@ if command -v cjpeg >/dev/null 2>&1 && cjpeg -progressive smooth.ppm > progressi
     expect_status nonzero "--passes on a baseline file" -- decode smooth.jpg x.ppm --passes passes2
 else
     echo "skipped: progressive passes (no cjpeg)"
+fi
+
+# ---- PNG ---------------------------------------------------------------------
+# netpbm's pngtopnm and pnmtopng (libpng inside, but not this program's use of
+# it) are the independent side: every decoded PNG reads back as the PPM/PGM
+# decode, and every PNG type encodes to the bytes of its PPM/PGM twin.
+if ! "$KELJPEG" decode --help | grep -q png; then
+    fail "decode --help does not list PNG"
+elif "$KELJPEG" decode smooth.jpg probe.png 2>&1 | grep -q "without PNG"; then
+    echo "skipped: PNG (keljpeg built without libpng)"
+elif ! command -v pngtopnm >/dev/null 2>&1; then
+    echo "skipped: PNG round trips (no netpbm)"
+else
+    for jpeg in smooth.jpg grey.jpg progressive.jpg; do
+        [ -f "$jpeg" ] || continue
+        expect_status 0 "decode $jpeg to PNG" -- decode "$jpeg" out.png
+        expect_status 0 "decode $jpeg to PNM" -- decode --format pnm "$jpeg" out.pnm
+        pngtopnm out.png > png.pnm 2>/dev/null || fail "pngtopnm cannot read the PNG of $jpeg"
+        same png.pnm out.pnm "PNG of $jpeg"
+    done
+    "$KELJPEG" decode --format png - - < smooth.jpg > piped.png || fail "decode --format png - -"
+    "$KELJPEG" decode smooth.jpg file.png || fail "decode smooth.jpg file.png"
+    same piped.png file.png "PNG to standard output"
+    picture alpha.pgm smooth pnm8 -v grey=1
+    awk 'BEGIN { printf "P5\n37 23\n255\n"; for (i = 0; i < 37 * 23; i++) printf "%c", 0 }' > clear.pgm
+    awk 'BEGIN { printf "P6\n37 23\n255\n"; for (i = 0; i < 37 * 23; i++) printf "%c%c%c", 10, 200, 30 }' > flat.ppm
+    # twin | pnmtopng arguments | keljpeg encode options | alpha warning lines
+    while IFS='|' read -r twin make options warnings; do
+        set -- $make
+        pnmtopng "$@" > in.png 2>/dev/null || { fail "pnmtopng $make"; continue; }
+        expect_status 0 "encode PNG ($make)" -- encode --sampling 444 $options in.png png.jpg
+        [ "$(grep -c "alpha channel is dropped" err.txt)" -eq "$warnings" ] ||
+            fail "PNG ($make): $(grep -c "alpha channel is dropped" err.txt) alpha warnings, not $warnings"
+        expect_status 0 "encode its twin" -- encode --sampling 444 "$twin" twin.jpg
+        same png.jpg twin.jpg "PNG made by pnmtopng $make"
+    done <<'CASES'
+smooth.ppm|smooth.ppm||0
+smooth.pgm|smooth.pgm||0
+smooth.ppm|smooth16.ppm||0
+smooth.pgm|smooth16.pgm||0
+two-twin.pnm|two-twin.pnm||0
+smooth.ppm|-interlace smooth.ppm||0
+smooth.ppm|-alpha=alpha.pgm smooth.ppm||1
+smooth.pgm|-alpha=alpha.pgm smooth.pgm||1
+smooth.ppm|-alpha=alpha.pgm smooth.ppm|--quiet|0
+flat.ppm|-alpha=clear.pgm smooth.ppm|--background 10,200,30|0
+CASES
+    printf '\211PNG\r\n\032\n\0\0' > cut.png
+    expect_status nonzero "encode a truncated PNG" -- encode cut.png x.jpg
 fi
 
 # ---- standard input and output -------------------------------------------

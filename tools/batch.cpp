@@ -43,16 +43,12 @@ void showProgress(const BatchState& s) {
 void work(BatchState& s) {
     for (size_t k; (k = s.next++) < s.inputs->size();) {
         const std::string& input = (*s.inputs)[k];
-        setReportFile(input);
+        beginFile();
         std::string error = (*s.convert)(input, (*s.outputs)[k]);
-        setReportFile("");
+        const bool failed = finishFile(input, error) != 0;
         std::lock_guard<std::mutex> guard(standardErrorLock());
         ++s.done;
-        if (!error.empty()) {
-            ++s.failed;
-            if (s.progress) std::fputs("\r\033[K", stderr);  // clear the progress line first
-            std::fprintf(stderr, "keljpeg %s: %s: %s\n", s.command, input.c_str(), error.c_str());
-        }
+        if (failed) ++s.failed;
         if (s.progress) showProgress(s);
         setProgressLineShown(s.progress);
     }

@@ -24,14 +24,16 @@ const char* kDecodeUsage =
     "       keljpeg decode [OPTIONS] --out-dir DIR IN.jpg...\n"
     "       keljpeg decode [OPTIONS] IN.jpg [OUT] --passes DIR\n"
     "\n"
-    "Decodes JPEG to an uncompressed picture. OUT ends in .bmp, .ppm, .pgm or .pnm\n"
-    "(PPM for colour, PGM for grey); IN.jpg \"-\" reads standard input and OUT \"-\"\n"
-    "writes standard output (as PNM unless --format says otherwise). Lossless\n"
-    "frames above 8 bits give 16-bit PPM/PGM samples.\n"
+    "Decodes JPEG to an uncompressed picture. OUT ends in .bmp, .png, .ppm, .pgm\n"
+    "or .pnm (PPM for colour, PGM for grey); IN.jpg \"-\" reads standard input and\n"
+    "OUT \"-\" writes standard output (as PNM unless --format says otherwise). The\n"
+    "picture is written strip by strip as it is decoded. PNG is 8-bit grey or RGB;\n"
+    "BMP is bottom-up, 8-bit grey or 24-bit colour. Lossless frames above 8 bits\n"
+    "give 16-bit PPM/PGM samples.\n"
     "\n"
     "options:\n"
     "  --scale N       1/8, 1/4, 1/2 or 1 (default), or the codes 0..3\n"
-    "  --format F      bmp, ppm, pgm or pnm: the output format for \"-\" and --out-dir\n"
+    "  --format F      bmp, png, ppm, pgm or pnm: the output format for \"-\" and --out-dir\n"
     "                  (default pnm), or instead of OUT's extension\n"
     "  --bmp-depth D   8, 16, 24 or 32: write the BMP the library's bitmap output makes\n"
     "                  (colour into 8 bits: dithered 202-colour palette, full size only)\n"
@@ -39,9 +41,11 @@ const char* kDecodeUsage =
     "                  interleaved scan, sampling 1 or 2, no Adobe colour; reduced scales\n"
     "                  for sequential frames only); by default every standard file is read\n"
     "  --passes DIR    progressive frames: one picture per scan, DIR/pass-NN.ppm (or .pgm)\n"
-    "  --out-dir DIR   batch mode: decode every IN.jpg to DIR/NAME.ppm (.pgm, .bmp)\n"
+    "  --out-dir DIR   batch mode: decode every IN.jpg to DIR/NAME.ppm (.pgm, .bmp, .png)\n"
     "  --jobs N        batch mode: N worker threads (default: one per processor core)\n"
-    "  --quiet, -q     no progress line and no notes\n";
+    "  --quiet, -q     no progress line and no notes\n"
+    "\n"
+    "limits (a file beyond one fails at once; 0 lifts a limit):\n";
 
 struct DecodeOptions {
     std::vector<std::string> inputs;
@@ -51,6 +55,7 @@ struct DecodeOptions {
     ImageFormat format = ImageFormat::Unknown;  // Unknown: from OUT's extension
     std::string passesDir;
     BatchOptions batch;
+    DecodeLimits limits;
 };
 
 // Returns "" or the reason the arguments make no sense.
@@ -61,6 +66,9 @@ std::string parseDecodeArgs(const Args& args, DecodeOptions& o) {
         int batchOption = takeBatchOption(args, i, o.batch);
         if (batchOption < 0) return "missing or bad value for " + a;
         if (batchOption > 0) continue;
+        int limitOption = takeLimitOption(args, i, o.limits);
+        if (limitOption < 0) return "missing or bad value for " + a;
+        if (limitOption > 0) continue;
         if (a == "--scale") {
             if (!hasValue || !parseScaleArgument(args[++i], o.settings.scale)) return "--scale takes 1/8, 1/4, 1/2 or 1";
         } else if (a == "--legacy") {
@@ -70,7 +78,7 @@ std::string parseDecodeArgs(const Args& args, DecodeOptions& o) {
             o.passesDir = args[++i];
         } else if (a == "--format") {
             if (!hasValue || (o.format = imageFormatNamed(args[++i])) == ImageFormat::Unknown)
-                return "--format takes bmp, ppm, pgm or pnm";
+                return "--format takes bmp, png, ppm, pgm or pnm";
         } else if (a == "--bmp-depth") {
             const std::string v = hasValue ? args[++i] : "";
             if (v != "8" && v != "16" && v != "24" && v != "32") return "--bmp-depth takes 8, 16, 24 or 32";
@@ -96,7 +104,8 @@ std::string parseDecodeArgs(const Args& args, DecodeOptions& o) {
         o.format = ImageFormat::Bmp;
     }
     if (o.format == ImageFormat::Unknown && !o.output.empty() && o.output != "-") {
-        if (imageFormatFor(o.output) == ImageFormat::Unknown) return "output name must end in .bmp, .ppm, .pgm or .pnm";
+        if (imageFormatFor(o.output) == ImageFormat::Unknown)
+            return "output name must end in .bmp, .png, .ppm, .pgm or .pnm";
     }
     return "";
 }
@@ -108,64 +117,127 @@ uint32_t maxVerticalSampling(uint32_t samplingSignature) {
     return maxV;
 }
 
-// Rectangle for rows rows of width samples; rows are padded to whole MCU rows
-// because a frame whose height comes from DNL is written in whole MCU rows.
-struct Canvas {
-    std::vector<uint8_t> storage;
-    ImageRect rect{};
+struct OpenDecode {
+    JpegDecodeParams params{};
+    FrameHeader frame{};
+    JpegHandle handle = 0;
+    uint32_t height = 0;  // from the frame header or the DNL segment
 };
 
-// False when the rectangle would pass the 4 GiB its size field can state.
-[[nodiscard]] bool prepareCanvas(Canvas& canvas, uint32_t width, uint32_t rows, uint32_t bytesPerPixel,
-                                 uint32_t mcuHeight) {
-    uint64_t paddedRows = (uint64_t{rows} + mcuHeight - 1) / mcuHeight * mcuHeight + mcuHeight;
-    uint64_t bytes = uint64_t{width} * bytesPerPixel * paddedRows;
-    if (bytes > 0xFFFFFFFFu || bytes > SIZE_MAX) return false;
-    canvas.storage.assign(static_cast<size_t>(bytes), 0);
-    canvas.rect.width = static_cast<int32_t>(width);
-    canvas.rect.height = static_cast<int32_t>(rows);
-    canvas.rect.stride = static_cast<int32_t>(width * bytesPerPixel);
-    canvas.rect.bitsPerPixel = static_cast<int32_t>(bytesPerPixel * 8);
-    canvas.rect.bits = canvas.storage.data();
-    canvas.rect.size = static_cast<uint32_t>(canvas.storage.size());
-    return true;
+// How the opened frame comes out: the picture's shape, and the strips it is
+// asked for in.
+struct FramePlan {
+    PictureShape shape;
+    int32_t scale = 3;
+    bool scaled = false;     // through the scaled-output call
+    bool perCall = false;    // rows counted per call (standard mode, lossless frames)
+    uint32_t bandRows = 1;   // rows of one band at the scale
+    uint32_t stripRows = 1;  // whole bands, about kStripBytes
+    uint32_t slackRows = 0;  // rows a call may write below the rows asked for
+};
+
+// A strip of about this many bytes stays in the processor's caches between
+// the decoder writing it and the file taking it: 2048 colour pixels a row
+// make 42 rows, rounded down to 32 (two 4:2:0 bands).
+constexpr uint32_t kStripBytes = 256 * 1024;
+
+std::string planFrame(const OpenDecode& d, int32_t scale, FramePlan& plan) {
+    const JpegDecodeParams& params = d.params;
+    const bool standard = (params.options & JPEG_OPT_STANDARD) != 0;
+    PictureShape& shape = plan.shape;
+    if (d.frame.sofMarker >= kSofLossless) {
+        // Lossless samples come in component order, 16 bits above 8-bit precision.
+        shape.components = params.componentCount;
+        shape.bytesPerSample = d.frame.precision > 8 ? 2 : 1;
+        if (d.frame.precision >= 2 && d.frame.precision <= 16) shape.maxValue = (1u << d.frame.precision) - 1;
+        shape.rgbOrder = true;
+        if (shape.components != 1 && shape.components != 3)
+            return "lossless output of " + std::to_string(shape.components) + " components is not supported";
+        shape.width = params.width;
+        shape.height = d.height;
+        plan.perCall = true;
+        plan.slackRows = standard ? 0 : 1;
+    } else {
+        shape.components = params.componentCount < 3 ? 1 : 3;
+        shape.width = params.width;
+        shape.height = d.height;
+        // Standard mode reduces every frame; the legacy reading sequential ones only.
+        plan.scaled = scale < 3 && (standard || !(params.options & JPEG_OPT_PROGRESSIVE));
+        plan.scale = plan.scaled ? scale : 3;
+        if (plan.scaled) {
+            (void)jpegDecodeGetImageSize(d.handle, &shape.width, &shape.height, scale);
+            // The legacy reading has no height yet for a frame that leaves it to DNL.
+            const uint32_t factor = 1u << (3 - scale);
+            if (shape.height == 0) shape.height = (d.height + factor - 1) / factor;
+        }
+        const uint32_t mcuHeight = 8 * maxVerticalSampling(params.samplingSignature);
+        plan.bandRows = std::max(1u, mcuHeight >> (3 - plan.scale));
+        plan.perCall = standard;
+        // The legacy decoder writes whole bands, also below the last row.
+        plan.slackRows = standard ? 0 : plan.bandRows;
+    }
+    if (shape.width == 0 || shape.height == 0) return "the image has no width or height";
+    const uint64_t rowBytes = uint64_t{shape.width} * shape.components * shape.bytesPerSample;
+    const uint64_t bands = std::max<uint64_t>(1, kStripBytes / rowBytes / plan.bandRows);
+    plan.stripRows = static_cast<uint32_t>(std::min<uint64_t>(bands * plan.bandRows, 0xFFFF / plan.bandRows * plan.bandRows));
+    // The legacy reading of a progressive frame renders it in one call.
+    if (!standard && (params.options & JPEG_OPT_PROGRESSIVE)) plan.stripRows = shape.height;
+    return "";
 }
 
-// Decodes the opened frame into picture; returns an error text or "".
-std::string decodeFrame(JpegHandle h, const JpegDecodeParams& params, const FrameHeader& frame, uint32_t height,
-                        int32_t scale, DecodedPicture& picture) {
-    Canvas canvas;
-    const uint32_t mcuHeight = 8 * maxVerticalSampling(params.samplingSignature);
-    if (frame.sofMarker >= kSofLossless) {
-        // Lossless samples come in component order, 16 bits above 8-bit precision.
-        picture.components = params.componentCount;
-        picture.bytesPerSample = frame.precision > 8 ? 2 : 1;
-        if (frame.precision >= 2 && frame.precision <= 16) picture.maxValue = (1u << frame.precision) - 1;
-        picture.rgbOrder = true;
-        if (picture.components != 1 && picture.components != 3)
-            return "lossless output of " + std::to_string(picture.components) + " components is not supported";
-        picture.width = params.width;
-        picture.height = height;
-        if (!prepareCanvas(canvas, picture.width, height, picture.components * picture.bytesPerSample, 1))
-            return "the image is too large";
-        int32_t rows = jpegDecodeToRect(h, &canvas.rect, height);
-        if (rows < static_cast<int32_t>(height)) return "decoding failed";
-    } else {
-        picture.components = params.componentCount < 3 ? 1 : 3;
-        uint32_t width = params.width, rowsWanted = height;
-        // Standard mode reduces every frame; the legacy reading sequential ones only.
-        bool scaled = scale < 3 && ((params.options & JPEG_OPT_STANDARD) || !(params.options & JPEG_OPT_PROGRESSIVE));
-        if (scaled) (void)jpegDecodeGetImageSize(h, &width, &rowsWanted, scale);
-        picture.width = width;
-        picture.height = rowsWanted;
-        if (!prepareCanvas(canvas, width, rowsWanted, picture.components, mcuHeight)) return "the image is too large";
-        int32_t rows = scaled ? jpegDecodeScaleOutputToRect(h, &canvas.rect, rowsWanted, scale)
-                              : jpegDecodeToRect(h, &canvas.rect, rowsWanted);
-        if (rows < static_cast<int32_t>(rowsWanted)) return "decoding failed";
+// Decodes the planned frame strip by strip into sink, which hands out the
+// rectangle of each strip (strip) and takes its rows (commit). Returns "" or
+// an error text.
+template <class Sink>
+std::string decodeStrips(const OpenDecode& d, const FramePlan& plan, Sink& sink) {
+    const uint32_t height = plan.shape.height;
+    for (uint32_t done = 0; done < height;) {
+        const uint32_t rows = std::min(plan.stripRows, height - done);
+        ImageRect rect = sink.strip(rows);
+        // The legacy reading of DCT frames takes the row to decode up to.
+        const uint32_t ask = plan.perCall ? rows : done + rows;
+        int32_t got = plan.scaled ? jpegDecodeScaleOutputToRect(d.handle, &rect, ask, plan.scale)
+                                  : jpegDecodeToRect(d.handle, &rect, ask);
+        if (got <= 0) return "decoding failed";
+        const uint32_t delivered = std::min(static_cast<uint32_t>(got), rows);
+        if (!sink.commit(delivered)) return "";  // the writer's finish says what failed
+        done += delivered;
     }
-    size_t bytes = size_t{picture.width} * picture.height * picture.components * picture.bytesPerSample;
-    picture.pixels.assign(canvas.storage.begin(), canvas.storage.begin() + static_cast<ptrdiff_t>(bytes));
     return "";
+}
+
+// A whole picture in memory, for transcode.
+struct PictureSink {
+    DecodedPicture& picture;
+    size_t rowBytes;
+    uint32_t done = 0;
+    ImageRect strip(uint32_t rows) {
+        ImageRect rect{};
+        rect.width = static_cast<int32_t>(picture.width);
+        rect.height = static_cast<int32_t>(rows);
+        rect.stride = static_cast<int32_t>(rowBytes);
+        rect.bitsPerPixel = static_cast<int32_t>(8 * picture.components * picture.bytesPerSample);
+        rect.bits = picture.pixels.data() + done * rowBytes;
+        rect.size = static_cast<uint32_t>(std::min<size_t>(picture.pixels.size() - done * rowBytes, 0xFFFFFFFFu));
+        return rect;
+    }
+    bool commit(uint32_t rows) {
+        done += rows;
+        return true;
+    }
+};
+
+std::string decodeToMemory(const OpenDecode& d, int32_t scale, DecodedPicture& picture) {
+    FramePlan plan;
+    std::string error = planFrame(d, scale, plan);
+    if (!error.empty()) return error;
+    static_cast<PictureShape&>(picture) = plan.shape;
+    const size_t rowBytes = size_t{picture.width} * picture.components * picture.bytesPerSample;
+    picture.pixels.assign(rowBytes * (size_t{picture.height} + plan.slackRows), 0);
+    PictureSink sink{picture, rowBytes};
+    error = decodeStrips(d, plan, sink);
+    picture.pixels.resize(rowBytes * picture.height);
+    return error;
 }
 
 // The output format: --format, else OUT's extension; PNM for standard output.
@@ -174,13 +246,6 @@ ImageFormat outputFormat(const DecodeOptions& o, const std::string& output) {
     if (isStandardStream(output) || !o.batch.outDir.empty()) return ImageFormat::Pnm;
     return imageFormatFor(output);
 }
-
-struct OpenDecode {
-    JpegDecodeParams params{};
-    FrameHeader frame{};
-    JpegHandle handle = 0;
-    uint32_t height = 0;  // from the frame header or the DNL segment
-};
 
 std::string openDecode(const JpegInput& input, const DecodeSettings& settings, OpenDecode& d) {
     if (!settings.legacy) d.params.options |= JPEG_OPT_STANDARD;
@@ -202,23 +267,30 @@ std::string decodeFile(const DecodeOptions& o, const std::string& inputName, con
     error = openDecode(input, o.settings, d);
     const ImageFormat format = outputFormat(o, output);
     const std::string target = o.batch.outDir.empty() ? output : output + (o.bmpDepth ? ".bmp" : "");
-    DecodedPicture picture;
     if (!error.empty()) {
         // nothing to decode; the handle, if any, is still closed below
     } else if (!o.passesDir.empty()) {
         int passes = 0;
+        DecodedPicture picture;
         error = decodeProgressivePasses(d.handle, d.params, d.height, o.passesDir, picture, passes);
         if (error.empty() && !o.batch.quiet)
             std::fprintf(stderr, "keljpeg decode: %d passes written to %s\n", passes, o.passesDir.c_str());
+        if (error.empty() && !output.empty()) (void)writePictureAs(output, format, picture, error);
     } else if (o.bmpDepth) {
         error = decodeToDibFile(d.handle, o.settings.scale, o.bmpDepth, d.height, target);
     } else {
-        error = decodeFrame(d.handle, d.params, d.frame, d.height, o.settings.scale, picture);
+        // The picture goes to the file strip by strip as it is decoded.
+        FramePlan plan;
+        error = planFrame(d, o.settings.scale, plan);
+        PictureWriter writer;
+        const std::string path = o.batch.outDir.empty() ? output : output + extensionFor(format, plan.shape);
+        if (error.empty() && writer.open(path, format, plan.shape, plan.stripRows, plan.slackRows, error)) {
+            error = decodeStrips(d, plan, writer);
+            std::string written;
+            if (!writer.finish(written) && error.empty()) error = written;
+        }
     }
     if (d.handle) (void)jpegDecodeEpilog(d.handle);
-    if (!error.empty() || o.bmpDepth || output.empty()) return error;
-    std::string path = o.batch.outDir.empty() ? output : output + extensionFor(format, picture);
-    (void)writePictureAs(path, format, picture, error);
     return error;
 }
 
@@ -240,32 +312,30 @@ std::string decodeToPicture(const JpegInput& input, const DecodeSettings& settin
         density->y = info->yDensity;
         density->units = info->units;
     }
-    if (error.empty()) error = decodeFrame(d.handle, d.params, d.frame, d.height, settings.scale, picture);
+    if (error.empty()) error = decodeToMemory(d, settings.scale, picture);
     if (d.handle) (void)jpegDecodeEpilog(d.handle);
     return error;
 }
 
 int runDecode(const Args& args) {
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
-        std::printf("%s", kDecodeUsage);
+        std::printf("%s%s", kDecodeUsage, kLimitsHelp);
         return 0;
     }
     DecodeOptions o;
     std::string problem = parseDecodeArgs(args, o);
     if (!problem.empty()) {
-        std::fprintf(stderr, "keljpeg decode: %s\n\n%s", problem.c_str(), kDecodeUsage);
+        std::fprintf(stderr, "keljpeg decode: %s\n\n%s%s", problem.c_str(), kDecodeUsage, kLimitsHelp);
         return 2;
     }
     installReportPrinter("decode");
+    applyLimits(o.limits);
     ConvertFile convert = [&o](const std::string& in, const std::string& out) { return decodeFile(o, in, out); };
     if (!o.batch.outDir.empty()) {
         // The dither tables of 8-bit colour bitmaps are shared by the process.
         unsigned maxWorkers = o.bmpDepth == 8 ? 1 : 0;
         return runBatch("decode", o.inputs, "", o.batch, convert, maxWorkers);
     }
-    setReportFile(o.inputs[0]);
-    std::string error = convert(o.inputs[0], o.output);
-    if (error.empty()) return 0;
-    std::fprintf(stderr, "keljpeg decode: %s: %s\n", displayName(o.inputs[0]).c_str(), error.c_str());
-    return 1;
+    beginFile();
+    return finishFile(o.inputs[0], convert(o.inputs[0], o.output));
 }

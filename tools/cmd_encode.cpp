@@ -1,6 +1,7 @@
 // keljpeg encode: BMP, PPM, PGM or planar YUV 4:2:0 to baseline JPEG through
 // the library's encode calls; one file, standard streams, or many files in
 // batch mode.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +16,8 @@
 #include "conversions.h"
 #include "dib_file.h"
 #include "image_read.h"
+#include "picture_input.h"
+#include "png_io.h"
 
 const char kEncodeOptionsHelp[] =
     "  --quality N             1..100, default 75\n"
@@ -34,16 +37,20 @@ const char kUsageHead[] =
     "usage: keljpeg encode [OPTIONS] IN OUT.jpg\n"
     "       keljpeg encode [OPTIONS] --out-dir DIR IN...\n"
     "\n"
-    "IN is a BMP (1, 4, 8, 16, 24 or 32 bits, uncompressed or with colour masks),\n"
-    "a binary PPM (P6) or PGM (P5) file of 8 or 16 bits per sample, or with\n"
-    "--yuv420 a planar frame (width*height luma bytes, then the U and V planes at\n"
-    "quarter size). IN \"-\" reads standard input and OUT.jpg \"-\" writes\n"
-    "standard output.\n"
+    "IN is a PNG (grey, grey+alpha, RGB, RGBA or palette, 1 to 16 bits), a BMP\n"
+    "(1, 4, 8, 16, 24 or 32 bits, uncompressed or with colour masks), a binary\n"
+    "PPM (P6) or PGM (P5) file of 8 or 16 bits per sample, or with --yuv420 a\n"
+    "planar frame (width*height luma bytes, then the U and V planes at quarter\n"
+    "size). Grey input makes a one-component JPEG; 16-bit samples are scaled to\n"
+    "8. PNG and PPM/PGM are read strip by strip as the encoder takes them.\n"
+    "IN \"-\" reads standard input and OUT.jpg \"-\" writes standard output.\n"
     "\n"
     "options:\n";
 
 const char kUsageTail[] =
     "  --yuv420 WxH            IN is a planar 4:2:0 frame of that size\n"
+    "  --background R,G,B      blend PNG transparency over this colour (0..255 each);\n"
+    "                          without it the alpha channel is dropped with a warning\n"
     "  --out-dir DIR           batch mode: encode every IN to DIR/NAME.jpg\n"
     "  --jobs N                batch mode: N worker threads (default: one per core)\n"
     "  --quiet, -q             no progress line and no warnings\n";
@@ -82,6 +89,20 @@ bool parseDensity(const std::string& text, EncodeOptions& o) {
     return true;
 }
 
+// "R,G,B", each 0..255.
+bool parseBackground(const std::string& text, PngOptions& png) {
+    size_t a = text.find(','), b = text.find(',', a == std::string::npos ? a : a + 1);
+    uint32_t r, g, bl;
+    if (a == std::string::npos || b == std::string::npos || !parseNumber(text.substr(0, a), 0, 255, r) ||
+        !parseNumber(text.substr(a + 1, b - a - 1), 0, 255, g) || !parseNumber(text.substr(b + 1), 0, 255, bl))
+        return false;
+    png.background = true;
+    png.red = static_cast<uint8_t>(r);
+    png.green = static_cast<uint8_t>(g);
+    png.blue = static_cast<uint8_t>(bl);
+    return true;
+}
+
 bool parseSize(const std::string& text, uint32_t& w, uint32_t& h) {
     size_t x = text.find('x');
     return x != std::string::npos && parseNumber(text.substr(0, x), 2, 65535, w) &&
@@ -89,35 +110,32 @@ bool parseSize(const std::string& text, uint32_t& w, uint32_t& h) {
 }
 
 struct Source {
-    PixelImage image;              // rectangle input
-    std::vector<uint8_t> planes;   // planar input
-    DibFile dib;                   // bottom-up BMP input, handed to the library as it is
-    bool isDib = false;
+    std::unique_ptr<PictureInput> input;  // rows read as the encoder takes them
+    std::vector<uint8_t> planes;          // planar input
+    uint32_t width = 0, height = 0, components = 0;
 };
 
-// Reads the input file (or standard input) into source. Returns "" or an error text.
+// Opens the input file (or standard input). Returns "" or an error text.
 std::string loadSource(const std::string& name, const EncodeOptions& o, Source& source) {
-    std::string error;
-    std::vector<uint8_t> bytes;
-    if (!readAllBytes(name, bytes, error)) return error;
+    std::string error, warning;
     if (o.yuv) {
-        source.planes = std::move(bytes);
+        if (!readAllBytes(name, source.planes, error)) return error;
         if (!takeYuv420Planes(o.yuvWidth, o.yuvHeight, source.planes, error)) return error;
-        source.image = PixelImage{o.yuvWidth, o.yuvHeight, 3, {}};
+        source.width = o.yuvWidth;
+        source.height = o.yuvHeight;
+        source.components = 3;
         return "";
     }
-    if ((source.isDib = readDibFile(bytes, source.dib, error))) {
-        const BITMAPINFOHEADER& h = *source.dib.header();
-        uint32_t components = source.dib.grey ? 1 : 3;
-        source.image = PixelImage{static_cast<uint32_t>(h.biWidth), static_cast<uint32_t>(h.biHeight), components, {}};
-        return "";
-    }
-    if (!error.empty()) return error;
-    (void)readPixelImage(bytes, source.image, error);
-    return error;
+    source.input = openPictureInput(name, o.png, error, warning);
+    if (!source.input) return error;
+    if (!warning.empty() && !o.quiet) printFileNote(name, warning);
+    source.width = source.input->width;
+    source.height = source.input->height;
+    source.components = source.input->components;
+    return "";
 }
 
-JpegEncodeParams paramsFor(const EncodeOptions& o, const PixelImage& image, JfifInfo* jfif) {
+JpegEncodeParams paramsFor(const EncodeOptions& o, const Source& image, JfifInfo* jfif) {
     JpegEncodeParams p{};
     p.componentCount = static_cast<uint16_t>(image.components);
     bool grey = image.components == 1;
@@ -142,18 +160,22 @@ void warnAboutUnusualStreams(const EncodeOptions& o) {
         std::fprintf(stderr, "keljpeg encode: note: --interleaved-grey has no effect on planar input\n");
 }
 
-// Feeds the rectangle in strips of a few MCU rows, as a scanner or camera would.
-bool encodeRect(JpegHandle handle, const PixelImage& image, uint32_t mcuHeight) {
-    uint32_t rowBytes = image.width * image.components;
-    uint32_t stripLines = 4 * mcuHeight;
-    for (uint32_t top = 0; top < image.height; top += stripLines) {
-        uint32_t lines = image.height - top < stripLines ? image.height - top : stripLines;
+// Feeds the input in strips of whole MCU rows, each read from the file just
+// before the encoder takes it, so that it is still in the caches: about
+// 256 KiB (2048 colour pixels a row: 32 rows, two 4:2:0 MCU rows).
+bool encodeStrips(JpegHandle handle, PictureInput& input, uint32_t mcuHeight, std::string& error) {
+    const uint32_t rowBytes = input.width * input.components;
+    const uint32_t stripLines = std::max(1u, 256 * 1024 / rowBytes / mcuHeight) * mcuHeight;
+    std::vector<uint8_t> strip(size_t{rowBytes} * std::min(stripLines, input.height));
+    for (uint32_t top = 0; top < input.height; top += stripLines) {
+        uint32_t lines = std::min(stripLines, input.height - top);
+        if (!input.read(strip.data(), lines, error)) return false;
         ImageRect rect{};
-        rect.width = static_cast<int32_t>(image.width);
+        rect.width = static_cast<int32_t>(input.width);
         rect.height = static_cast<int32_t>(lines);
         rect.stride = static_cast<int32_t>(rowBytes);
-        rect.bitsPerPixel = static_cast<int32_t>(8 * image.components);
-        rect.bits = const_cast<uint8_t*>(image.pixels.data()) + static_cast<size_t>(top) * rowBytes;
+        rect.bitsPerPixel = static_cast<int32_t>(8 * input.components);
+        rect.bits = strip.data();
         rect.size = rowBytes * lines;
         if (jpegEncodeFromRect(handle, &rect, lines) != lines) return false;
     }
@@ -161,32 +183,34 @@ bool encodeRect(JpegHandle handle, const PixelImage& image, uint32_t mcuHeight) 
 }
 
 // Encodes the source to a file, or through a memory block to standard output.
-std::string encodeSource(const Source& source, const EncodeOptions& o, const std::string& output) {
-    const PixelImage& image = source.image;
+std::string encodeSource(Source& source, const EncodeOptions& o, const std::string& output) {
     const bool toStdout = isStandardStream(output);
     JfifInfo jfif{o.xDensity, o.yDensity, o.units, 0, 0, {0}};
-    JpegEncodeParams params = paramsFor(o, image, &jfif);
+    JpegEncodeParams params = paramsFor(o, source, &jfif);
     if (toStdout) params.options |= JPEG_OPT_MEMORY;
     auto name = libraryPath(output);
     JpegHandle handle = jpegEncodeProlog(toStdout ? nullptr : name.c_str(), &params);
     if (!handle) return "cannot start encoding '" + output + "'";
-    uint32_t samplingV = (params.samplingFactors >> (8 * (image.components - 1))) & 15;
-    bool ok = o.yuv          ? jpegEncodeFromYUV411(handle, source.planes.data(), image.width, image.height) == image.height
-              : source.isDib ? encodeDibStrips(handle, source.dib, 8 * samplingV)
-                             : encodeRect(handle, image, 8 * samplingV);
-    bool closed = jpegEncodeEpilog(handle) == 0;
+    uint32_t samplingV = (params.samplingFactors >> (8 * (source.components - 1))) & 15;
     std::string error;
+    const DibFile* dib = source.input ? source.input->dib() : nullptr;
+    bool ok = o.yuv ? jpegEncodeFromYUV411(handle, source.planes.data(), source.width, source.height) == source.height
+              : dib ? encodeDibStrips(handle, *dib, 8 * samplingV)
+                    : encodeStrips(handle, *source.input, 8 * samplingV, error);
+    bool closed = jpegEncodeEpilog(handle) == 0;
     if (toStdout && params.outputBuffer) {
         std::vector<uint8_t> bytes(params.outputBuffer, params.outputBuffer + params.outputSize);
         jpegFreeMemory(params.outputBuffer);
         if (ok && closed && !writeAllBytes(output, bytes, error)) return error;
     }
     if (ok && closed) return "";
-    if (toStdout) return "encoding failed";
-    // No half-written JPEG file stays behind (devices such as /dev/full stay).
-    std::error_code ec;
-    if (std::filesystem::is_regular_file(output, ec)) std::filesystem::remove(output, ec);
-    return "writing '" + output + "' failed";
+    if (!toStdout) {
+        // No half-written JPEG file stays behind (devices such as /dev/full stay).
+        std::error_code ec;
+        if (std::filesystem::is_regular_file(output, ec)) std::filesystem::remove(output, ec);
+    }
+    if (!error.empty()) return error;
+    return toStdout ? "encoding failed" : "writing '" + output + "' failed";
 }
 
 std::string encodeFile(const EncodeOptions& o, const std::string& input, const std::string& output) {
@@ -213,6 +237,7 @@ int takeEncodeOption(const Args& args, size_t& i, EncodeOptions& o, bool withInp
     else if (a == "--jfif-density") ok = value(v) && parseDensity(v, o);
     else if (a == "--no-jfif") o.jfif = false;
     else if (a == "--yuv420" && withInput) ok = (o.yuv = value(v) && parseSize(v, o.yuvWidth, o.yuvHeight));
+    else if (a == "--background" && withInput) ok = value(v) && parseBackground(v, o.png);
     else if (a == "--dnl") o.dnl = true;
     else if (a == "--interleaved-grey") o.interleavedGrey = true;
     else return 0;
@@ -221,7 +246,10 @@ int takeEncodeOption(const Args& args, size_t& i, EncodeOptions& o, bool withInp
 
 std::string encodePixels(const PixelImage& image, const EncodeOptions& o, const std::string& output) {
     Source source;
-    source.image = image;
+    source.input = pictureInputOf(image);
+    source.width = image.width;
+    source.height = image.height;
+    source.components = image.components;
     return encodeSource(source, o, output);
 }
 
@@ -274,14 +302,11 @@ int runEncode(const Args& args) {
         printUsage(stderr);
         return 2;
     }
+    o.quiet = batch.quiet;
     if (!batch.quiet) warnAboutUnusualStreams(o);
     installReportPrinter("encode");
     ConvertFile convert = [&o](const std::string& in, const std::string& out) { return encodeFile(o, in, out); };
     if (!batch.outDir.empty()) return runBatch("encode", names, ".jpg", batch, convert);
-    setReportFile(names[0]);
-    std::string error = convert(names[0], names[1]);
-    if (error.empty()) return 0;
-    std::fprintf(stderr, "keljpeg encode: %s: %s\n", isStandardStream(names[0]) ? "standard input" : names[0].c_str(),
-                 error.c_str());
-    return 1;
+    beginFile();
+    return finishFile(names[0], convert(names[0], names[1]));
 }

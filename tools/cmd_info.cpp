@@ -60,21 +60,15 @@ const char kInfoUsage[] =
 bool describeFile(const std::string& name, bool legacy) {
     std::string error;
     JpegInput input;
-    if (!openJpegInput(name, input, error)) {
-        std::fprintf(stderr, "keljpeg info: %s\n", error.c_str());
-        return false;
-    }
+    beginFile();
+    if (!openJpegInput(name, input, error)) return !finishFile(name, error);
     // Room for the densities and the largest thumbnail (255 x 255 pixels).
     std::vector<uint8_t> jfif(7 + 255 * 255 * 3, 0);
     JpegDecodeParams params{};
     params.options = legacy ? JPEG_OPT_JFIF : JPEG_OPT_JFIF | JPEG_OPT_STANDARD;
     params.jfifInfo = reinterpret_cast<JfifInfo*>(jfif.data());
-    setReportFile(name);
     JpegHandle h = startJpegDecode(input, params);
-    if (!h) {
-        std::fprintf(stderr, "keljpeg info: cannot read the headers of %s\n", displayName(name).c_str());
-        return false;
-    }
+    if (!h) return !finishFile(name, "cannot read the headers");
     FrameHeader frame{};
     (void)jpegGetFrameHeader(h, &frame);
     (void)jpegDecodeEpilog(h);
@@ -94,11 +88,20 @@ bool describeFile(const std::string& name, bool legacy) {
 int runInfo(const Args& args) {
     bool legacy = false;
     std::vector<std::string> names;
-    for (const std::string& a : args) {
+    DecodeLimits limits;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
         if (a == "--help" || a == "-h") {
             std::fputs(kInfoUsage, stdout);
+            std::fputs(kLimitsHelp, stdout);
             return 0;
         }
+        int limit = takeLimitOption(args, i, limits);
+        if (limit < 0) {
+            std::fprintf(stderr, "keljpeg info: missing or bad value for %s\n", a.c_str());
+            return 2;
+        }
+        if (limit > 0) continue;
         if (a == "--legacy") {
             legacy = true;
         } else if (a.size() > 1 && a[0] == '-') {
@@ -113,6 +116,7 @@ int runInfo(const Args& args) {
         return 2;
     }
     installReportPrinter("info");
+    applyLimits(limits);
     bool allRead = true;
     for (size_t i = 0; i < names.size(); ++i) {
         if (i) std::printf("\n");

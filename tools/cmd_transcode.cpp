@@ -36,6 +36,8 @@ void printUsage(FILE* out) {
     std::fputs(kUsageHead, out);
     std::fputs(kEncodeOptionsHelp, out);
     std::fputs(kUsageTail, out);
+    std::fputs("\nlimits of the decode:\n", out);
+    std::fputs(kLimitsHelp, out);
 }
 
 struct TranscodeOptions {
@@ -44,6 +46,7 @@ struct TranscodeOptions {
     BatchOptions batch;
     std::vector<std::string> names;
     bool densityGiven = false;  // else the input's JFIF densities are kept
+    DecodeLimits limits;
 };
 
 int takeDecodeOption(const Args& args, size_t& i, DecodeSettings& d) {
@@ -86,6 +89,7 @@ int runTranscode(const Args& args) {
         int taken = takeEncodeOption(args, i, o.encode, false);
         if (taken == 0) taken = takeBatchOption(args, i, o.batch);
         if (taken == 0) taken = takeDecodeOption(args, i, o.decode);
+        if (taken == 0) taken = takeLimitOption(args, i, o.limits);
         if (taken < 0 || (taken == 0 && a.size() > 1 && a[0] == '-')) {
             std::fprintf(stderr, "keljpeg transcode: %s '%s'\n\n",
                          taken < 0 ? "missing or bad value for" : "unknown option", a.c_str());
@@ -108,12 +112,9 @@ int runTranscode(const Args& args) {
         std::fprintf(stderr, "keljpeg transcode: warning: --dnl writes height 0 and a DNL segment; "
                              "many decoders cannot read such a file\n");
     installReportPrinter("transcode");
+    applyLimits(o.limits);
     ConvertFile convert = [&o](const std::string& in, const std::string& out) { return transcodeFile(o, in, out); };
     if (batchMode) return runBatch("transcode", o.names, ".jpg", o.batch, convert);
-    setReportFile(o.names[0]);
-    std::string error = convert(o.names[0], o.names[1]);
-    if (error.empty()) return 0;
-    std::fprintf(stderr, "keljpeg transcode: %s: %s\n",
-                 isStandardStream(o.names[0]) ? "standard input" : o.names[0].c_str(), error.c_str());
-    return 1;
+    beginFile();
+    return finishFile(o.names[0], convert(o.names[0], o.names[1]));
 }

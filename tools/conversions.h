@@ -9,6 +9,7 @@
 #include "image_read.h"
 #include "image_write.h"
 #include "jpeg_input.h"
+#include "png_io.h"
 
 // ---- decode (cmd_decode.cpp) ---------------------------------------------
 
@@ -42,6 +43,8 @@ struct EncodeOptions {
     uint32_t yuvWidth = 0, yuvHeight = 0;
     bool dnl = false;
     bool interleavedGrey = false;
+    PngOptions png;
+    bool quiet = false;
 };
 
 // Takes one encode option at args[i] (advancing i past its value). Returns 1

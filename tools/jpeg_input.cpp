@@ -1,6 +1,8 @@
 #include "jpeg_input.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "cli_io.h"
 #include "image_write.h"
@@ -11,7 +13,7 @@ bool openJpegInput(const std::string& name, JpegInput& input, std::string& error
     if (!input.inMemory) {
         // A plain message for a missing file, before the library reports it.
         FILE* f = std::fopen(name.c_str(), "rb");
-        if (!f) error = "cannot open '" + name + "'";
+        if (!f) error = std::strerror(errno);
         else std::fclose(f);
         return f != nullptr;
     }

@@ -9,8 +9,8 @@ namespace {
 
 const Command kCommands[] = {
     {"demo", "show the library at work on the built-in sample", runDemo},
-    {"encode", "encode BMP, PPM, PGM or planar YUV 4:2:0 files to JPEG", runEncode},
-    {"decode", "decode JPEG files to BMP, PPM or PGM", runDecode},
+    {"encode", "encode PNG, BMP, PPM, PGM or planar YUV 4:2:0 files to JPEG", runEncode},
+    {"decode", "decode JPEG files to BMP, PNG, PPM or PGM", runDecode},
     {"transcode", "re-encode JPEG files at another quality, sampling or restart interval", runTranscode},
     {"info", "show the frame, sampling, restart interval and JFIF values of JPEG files", runInfo},
 };
@@ -20,8 +20,13 @@ void printUsage(FILE* out) {
     for (const Command& c : kCommands) std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
     std::fprintf(out, "\nkeljpeg COMMAND --help describes one command. A file name \"-\" stands for\n"
                       "standard input or output; --out-dir DIR converts many files at once.\n"
-                      "Exit status: 0 on success, 1 when a file cannot be read, converted or\n"
-                      "written, 2 for unusable arguments.\n");
+                      "Pictures stream strip by strip between the files and the library; PNG is\n"
+                      "read (every type; alpha dropped or blended over --background) and written\n"
+                      "(8-bit grey or RGB). decode, transcode and info limit each decode to 1 GiB,\n"
+                      "400 megapixels and 256 scans unless --max-memory, --max-pixels or\n"
+                      "--max-scans say otherwise. A failure is one line: \"keljpeg decode: FILE:\n"
+                      "REASON\". Exit status: 0 on success, 1 when a file cannot be read,\n"
+                      "converted or written, 2 for unusable arguments.\n");
 }
 
 }  // namespace

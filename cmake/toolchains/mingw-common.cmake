@@ -1,8 +1,13 @@
 # Shared part of the Windows cross toolchains: KELJPEG_CROSS_TRIPLE names the
-# mingw-w64 target. Test programs run under wine when it is installed.
+# mingw-w64 target, KELJPEG_CROSS_THREADS its thread model (posix, or win32:
+# Debian's default compilers, whose C++ library has no std::mutex or
+# std::thread). Test programs run under wine when it is installed.
 set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_C_COMPILER ${KELJPEG_CROSS_TRIPLE}-gcc-posix)
-set(CMAKE_CXX_COMPILER ${KELJPEG_CROSS_TRIPLE}-g++-posix)
+if(NOT KELJPEG_CROSS_THREADS)
+  set(KELJPEG_CROSS_THREADS posix)
+endif()
+set(CMAKE_C_COMPILER ${KELJPEG_CROSS_TRIPLE}-gcc-${KELJPEG_CROSS_THREADS})
+set(CMAKE_CXX_COMPILER ${KELJPEG_CROSS_TRIPLE}-g++-${KELJPEG_CROSS_THREADS})
 set(CMAKE_RC_COMPILER ${KELJPEG_CROSS_TRIPLE}-windres)
 set(CMAKE_FIND_ROOT_PATH /usr/${KELJPEG_CROSS_TRIPLE})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
