@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "encoder/kernels.h"
+
 struct BitstreamFile;
 struct ComponentRecord;
 struct JpegContext;
@@ -24,8 +26,21 @@ Magnitude magnitudeOf(int32_t v);
 // divisors and codes its DC difference and AC run/size symbols.
 void codeBlock(BitstreamFile* bf, ComponentRecord& record, const int16_t block[64]);
 
-// Codes the MCU held in context->enc.mcuBlocks, then counts it for the
+// codeBlock for a block already quantised by a kernel's transformQuantise:
+// q in column order, nonZero its zig-zag mask. Same bits as codeBlock.
+void codeQuantisedBlock(BitstreamFile* bf, ComponentRecord& record, const int16_t q[64], uint64_t nonZero);
+
+// What the coder needs for the MCUs of one call: the kernels chosen when it
+// was prepared and each component's divisors in the kernels' form.
+struct McuCoder {
+    const EncoderKernels* kernels;
+    QuantPlan plans[4];
+};
+void prepareMcuCoder(const JpegContext* context, McuCoder& coder);
+
+// Codes one MCU of level-shifted samples, each component's blocks in turn
+// (64 samples row by row each, left unchanged), then counts it for the
 // restart interval. Failures show only in the bitstream's status.
-void jpegEncodeMcu(JpegContext* context);
+void encodeMcu(JpegContext* context, const McuCoder& coder, const int16_t* samples);
 
 }  // namespace encoder

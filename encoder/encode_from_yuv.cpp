@@ -54,6 +54,8 @@ uint32_t encodePlanes(JpegContext* context, const uint8_t* planes, uint32_t widt
     // The selection only checks the sampling; opening with 2x2, 1x1, 1x1 is
     // the caller's part.
     bool ok = selectGatherPlans(context, plans);
+    McuCoder coder;
+    prepareMcuCoder(context, coder);
 
     size_t lumaSize = static_cast<size_t>(width) * height;
     const uint8_t* first = planes + lumaSize;
@@ -70,7 +72,7 @@ uint32_t encodePlanes(JpegContext* context, const uint8_t* planes, uint32_t widt
             copyReplicated(cb, mx * 8, my * 8, 8, scratch + 256);
             copyReplicated(cr, mx * 8, my * 8, 8, scratch + 320);
             fillMcuBlocks(scratch, context->enc.mcuBlocks);
-            jpegEncodeMcu(context);
+            encodeMcu(context, coder, context->enc.mcuBlocks);
         }
         ok = context->bitstream->status == kBitstreamOk;
     }

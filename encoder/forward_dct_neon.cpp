@@ -1,5 +1,6 @@
-// Forward DCT and quantisation with NEON, four columns, rows or coefficients
-// per vector. Same bits as forwardDct and the quantisers of forward_dct.h.
+// Forward DCT and quantisation with NEON: four columns or rows per vector in
+// the transform, eight coefficients per vector in the quantiser. Same bits as
+// transformQuantiseScalar.
 #include "encoder/kernels.h"
 
 #if KELJPEG_NEON_KERNELS
@@ -44,40 +45,60 @@ inline void transpose8x8(int32x4_t m[2][8]) {
     }
 }
 
+// Quantises as the x86 kernels do, one column per vector: the two 16-bit
+// multiply-highs as widening multiplies narrowed by 16 bits. The non-zero
+// flags go to zig-zag order by one table look-up over all 64 and leave one
+// bit each by weighted pairwise sums.
+inline uint64_t quantiseColumns(const int16x8_t c[8], const QuantPlan& plan, int16_t q[64]) {
+    uint8x16x4_t flags;
+    for (int j = 0; j < 8; ++j) {
+        uint16x8_t t = vaddq_u16(vreinterpretq_u16_s16(vabsq_s16(c[j])), vld1q_u16(plan.bias + 8 * j));
+        uint16x8_t reciprocal = vld1q_u16(plan.reciprocal + 8 * j), scale = vld1q_u16(plan.scale + 8 * j);
+        uint16x8_t h = vcombine_u16(vshrn_n_u32(vmull_u16(vget_low_u16(t), vget_low_u16(reciprocal)), 16),
+                                    vshrn_n_u32(vmull_high_u16(t, reciprocal), 16));
+        uint16x8_t magnitude = vcombine_u16(vshrn_n_u32(vmull_u16(vget_low_u16(h), vget_low_u16(scale)), 16),
+                                            vshrn_n_u32(vmull_high_u16(h, scale), 16));
+        uint16x8_t limit = vdupq_n_u16(kLargestAc);
+        if (j == 0) limit = vsetq_lane_u16(0xFFFF, limit, 0);
+        int16x8_t positive = vreinterpretq_s16_u16(vminq_u16(magnitude, limit));
+        int16x8_t v = vbslq_s16(vcltzq_s16(c[j]), vnegq_s16(positive), positive);
+        vst1q_s16(q + 8 * j, v);
+        uint8x8_t nonZero = vmovn_u16(vtstq_s16(v, v));
+        if (j % 2 == 0)
+            flags.val[j / 2] = vcombine_u8(nonZero, nonZero);
+        else
+            flags.val[j / 2] = vcombine_u8(vget_low_u8(flags.val[j / 2]), nonZero);
+    }
+    const uint8x16_t weights = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+    uint8x16_t zigzag[4];
+    for (int i = 0; i < 4; ++i)
+        zigzag[i] = vandq_u8(vqtbl4q_u8(flags, vld1q_u8(kZigzagColumnOrder.position + 16 * i)), weights);
+    uint8x16_t sums = vpaddq_u8(vpaddq_u8(zigzag[0], zigzag[1]), vpaddq_u8(zigzag[2], zigzag[3]));
+    sums = vpaddq_u8(sums, sums);
+    return vgetq_lane_u64(vreinterpretq_u64_u8(sums), 0);
+}
+
 }  // namespace
 
-void forwardDctNeon(int16_t block[64]) {
+uint64_t quantiseNeon(const int16_t coefficients[64], const QuantPlan& plan, int16_t q[64]) {
+    int16x8_t c[8];
+    for (int j = 0; j < 8; ++j) c[j] = vld1q_s16(coefficients + 8 * j);
+    return quantiseColumns(c, plan, q);
+}
+
+uint64_t transformQuantiseNeon(const int16_t samples[64], const QuantPlan& plan, int16_t q[64]) {
     int32x4_t m[2][8];
     for (int half = 0; half < 2; ++half) {
         int32x4_t x[8];
-        for (int k = 0; k < 8; ++k) x[k] = vmovl_s16(vld1_s16(block + 8 * k + 4 * half));
+        for (int k = 0; k < 8; ++k) x[k] = vmovl_s16(vld1_s16(samples + 8 * k + 4 * half));
         fdct_simd::columnPass<Neon>(x, m[half]);
     }
     transpose8x8(m);
     int32x4_t out[2][8];
     for (int half = 0; half < 2; ++half) fdct_simd::rowPass<Neon>(m[half], out[half]);
-    transpose8x8(out);
-    for (int r = 0; r < 8; ++r) {
-        vst1_s16(block + 8 * r, vmovn_s32(out[0][r]));
-        vst1_s16(block + 8 * r + 4, vmovn_s32(out[1][r]));
-    }
-}
-
-// Single-precision division is exact enough here: for t < 2^24 the rounded
-// quotient never reaches the next integer unless the exact one does.
-uint64_t quantiseNeon(const int16_t* zigzag, const int32_t* divisors, int32_t* q) {
-    uint64_t nonZero = 0;
-    for (int k = 0; k < 64; k += 4) {
-        int32x4_t x = vmovl_s16(vld1_s16(zigzag + k));
-        int32x4_t d = vld1q_s32(divisors + k);
-        int32x4_t t = vaddq_s32(vabsq_s32(x), vshrq_n_s32(d, 1));
-        int32x4_t magnitude = vcvtq_s32_f32(vdivq_f32(vcvtq_f32_s32(t), vcvtq_f32_s32(d)));
-        int32x4_t value = vbslq_s32(vcltq_s32(x, vdupq_n_s32(0)), vnegq_s32(magnitude), magnitude);
-        vst1q_s32(q + k, value);
-        for (int i = 0; i < 4; ++i)
-            if (q[k + i] != 0) nonZero |= uint64_t{1} << (k + i);
-    }
-    return nonZero;
+    int16x8_t c[8];  // column k, as out[0][k] and out[1][k] hold it
+    for (int k = 0; k < 8; ++k) c[k] = vcombine_s16(vmovn_s32(out[0][k]), vmovn_s32(out[1][k]));
+    return quantiseColumns(c, plan, q);
 }
 
 }  // namespace encoder

@@ -6,8 +6,6 @@ namespace encoder {
 
 namespace {
 
-constexpr uint32_t kMcuRowPixels = 16;
-
 bool isCodedSampling(uint32_t s) { return s == 0x11 || s == 0x12 || s == 0x21 || s == 0x22; }
 
 GatherPlan planFor(const EncoderState& enc, uint32_t sampling, int32_t offset) {
@@ -43,20 +41,6 @@ bool selectGatherPlans(const JpegContext* context, GatherPlan plans[4]) {
         default:
             return false;
     }
-}
-
-int16_t* gatherBlocks(const GatherPlan& plan, const int16_t* mcu, uint32_t components, uint32_t component,
-                      int16_t* out) {
-    for (uint32_t by = 0; by < plan.blocksDown; ++by) {
-        for (uint32_t bx = 0; bx < plan.blocksAcross; ++bx) {
-            for (uint32_t y = 0; y < 8; ++y) {
-                const int16_t* row = mcu + ((by * 8 + y) * plan.stepY * kMcuRowPixels) * components + component;
-                for (uint32_t x = 0; x < 8; ++x)
-                    *out++ = static_cast<int16_t>(row[(bx * 8 + x) * plan.stepX * components] - plan.offset);
-            }
-        }
-    }
-    return out;
 }
 
 }  // namespace encoder

@@ -1,5 +1,5 @@
 // Converter selection shared by the rectangle and planar entry points: for
-// each component, how its blocks are taken from one MCU of samples.
+// each component, how its blocks are taken from one MCU of pixels.
 #pragma once
 
 #include <cstdint>
@@ -22,11 +22,5 @@ struct GatherPlan {
 // configuration the encoder cannot convert: two components, one component
 // with an uncoded sampling byte, four components not all 1x1.
 [[nodiscard]] bool selectGatherPlans(const JpegContext* context, GatherPlan plans[4]);
-
-// Appends one component's blocks to out from an MCU of interleaved samples
-// (rows of 16 pixels, `components` samples per pixel). Returns the position
-// after the last block.
-int16_t* gatherBlocks(const GatherPlan& plan, const int16_t* mcu, uint32_t components, uint32_t component,
-                      int16_t* out);
 
 }  // namespace encoder

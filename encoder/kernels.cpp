@@ -1,12 +1,11 @@
 // Chooses the encoder's inner loops once per process, by processor, and
-// codes blocks through them.
+// holds the plain twins the vector kernels are measured against.
 #include "encoder/kernels.h"
 
+#include <array>
 #include <atomic>
+#include <cstring>
 
-#include "context/jpeg_context.h"
-#include "encoder/bit_writer.h"
-#include "encoder/encode_tables.h"
 #include "encoder/forward_dct.h"
 #include "runtime/bit_scan.h"
 
@@ -14,13 +13,17 @@ namespace encoder {
 
 namespace {
 
-const EncoderKernels kScalar = {"scalar", true, forwardDct, quantiseScalar, yccRow8Scalar};
+const EncoderKernels kScalar = {"scalar",          true,         transformQuantiseScalar, quantiseScalar,
+                                yccPixels16Scalar, yccEven16Scalar, luma16Scalar,          levelShiftBlockScalar};
 #if KELJPEG_X86_KERNELS
-const EncoderKernels kSse2 = {"sse2", false, forwardDctSse2, quantiseSse2, yccRow8Sse2};
-const EncoderKernels kAvx2 = {"avx2", false, forwardDctAvx2, quantiseAvx2, yccRow8Avx2};
+const EncoderKernels kSse2 = {"sse2",          false,         transformQuantiseSse2, quantiseSse2,
+                              yccPixels16Sse2, yccEven16Sse2, luma16Sse2,            levelShiftBlockSse2};
+const EncoderKernels kAvx2 = {"avx2",          false,         transformQuantiseAvx2, quantiseAvx2,
+                              yccPixels16Avx2, yccEven16Avx2, luma16Avx2,            levelShiftBlockSse2};
 #endif
 #if KELJPEG_NEON_KERNELS
-const EncoderKernels kNeon = {"neon", false, forwardDctNeon, quantiseNeon, yccRow8Neon};
+const EncoderKernels kNeon = {"neon",          false,         transformQuantiseNeon, quantiseNeon,
+                              yccPixels16Neon, yccEven16Neon, luma16Neon,            levelShiftBlockNeon};
 #endif
 
 const EncoderKernels& bestForProcessor() {
@@ -38,54 +41,26 @@ const EncoderKernels& bestForProcessor() {
 
 std::atomic<const EncoderKernels*> chosen{nullptr};
 
-constexpr uint8_t kZeroRunLength = 0xF0;
-constexpr uint8_t kEndOfBlock = 0x00;
-constexpr int32_t kLimit = 2047;  // the magnitude table's range; values beyond are clamped
-
-// The block's coefficients in zig-zag order, one move each. (GCC would
-// otherwise assemble vectors from the 64 known positions lane by lane and
-// store them through the stack, at several times the cost.)
-#if defined(__GNUC__) && !defined(__clang__)
-__attribute__((optimize("no-tree-slp-vectorize")))
-#endif
-void gatherZigzag(const int16_t* block, int16_t* zigzag) {
-    for (int k = 0; k < 64; ++k) zigzag[k] = block[zigzagToNatural[k]];
+// For each nibble of a column-order mask (bits 4i..4i+3) and each of its
+// 16 values, the same coefficients' bits in zig-zag order.
+using NibbleTables = std::array<std::array<uint64_t, 16>, 16>;
+constexpr NibbleTables buildNibbleTables() {
+    uint8_t zigzagOf[64] = {};
+    for (int k = 0; k < 64; ++k) zigzagOf[kZigzagColumnOrder.position[k]] = static_cast<uint8_t>(k);
+    NibbleTables tables{};
+    for (int i = 0; i < 16; ++i)
+        for (int v = 0; v < 16; ++v)
+            for (int b = 0; b < 4; ++b)
+                if (v & (1 << b)) tables[i][v] |= uint64_t{1} << zigzagOf[4 * i + b];
+    return tables;
 }
+constexpr NibbleTables kNibbleTables = buildNibbleTables();
 
-// The bit writer's accumulator held in locals for one block, in 64 bits, so
-// that the codes go in without a trip through memory; every 32 bits leave as
-// the word putBits would write at that point, so the bytes are the same.
-struct LocalWriter {
-    BitstreamFile* bf;
-    uint64_t pending;  // bits not written yet, at the low end
-    uint32_t count;    // how many: 0..31 between puts
-
-    explicit LocalWriter(BitstreamFile* writer)
-        : bf(writer), pending(writer->bitBuffer), count(32 - writer->bitCount) {}
-    // The low `length` bits of value (1..32, nothing above them set).
-    void put(uint32_t value, uint32_t length) {
-        pending = (pending << length) | value;
-        count += length;
-        if (count >= 32) {
-            count -= 32;
-            bf->bitBuffer = static_cast<uint32_t>(pending >> count);
-            writeWord(bf);
-            pending &= (uint64_t{1} << count) - 1;
-        }
-    }
-    void save() const {
-        bf->bitBuffer = static_cast<uint32_t>(pending);
-        bf->bitCount = 32 - count;
-    }
-};
-
-// Size category and appended bits, as the magnitude table holds them.
-inline void putValue(LocalWriter& out, const HuffmanCode& entry, int32_t v) {
-    if (v > kLimit) v = kLimit;
-    if (v < -kLimit) v = -kLimit;
-    uint32_t size = bitLength(static_cast<uint32_t>(v < 0 ? -v : v));
-    uint32_t bits = v >= 0 ? static_cast<uint32_t>(v) : static_cast<uint32_t>(v - 1) & ((1u << size) - 1);
-    out.put((entry.code << size) | bits, entry.length + size);
+inline void yccInto(const uint8_t* bgr, int16_t* y, int16_t* cb, int16_t* cr) {
+    YccSample s = yccOf(bgr);
+    *y = s.y;
+    *cb = s.cb;
+    *cr = s.cr;
 }
 
 }  // namespace
@@ -103,53 +78,78 @@ void forceScalarEncoderKernels(bool scalar) {
     chosen.store(scalar ? &kScalar : &bestForProcessor(), std::memory_order_release);
 }
 
-uint64_t quantiseScalar(const int16_t* zigzag, const int32_t* divisors, int32_t* q) {
-    uint64_t nonZero = 0;
-    q[0] = quantizeDc(zigzag[0], divisors[0]);
-    if (q[0] != 0) nonZero = 1;
-    for (int k = 1; k < 64; ++k) {
-        q[k] = quantizeAc(zigzag[k], divisors[k]);
-        if (q[k] != 0) nonZero |= uint64_t{1} << k;
+void prepareQuantPlan(const int32_t zigzagDivisors[64], QuantPlan& plan) {
+    for (int k = 0; k < 64; ++k) {
+        const uint32_t p = kZigzagColumnOrder.position[k];
+        const uint32_t d = static_cast<uint32_t>(zigzagDivisors[k]);
+        const uint32_t l = bitLength(d) - 1;
+        const uint32_t power = uint32_t{1} << (16 + l);
+        const uint32_t up = (power + d - 1) / d;
+        uint32_t reciprocal = up, increment = 0;
+        if (up > 0xFFFF || up * d - power > (uint32_t{1} << l)) {
+            reciprocal = power / d > 0xFFFF ? 0xFFFF : power / d;  // 0xFFFF only for powers of two
+            increment = 1;
+        }
+        plan.divisors[p] = static_cast<int32_t>(d);
+        plan.bias[p] = static_cast<uint16_t>(d / 2 + increment);
+        plan.reciprocal[p] = static_cast<uint16_t>(reciprocal);
+        plan.scale[p] = static_cast<uint16_t>(uint32_t{1} << (16 - l));
     }
+}
+
+uint64_t zigzagMaskOf(uint64_t columnOrderMask) {
+    uint64_t mask = 0;
+    for (int i = 0; i < 16; ++i) mask |= kNibbleTables[i][(columnOrderMask >> (4 * i)) & 15];
+    return mask;
+}
+
+uint64_t quantiseScalar(const int16_t coefficients[64], const QuantPlan& plan, int16_t q[64]) {
+    for (int p = 0; p < 64; ++p) {
+        int32_t v = quantizeAc(coefficients[p], plan.divisors[p]);  // the same rounding as quantizeDc
+        if (p != 0) v = v > kLargestAc ? kLargestAc : (v < -kLargestAc ? -kLargestAc : v);
+        q[p] = static_cast<int16_t>(v);
+    }
+    uint64_t nonZero = 0;
+    for (int k = 0; k < 64; ++k)
+        if (q[kZigzagColumnOrder.position[k]] != 0) nonZero |= uint64_t{1} << k;
     return nonZero;
 }
 
-void yccRow8Scalar(const uint8_t* bgr, int16_t* out) {
-    for (int p = 0; p < 8; ++p, bgr += 3, out += 3) {
-        int32_t b = bgr[0], g = bgr[1], r = bgr[2];
-        out[0] = static_cast<int16_t>((1225 * r + 2404 * g + 467 * b - 522240) >> 12);
-        out[1] = static_cast<int16_t>((2048 * b - 1357 * g - 691 * r + 2048) >> 12);
-        out[2] = static_cast<int16_t>((2048 * r - 1715 * g - 333 * b + 2048) >> 12);
+uint64_t transformQuantiseScalar(const int16_t samples[64], const QuantPlan& plan, int16_t q[64]) {
+    int16_t block[64], columns[64];
+    std::memcpy(block, samples, sizeof block);
+    forwardDct(block);
+    for (uint32_t n = 0; n < 64; ++n) columns[columnOrderOf(n)] = block[n];
+    return quantiseScalar(columns, plan, q);
+}
+
+void yccPixels16Scalar(const uint8_t* a, const uint8_t* b, const YccRowOut& out) {
+    for (int p = 0; p < 8; ++p) {
+        yccInto(a + 3 * p, out.yA + p, out.cbA + p, out.crA + p);
+        yccInto(b + 3 * p, out.yB + p, out.cbB + p, out.crB + p);
     }
 }
 
-void codeBlockFast(BitstreamFile* bf, ComponentRecord& record, const int16_t block[64],
-                   const EncoderKernels& kernels) {
-    alignas(32) int16_t zigzag[64];
-    alignas(32) int32_t q[64];
-    gatherZigzag(block, zigzag);
-    uint64_t nonZero = kernels.quantise(zigzag, record.quant, q) & ~uint64_t{1};
-
-    LocalWriter out(bf);
-    const int32_t diff = q[0] - record.dcPredictor;
-    record.dcPredictor = q[0];
-    const int32_t clamped = diff > kLimit ? kLimit : (diff < -kLimit ? -kLimit : diff);
-    putValue(out, record.dcCodeTable[bitLength(static_cast<uint32_t>(clamped < 0 ? -clamped : clamped))], diff);
-
-    const HuffmanCode* ac = record.acCodeTable;
-    uint32_t last = 0;
-    while (nonZero) {
-        const uint32_t k = lowestSetBit(nonZero);
-        nonZero &= nonZero - 1;
-        uint32_t run = k - last - 1;
-        for (; run > 15; run -= 16) out.put(ac[kZeroRunLength].code, ac[kZeroRunLength].length);
-        const int32_t v = q[k];
-        const int32_t c = v > kLimit ? kLimit : (v < -kLimit ? -kLimit : v);
-        putValue(out, ac[(run << 4) | bitLength(static_cast<uint32_t>(c < 0 ? -c : c))], v);
-        last = k;
+void yccEven16Scalar(const uint8_t* bgr, const YccRowOut& out) {
+    for (int p = 0; p < 16; ++p) {
+        int16_t* y = p < 8 ? out.yA + p : out.yB + (p - 8);
+        if (p % 2 == 0)
+            yccInto(bgr + 3 * p, y, out.cbA + p / 2, out.crA + p / 2);
+        else
+            *y = yccOf(bgr + 3 * p).y;
     }
-    if (last != 63) out.put(ac[kEndOfBlock].code, ac[kEndOfBlock].length);
-    out.save();
+}
+
+void luma16Scalar(const uint8_t* a, const uint8_t* b, const YccRowOut& out) {
+    for (int p = 0; p < 8; ++p) {
+        out.yA[p] = yccOf(a + 3 * p).y;
+        out.yB[p] = yccOf(b + 3 * p).y;
+    }
+}
+
+void levelShiftBlockScalar(const uint8_t* bytes, intptr_t stride, int16_t block[64]) {
+    for (int y = 0; y < 8; ++y, bytes += stride)
+        for (int x = 0; x < 8; ++x) block[8 * y + x] = static_cast<int16_t>(bytes[x] - 128);
 }
 
 }  // namespace encoder

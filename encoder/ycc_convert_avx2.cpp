@@ -1,6 +1,7 @@
-// Eight blue-green-red pixels to level-shifted Y, Cb, Cr samples with the
-// AVX2 machine's byte shuffles for the planes: the arithmetic of
-// ycc_convert_sse2.cpp without a detour through memory.
+// Blue-green-red pixels to level-shifted Y, Cb and Cr with AVX2, written
+// straight into the rows of the blocks: eight pixels per vector of 32-bit
+// sums, their (R, G) and (B, 2048) pairs taken from the bytes by one shuffle
+// each. No load reaches beyond the pixels the caller names.
 #include "encoder/kernels.h"
 
 #if KELJPEG_X86_KERNELS
@@ -14,52 +15,78 @@ namespace encoder {
 
 namespace {
 
-inline __m128i component(__m128i rg, __m128i b, int32_t rgFactors, int32_t bFactors) {
-    __m128i sum = _mm_add_epi32(_mm_madd_epi16(rg, _mm_set1_epi32(rgFactors)),
-                                _mm_madd_epi16(b, _mm_set1_epi32(bFactors)));
-    return _mm_srai_epi32(sum, 12);
+// One load from the constant pool (GCC builds _mm256_set1_epi32 from an
+// immediate in three instructions, in every call).
+inline __m256i broadcast(int32_t v) { return _mm256_broadcastd_epi32(_mm_cvtsi32_si128(v)); }
+
+struct Pairs {
+    __m256i rg, b;  // (R, G) and (B, 2048) of pixels 0..3 in the low half, 4..7 in the high half
+};
+
+// The low half takes bytes 0..15 and the high half bytes 8..23 of the 24,
+// where pixel 4 starts at byte 4.
+inline Pairs pairsOf(const uint8_t* bgr) {
+    __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr));
+    __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr + 8));
+    __m256i bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+    const int8_t z = -128;
+    const __m256i rg = _mm256_setr_epi8(2, z, 1, z, 5, z, 4, z, 8, z, 7, z, 11, z, 10, z,  //
+                                        6, z, 5, z, 9, z, 8, z, 12, z, 11, z, 15, z, 14, z);
+    const __m256i b = _mm256_setr_epi8(0, z, z, z, 3, z, z, z, 6, z, z, z, 9, z, z, z,  //
+                                       4, z, z, z, 7, z, z, z, 10, z, z, z, 13, z, z, z);
+    return Pairs{_mm256_shuffle_epi8(bytes, rg),
+                 _mm256_or_si256(_mm256_shuffle_epi8(bytes, b), broadcast(2048 << 16))};
 }
 
-// One byte plane of eight pixels, widened to 16 bits, from 24 bytes in a (16) and b (8).
-inline __m128i plane(__m128i a, __m128i b, __m128i maskA, __m128i maskB) {
-    return _mm_or_si128(_mm_shuffle_epi8(a, maskA), _mm_shuffle_epi8(b, maskB));
+inline __m256i component(const Pairs& p, int32_t rgFactors, int32_t bFactors) {
+    __m256i sum = _mm256_add_epi32(_mm256_madd_epi16(p.rg, broadcast(rgFactors)),
+                                   _mm256_madd_epi16(p.b, broadcast(bFactors)));
+    return _mm256_srai_epi32(sum, 12);
 }
 
-inline __m128i interleave(__m128i y, __m128i cb, __m128i cr, __m128i my, __m128i mcb, __m128i mcr) {
-    return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(y, my), _mm_shuffle_epi8(cb, mcb)), _mm_shuffle_epi8(cr, mcr));
+inline __m256i luma(const Pairs& p) { return component(p, ycc_simd::kLumaRG, ycc_simd::kLumaB); }
+inline __m256i blue(const Pairs& p) { return component(p, ycc_simd::kBlueRG, ycc_simd::kBlueB); }
+inline __m256i red(const Pairs& p) { return component(p, ycc_simd::kRedRG, ycc_simd::kRedB); }
+
+// Eight 32-bit results each of a and b as sixteen 16-bit samples, a's first.
+inline __m256i joined(__m256i a, __m256i b) { return _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xD8); }
+
+inline void storeHalves(__m256i v, int16_t* low, int16_t* high) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(low), _mm256_castsi256_si128(v));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(high), _mm256_extracti128_si256(v, 1));
 }
+
+// Lanes 0 and 2 of each half of x, then of y.
+inline __m256i evenLanes(__m256i x, __m256i y) {
+    __m256 even = _mm256_shuffle_ps(_mm256_castsi256_ps(x), _mm256_castsi256_ps(y), _MM_SHUFFLE(2, 0, 2, 0));
+    return _mm256_castps_si256(even);
+}
+
+// The even pixels' pairs of sixteen: pixels 0, 2, 8, 10 | 4, 6, 12, 14.
+inline Pairs evenPairs(const Pairs& a, const Pairs& b) { return Pairs{evenLanes(a.rg, b.rg), evenLanes(a.b, b.b)}; }
 
 }  // namespace
 
-void yccRow8Avx2(const uint8_t* bgr, int16_t* out) {
-    __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bgr));
-    __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bgr + 16));
-    const int8_t z = -128;
-    __m128i b = plane(a, bytes, _mm_setr_epi8(0, z, 3, z, 6, z, 9, z, 12, z, 15, z, z, z, z, z),
-                      _mm_setr_epi8(z, z, z, z, z, z, z, z, z, z, z, z, 2, z, 5, z));
-    __m128i g = plane(a, bytes, _mm_setr_epi8(1, z, 4, z, 7, z, 10, z, 13, z, z, z, z, z, z, z),
-                      _mm_setr_epi8(z, z, z, z, z, z, z, z, z, z, 0, z, 3, z, 6, z));
-    __m128i r = plane(a, bytes, _mm_setr_epi8(2, z, 5, z, 8, z, 11, z, 14, z, z, z, z, z, z, z),
-                      _mm_setr_epi8(z, z, z, z, z, z, z, z, z, z, 1, z, 4, z, 7, z));
-    const __m128i constant = _mm_set1_epi16(2048);
-    __m128i rgLow = _mm_unpacklo_epi16(r, g), rgHigh = _mm_unpackhi_epi16(r, g);
-    __m128i bLow = _mm_unpacklo_epi16(b, constant), bHigh = _mm_unpackhi_epi16(b, constant);
-    __m128i y = _mm_packs_epi32(component(rgLow, bLow, ycc_simd::kLumaRG, ycc_simd::kLumaB),
-                                component(rgHigh, bHigh, ycc_simd::kLumaRG, ycc_simd::kLumaB));
-    __m128i cb = _mm_packs_epi32(component(rgLow, bLow, ycc_simd::kBlueRG, ycc_simd::kBlueB),
-                                 component(rgHigh, bHigh, ycc_simd::kBlueRG, ycc_simd::kBlueB));
-    __m128i cr = _mm_packs_epi32(component(rgLow, bLow, ycc_simd::kRedRG, ycc_simd::kRedB),
-                                 component(rgHigh, bHigh, ycc_simd::kRedRG, ycc_simd::kRedB));
-    __m128i* o = reinterpret_cast<__m128i*>(out);
-    _mm_storeu_si128(o, interleave(y, cb, cr, _mm_setr_epi8(0, 1, z, z, z, z, 2, 3, z, z, z, z, 4, 5, z, z),
-                                   _mm_setr_epi8(z, z, 0, 1, z, z, z, z, 2, 3, z, z, z, z, 4, 5),
-                                   _mm_setr_epi8(z, z, z, z, 0, 1, z, z, z, z, 2, 3, z, z, z, z)));
-    _mm_storeu_si128(o + 1, interleave(y, cb, cr, _mm_setr_epi8(z, z, 6, 7, z, z, z, z, 8, 9, z, z, z, z, 10, 11),
-                                       _mm_setr_epi8(z, z, z, z, 6, 7, z, z, z, z, 8, 9, z, z, z, z),
-                                       _mm_setr_epi8(4, 5, z, z, z, z, 6, 7, z, z, z, z, 8, 9, z, z)));
-    _mm_storeu_si128(o + 2, interleave(y, cb, cr, _mm_setr_epi8(z, z, z, z, 12, 13, z, z, z, z, 14, 15, z, z, z, z),
-                                       _mm_setr_epi8(10, 11, z, z, z, z, 12, 13, z, z, z, z, 14, 15, z, z),
-                                       _mm_setr_epi8(z, z, 10, 11, z, z, z, z, 12, 13, z, z, z, z, 14, 15)));
+void yccPixels16Avx2(const uint8_t* a, const uint8_t* b, const YccRowOut& out) {
+    Pairs pa = pairsOf(a), pb = pairsOf(b);
+    storeHalves(joined(luma(pa), luma(pb)), out.yA, out.yB);
+    storeHalves(joined(blue(pa), blue(pb)), out.cbA, out.cbB);
+    storeHalves(joined(red(pa), red(pb)), out.crA, out.crB);
+}
+
+void yccEven16Avx2(const uint8_t* bgr, const YccRowOut& out) {
+    Pairs pa = pairsOf(bgr), pb = pairsOf(bgr + 24);
+    storeHalves(joined(luma(pa), luma(pb)), out.yA, out.yB);
+    // Chroma of pixels 0, 2, 8, 10, 4, 6, 12, 14, i.e. samples 0 1 4 5 2 3 6 7;
+    // packed with Cr the 32-bit pairs stand as Cb 01 45 Cr 01 45 Cb 23 67 Cr 23 67.
+    Pairs even = evenPairs(pa, pb);
+    __m256i chroma = _mm256_permutevar8x32_epi32(_mm256_packs_epi32(blue(even), red(even)),
+                                                 _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+    storeHalves(chroma, out.cbA, out.crA);
+}
+
+void luma16Avx2(const uint8_t* a, const uint8_t* b, const YccRowOut& out) {
+    storeHalves(joined(luma(pairsOf(a)), luma(pairsOf(b))), out.yA, out.yB);
 }
 
 }  // namespace encoder

@@ -10,6 +10,7 @@
 #include "encoder/block_coder.h"
 #include "encoder/encode_tables.h"
 #include "encoder/forward_dct.h"
+#include "encoder/kernels.h"
 #include "test_support.h"
 
 using namespace encoder;
@@ -119,7 +120,8 @@ TEST(EncoderQuantisation, RoundsHalfAwayFromZeroAndMagnitudesUseOnesComplement) 
     }
 }
 
-// Blocks coded with the standard luminance tables at quality 100 (divisors 8).
+// Blocks coded with the standard luminance tables at quality 100 (divisors
+// 8), by the plain coder and by the one that takes a quantiser's output.
 TEST(EncoderBlockCoding, DcDifferencesZrlRunsAndEndOfBlock) {
     JpegContext* context = complibCreateJpegContext(nullptr, JPEG_OPT_ENCODE);
     JpegEncodeParams p{};
@@ -130,25 +132,42 @@ TEST(EncoderBlockCoding, DcDifferencesZrlRunsAndEndOfBlock) {
     ComponentRecord& record = context->components[0];
     record.dcCodeTable = context->huffman[kDcSlot].codeTable;
     record.acCodeTable = context->huffman[kAcSlot].codeTable;
-    MemorySink sink;
-    auto code = [&](const std::vector<std::pair<int, int>>& zigzagValues) {
-        int16_t block[64] = {};
-        for (auto [k, v] : zigzagValues) block[zigzagToNatural[k]] = static_cast<int16_t>(8 * v);
-        codeBlock(&sink.bf, record, block);
-        writeMarker(&sink.bf, 0xFFD9);
-        Bytes out = sink.bytes();
-        out.resize(out.size() - 2);
-        return out;
-    };
-    EXPECT_EQ(code({{0, 5}}), packed("100" "101" "1010"));  // DC 5: category 3, bits 101; EOB
-    EXPECT_EQ(code({{0, 5}}), packed("00" "1010"));         // predictor carried over: difference 0
-    EXPECT_EQ(code({{0, 2}}), packed("011" "00" "1010"));   // difference -3
-    // Predictor now 2: the blocks below start with difference -2 (011 01).
-    EXPECT_EQ(code({{17, 1}}), packed("011" "01" "11111111001" "00" "1" "1010"));  // 16 zeros: ZRL, then 0/1
-    EXPECT_EQ(code({{41, -1}}), packed("00" "11111111001" "11111111001" "111111000" "0" "1010"));
-    // Run 15 is symbol F1, no ZRL; a value at k = 63 ends the block without EOB.
-    EXPECT_EQ(code({{16, 1}, {63, 1}}),
-              packed("00" "1111111111110101" "1" "11111111001" "11111111001" "1111111111101011" "1"));
+    QuantPlan plan;
+    prepareQuantPlan(record.quant, plan);
+    for (bool quantised : {false, true}) {
+        SCOPED_TRACE(quantised ? "quantised coder" : "plain coder");
+        record.dcPredictor = 0;
+        MemorySink sink;
+        auto code = [&](const std::vector<std::pair<int, int>>& zigzagValues) {
+            int16_t block[64] = {}, columns[64] = {};  // natural order, and the kernels' column order
+            for (auto [k, v] : zigzagValues) {
+                block[zigzagToNatural[k]] = static_cast<int16_t>(8 * v);
+                columns[kZigzagColumnOrder.position[k]] = static_cast<int16_t>(8 * v);
+            }
+            if (quantised) {
+                int16_t q[64];
+                uint64_t nonZero = quantiseScalar(columns, plan, q);
+                codeQuantisedBlock(&sink.bf, record, q, nonZero);
+            } else {
+                codeBlock(&sink.bf, record, block);
+            }
+            writeMarker(&sink.bf, 0xFFD9);
+            Bytes out = sink.bytes();
+            out.resize(out.size() - 2);
+            return out;
+        };
+        EXPECT_EQ(code({{0, 5}}), packed("100" "101" "1010"));  // DC 5: category 3, bits 101; EOB
+        EXPECT_EQ(code({{0, 5}}), packed("00" "1010"));         // predictor carried over: difference 0
+        EXPECT_EQ(code({{0, 2}}), packed("011" "00" "1010"));   // difference -3
+        // Predictor now 2: the blocks below start with difference -2 (011 01).
+        EXPECT_EQ(code({{17, 1}}), packed("011" "01" "11111111001" "00" "1" "1010"));  // 16 zeros: ZRL, then 0/1
+        EXPECT_EQ(code({{41, -1}}), packed("00" "11111111001" "11111111001" "111111000" "0" "1010"));
+        // Run 15 is symbol F1, no ZRL; a value at k = 63 ends the block without EOB.
+        EXPECT_EQ(code({{16, 1}, {63, 1}}),
+                  packed("00" "1111111111110101" "1" "11111111001" "11111111001" "1111111111101011" "1"));
+        // Difference 2047, category 11, starts with a whole 0xFF byte, stuffed.
+        EXPECT_EQ(code({{0, 2047}}), packed("111111110" "11111111111" "1010"));
+    }
     complibDestroyJpegContext(context);
 }
 

@@ -17,8 +17,8 @@
 #include "decoder_test_support.h"
 #include "decoder/standard/standard_decode.h"
 #include "standard_test_support.h"
-#include "encoder/forward_dct.h"
 #include "encoder/kernels.h"
+#include "encoder_test_support.h"
 #include "test_support.h"
 
 namespace {
@@ -587,78 +587,161 @@ TEST(VectorKernels, QuickReaderLeavesThePlainReadersStateAfterEveryMcu) {
 // ---- Encoder ----
 
 std::vector<encoder::EncoderKernels> vectorEncoderKernels() {
-    std::vector<encoder::EncoderKernels> out;
+    using namespace encoder;
+    std::vector<EncoderKernels> out;
 #if KELJPEG_X86_KERNELS
-    out.push_back({"sse2", false, encoder::forwardDctSse2, encoder::quantiseSse2, encoder::yccRow8Sse2});
+    out.push_back({"sse2", false, transformQuantiseSse2, quantiseSse2, yccPixels16Sse2, yccEven16Sse2, luma16Sse2,
+                   levelShiftBlockSse2});
     if (haveAvx2())
-        out.push_back({"avx2", false, encoder::forwardDctAvx2, encoder::quantiseAvx2, encoder::yccRow8Avx2});
+        out.push_back({"avx2", false, transformQuantiseAvx2, quantiseAvx2, yccPixels16Avx2, yccEven16Avx2, luma16Avx2,
+                       levelShiftBlockSse2});
 #endif
 #if KELJPEG_NEON_KERNELS
-    out.push_back({"neon", false, encoder::forwardDctNeon, encoder::quantiseNeon, encoder::yccRow8Neon});
+    out.push_back({"neon", false, transformQuantiseNeon, quantiseNeon, yccPixels16Neon, yccEven16Neon, luma16Neon,
+                   levelShiftBlockNeon});
 #endif
     return out;
 }
 
+encoder::QuantPlan planOf(const int32_t zigzagDivisors[64]) {
+    encoder::QuantPlan plan;
+    encoder::prepareQuantPlan(zigzagDivisors, plan);
+    return plan;
+}
+
+// The quantisers divide by multiplying: every divisor the tables make (8 times
+// 1..255) against every 16-bit coefficient, then random divisors of the
+// same range through the whole transform, on extreme and random samples.
 TEST(VectorKernels, ForwardTransformAndQuantiserMatchThePlainOnes) {
-    std::mt19937 rng(4242);
-    std::uniform_int_distribution<int> sample(-128, 128), coefficient(-32768, 32767), divisor(8, 8 * 255);
     for (const encoder::EncoderKernels& kernels : vectorEncoderKernels()) {
-        for (int trial = 0; trial < 20000; ++trial) {
-            Block expected(64), actual;
-            for (auto& v : expected)
-                v = static_cast<int16_t>(trial % 4 == 0 ? ((rng() & 1) ? 128 : -128) : sample(rng));
-            actual = expected;
-            encoder::forwardDct(expected.data());
-            kernels.forwardDct(actual.data());
-            ASSERT_EQ(expected, actual) << kernels.name << " transform, trial " << trial;
+        for (int32_t entry = 1; entry <= 255; ++entry) {
+            int32_t divisors[64];
+            std::fill(divisors, divisors + 64, 8 * entry);
+            const encoder::QuantPlan plan = planOf(divisors);
+            for (int32_t first = -32768; first < 32768; first += 64) {
+                int16_t coefficients[64], expected[64], actual[64];
+                for (int i = 0; i < 64; ++i) coefficients[i] = static_cast<int16_t>(first + i);
+                uint64_t expectedMask = encoder::quantiseScalar(coefficients, plan, expected);
+                uint64_t actualMask = kernels.quantise(coefficients, plan, actual);
+                ASSERT_EQ(expectedMask, actualMask) << kernels.name << " divisor " << 8 * entry << " from " << first;
+                ASSERT_EQ(0, std::memcmp(expected, actual, sizeof expected))
+                    << kernels.name << " divisor " << 8 * entry << " from " << first;
+            }
         }
+        std::mt19937 rng(4242);
+        std::uniform_int_distribution<int> sample(-128, 128), divisor(8, 8 * 255);
         for (int trial = 0; trial < 20000; ++trial) {
-            int16_t zigzag[64];
-            int32_t divisors[64], expected[64], actual[64];
+            int16_t samples[64], expected[64], actual[64];
+            int32_t divisors[64];
             for (int k = 0; k < 64; ++k) {
-                zigzag[k] = static_cast<int16_t>(trial % 3 ? coefficient(rng) / (1 + trial % 50) : coefficient(rng));
+                samples[k] = static_cast<int16_t>(trial % 4 == 0 ? ((rng() & 1) ? 128 : -128) : sample(rng));
                 divisors[k] = trial % 5 == 0 ? 8 : divisor(rng);
             }
-            // Values just around the rounding steps of every divisor.
-            for (int k = 0; k < 8; ++k) zigzag[k] = static_cast<int16_t>((divisors[k] / 2) * (k - 4) + (k & 1));
-            uint64_t expectedMask = encoder::quantiseScalar(zigzag, divisors, expected);
-            uint64_t actualMask = kernels.quantise(zigzag, divisors, actual);
+            const encoder::QuantPlan plan = planOf(divisors);
+            uint64_t expectedMask = encoder::transformQuantiseScalar(samples, plan, expected);
+            uint64_t actualMask = kernels.transformQuantise(samples, plan, actual);
             ASSERT_EQ(expectedMask, actualMask) << kernels.name << " trial " << trial;
             ASSERT_EQ(0, std::memcmp(expected, actual, sizeof expected)) << kernels.name << " trial " << trial;
         }
     }
 }
 
-TEST(VectorKernels, ColourConversionMatchesThePlainOneForEveryGreyAndRandomPixels) {
+// Each row converter writes eight samples to each of its destinations and
+// nothing else (sentinels between them), the grey one a block; all read only
+// the pixels they are given: the inputs are allocations of exactly that size
+// (the grey block's rows 11 bytes apart), so that a sanitizer build sees a
+// read beyond them.
+TEST(VectorKernels, ColourRowsMatchThePlainOnesForEveryGreyAndRandomPixels) {
+    using namespace encoder;
+    const EncoderKernels plain = {"scalar",          true,         transformQuantiseScalar, quantiseScalar,
+                                  yccPixels16Scalar, yccEven16Scalar, luma16Scalar,          levelShiftBlockScalar};
+    constexpr intptr_t kGreyStride = 11;
     std::mt19937 rng(11);
-    for (const encoder::EncoderKernels& kernels : vectorEncoderKernels()) {
-        for (int trial = 0; trial < 40000; ++trial) {
-            uint8_t bgr[24];
-            for (int i = 0; i < 24; ++i) {
-                if (trial < 32) bgr[i] = static_cast<uint8_t>(trial * 8 + i / 3);  // every grey level
-                else if (trial % 7 == 0) bgr[i] = (rng() & 1) ? 255 : 0;          // the corners of the cube
-                else bgr[i] = static_cast<uint8_t>(rng());
-            }
-            int16_t expected[24], actual[24];
-            encoder::yccRow8Scalar(bgr, expected);
-            kernels.yccRow8(bgr, actual);
-            ASSERT_EQ(0, std::memcmp(expected, actual, sizeof expected)) << kernels.name << " trial " << trial;
+    for (const EncoderKernels& kernels : vectorEncoderKernels()) {
+        for (int trial = 0; trial < 20000; ++trial) {
+            std::vector<uint8_t> pixels(48), grey(7 * kGreyStride + 8);
+            for (std::vector<uint8_t>* bytes : {&pixels, &grey})
+                for (size_t i = 0; i < bytes->size(); ++i) {
+                    if (trial < 32) (*bytes)[i] = static_cast<uint8_t>(trial * 8 + (i / 3) % 8);  // every grey level
+                    else if (trial % 7 == 0) (*bytes)[i] = (rng() & 1) ? 255 : 0;  // the corners of the cube
+                    else (*bytes)[i] = static_cast<uint8_t>(rng());
+                }
+            std::vector<uint8_t> a(pixels.begin(), pixels.begin() + 24), b(pixels.begin() + 24, pixels.end());
+            auto run = [&](const EncoderKernels& set, int kernel) {
+                std::vector<int16_t> out(6 * 16, 0x5A5A);
+                YccRowOut rows{&out[0], &out[16], &out[32], &out[48], &out[64], &out[80]};
+                switch (kernel) {
+                    case 0: set.yccPixels16(a.data(), b.data(), rows); break;
+                    case 1: set.yccEven16(pixels.data(), rows); break;
+                    case 2: set.luma16(a.data(), b.data(), rows); break;
+                    default: set.levelShiftBlock(grey.data(), kGreyStride, &out[8]); break;
+                }
+                return out;
+            };
+            for (int kernel = 0; kernel < 4; ++kernel)
+                ASSERT_EQ(run(plain, kernel), run(kernels, kernel))
+                    << kernels.name << " converter " << kernel << " trial " << trial;
         }
     }
 }
 
-TEST(VectorKernels, EncodedStreamsAreTheSameWithFastPathsOnAndOff) {
-    for (const Shape& shape : kShapes)
-        for (int quality : {1, 30, 75, 100})
-            for (uint16_t restart : {0, 5}) {
-                encoder::forceScalarEncoderKernels(true);
-                std::vector<uint8_t> plain = encodePicture(shape.sampling, shape.components, 83, 37, quality, restart, 5);
-                encoder::forceScalarEncoderKernels(false);
-                std::vector<uint8_t> fast = encodePicture(shape.sampling, shape.components, 83, 37, quality, restart, 5);
-                ASSERT_FALSE(plain.empty());
-                ASSERT_TRUE(plain == fast) << "sampling " << shape.sampling << " q" << quality << " restart "
-                                           << restart << " (kernels " << encoder::encoderKernels().name << ")";
+// A picture whose blocks range from DC only to full: gradients, noise in
+// patches and a flat quarter.
+encoder_testing::TestImage patchyImage(uint32_t width, uint32_t height, uint32_t components, uint32_t seed) {
+    encoder_testing::TestImage image{width, height, components,
+                                     std::vector<uint8_t>(static_cast<size_t>(width) * height * components)};
+    std::mt19937 rng(seed);
+    for (uint32_t y = 0; y < height; ++y)
+        for (uint32_t x = 0; x < width; ++x)
+            for (uint32_t c = 0; c < components; ++c) {
+                uint32_t v = (x * (3 + c) + y * 2) % 256;
+                if ((x / 13 + y / 11) % 3 == 0) v = rng() % 256;
+                if (x > width / 2 && y > height / 2) v = 255 - c * 60;
+                image.row(y)[x * components + c] = static_cast<uint8_t>(v);
             }
+    return image;
+}
+
+// Every layout the converters tell apart, whole and partial MCUs, strips
+// that cut MCU rows; the last picture, at quality 100, fills several output
+// buffers with many stuffed 0xFF bytes.
+TEST(VectorKernels, EncodedStreamsAreTheSameWithFastPathsOnAndOff) {
+    struct Case {
+        uint32_t sampling;
+        uint16_t components, options;
+        uint32_t width, height, strip;
+    };
+    const Case cases[] = {
+        {0x221111, 3, 0, 83, 37, 0},                        // 4:2:0, MCUs cut at the right and the bottom
+        {0x221111, 3, 0, 64, 48, 16},                       // whole MCUs only, in strips
+        {0x211111, 3, 0, 83, 37, 8},                        // 4:2:2 in strips of half an MCU row
+        {0x121111, 3, 0, 83, 37, 0},                        // chroma on every other row of 8-pixel MCUs
+        {0x111111, 3, 0, 83, 37, 5},                        // 4:4:4, strips cutting MCU rows
+        {0x212111, 3, 0, 83, 37, 0},                        // chroma at every pixel of 16-pixel MCUs
+        {0x222111, 3, 0, 83, 37, 0},                        // unlike chroma: plain conversion
+        {0x112211, 3, 0, 45, 29, 0},                        // luma coarser than chroma
+        {0x221111, 3, JPEG_OPT_RAW_COMPONENTS, 83, 37, 0},  // raw components
+        {0x11, 1, 0, 83, 37, 0},
+        {0x22, 1, 0, 83, 37, 7},
+        {0x11111111, 4, 0, 83, 37, 0},
+        {0x221111, 3, 0, 200, 120, 0},
+    };
+    for (const Case& c : cases) {
+        encoder_testing::TestImage image = patchyImage(c.width, c.height, c.components, c.sampling + c.width);
+        for (uint16_t quality : {1, 30, 75, 100})
+            for (uint16_t restart : {0, 5}) {
+                JpegEncodeParams params = encoder_testing::paramsFor(image, c.sampling, quality, c.options);
+                params.restartInterval = restart;
+                encoder::forceScalarEncoderKernels(true);
+                std::vector<uint8_t> plain = encoder_testing::encodeImage(image, params, c.strip);
+                encoder::forceScalarEncoderKernels(false);
+                std::vector<uint8_t> fast = encoder_testing::encodeImage(image, params, c.strip);
+                ASSERT_FALSE(plain.empty());
+                ASSERT_TRUE(plain == fast) << "sampling " << std::hex << c.sampling << std::dec << " options "
+                                           << c.options << " q" << quality << " restart " << restart << " (kernels "
+                                           << encoder::encoderKernels().name << ")";
+            }
+    }
 }
 
 }  // namespace
