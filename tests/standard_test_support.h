@@ -197,6 +197,8 @@ inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out, int scale
     cinfo.err = jpeg_std_error(&error.manager);
     error.manager.error_exit = onPeerError;
     error.manager.output_message = onPeerMessage;
+    // The row outlives a jump out of a damaged file's decode, which ends in the return below.
+    std::vector<uint8_t> row;
     if (setjmp(error.jump)) {
         jpeg_destroy_decompress(&cinfo);
         return false;
@@ -213,7 +215,7 @@ inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out, int scale
     cinfo.scale_denom = 1u << (3 - scale);
     jpeg_start_decompress(&cinfo);
     const int channels = int(cinfo.output_components);
-    std::vector<uint8_t> row(size_t(cinfo.output_width) * channels);
+    row.resize(size_t(cinfo.output_width) * channels);
     out.width = int(cinfo.output_width);
     out.height = int(cinfo.output_height);
     out.channels = fourComponents ? 3 : channels;
