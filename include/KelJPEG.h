@@ -121,8 +121,8 @@ typedef struct JpegContext* JpegHandle;
  *    restart marker (the end of the scan without them) are lost and filled
  *    as above; the decode resumes at the restart marker that follows, by
  *    its number;
- *  - bytes that are no marker, unknown markers and a second SOI between
- *    segments are skipped, and so is a comment or application segment whose
+ *  - bytes that are no marker (between segments or behind a scan's data),
+ *    unknown markers and a second SOI are skipped, and so is a comment or application segment whose
  *    length does not end at a marker (the walk resumes at the next one);
  *    a damaged frame header, table or scan header is still refused;
  *  - a scan that uses Huffman table 0 or 1 never defined gets the standard
@@ -299,7 +299,8 @@ KELJPEG_API int32_t KELJPEG_CALL jpegGetLimits(JpegLimits* limits);
 /* ---- Decoding ----------------------------------------------------------- */
 
 /* Opens a decode of a file (or, with JPEG_OPT_MEMORY, of params->data),
- * checks that the data ends with EOI (unless JPEG_OPT_PARTIAL_BITSTREAM),
+ * checks that the data ends with EOI (unless JPEG_OPT_PARTIAL_BITSTREAM, or
+ * JPEG_OPT_STANDARD without JPEG_OPT_STRICT),
  * reads the headers up to the first scan and writes the geometry back into
  * params. Returns the handle, or 0 after a report. */
 KELJPEG_API JpegHandle KELJPEG_CALL jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params);
@@ -353,8 +354,8 @@ KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryProgressiveComplete(JpegHandle c
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryDamage(JpegHandle context);
 #define JPEG_DAMAGE_TRUNCATED 0x01 /* the data ends before the picture: "premature end of data" */
 #define JPEG_DAMAGE_ENTROPY   0x02 /* corrupt entropy-coded data, MCUs lost: "corrupt entropy-coded data" */
-#define JPEG_DAMAGE_STRAY     0x04 /* bytes or markers out of place, skipped: "extraneous data skipped" */
-#define JPEG_DAMAGE_SEGMENT   0x08 /* a segment's length not ending at a marker: "bad segment length skipped" */
+#define JPEG_DAMAGE_STRAY     0x04 /* bytes or markers out of place, skipped: "extraneous bytes before marker" */
+#define JPEG_DAMAGE_SEGMENT   0x08 /* a segment's length not ending at a marker: "invalid marker segment length" */
 
 /* ---- Encoding ----------------------------------------------------------- */
 
