@@ -90,10 +90,9 @@ bool noteScanLeftovers(StandardDecode* sd, const EntropyReader& r) {
     return !(unusedBytes || unreadBytes) || noteStandardDamage(sd, JPEG_DAMAGE_STRAY);
 }
 
-UnitOutcome checkStandardUnit(StandardDecode* sd, const EntropyReader& r, bool codesValid, ScanDamage& damage,
-                              uint64_t unit) {
+UnitOutcome loseStandardUnit(StandardDecode* sd, const EntropyReader& r, ScanDamage& damage,
+                             uint64_t unit) {
     const bool overran = entropyOverran(r);
-    if (codesValid && !overran) return UnitOutcome::Whole;
     // Data that stops at the end of the stream or at EOI ends early; a code
     // that fails within the last bits before such a stop counts so too.
     uint32_t kind = JPEG_DAMAGE_ENTROPY;

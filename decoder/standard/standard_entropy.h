@@ -139,11 +139,18 @@ inline uint64_t lostStretchEnd(const ScanDamage& damage, uint64_t units) { retur
 
 enum class UnitOutcome { Whole, Lost, Stop };
 
+// A unit whose codes failed or whose data ran out: it is lost with the rest
+// of its interval, and the damage is noted; Stop for strict reading.
+UnitOutcome loseStandardUnit(StandardDecode* sd, const EntropyReader& r, ScanDamage& damage,
+                             uint64_t unit);
+
 // After a unit's decode (codesValid false for a code the tables do not
-// hold): Whole when its data was there, else it is lost with the rest of its
-// interval, and the damage is noted; Stop for strict reading.
-UnitOutcome checkStandardUnit(StandardDecode* sd, const EntropyReader& r, bool codesValid, ScanDamage& damage,
-                              uint64_t unit);
+// hold): Whole when its data was there, else as loseStandardUnit.
+inline UnitOutcome checkStandardUnit(StandardDecode* sd, const EntropyReader& r, bool codesValid, ScanDamage& damage,
+                                     uint64_t unit) {
+    if (codesValid && !entropyOverran(r)) return UnitOutcome::Whole;
+    return loseStandardUnit(sd, r, damage, unit);
+}
 
 // At a restart point: the partial byte is dropped and the restart marker
 // due is taken; damage.lost then says whether the next interval's data is
