@@ -175,7 +175,6 @@ const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
         scan.component[i] = found;
         scan.dcTable[i] = static_cast<uint8_t>(p[1] >> 4);
         scan.acTable[i] = static_cast<uint8_t>(p[1] & 15);
-        if (scan.dcTable[i] > 3 || scan.acTable[i] > 3) return KJ_TEXT("invalid SOS segment syntax");
     }
     const uint8_t* tail = s.bytes + 1 + 2 * scan.count;
     scan.ss = tail[0];
@@ -189,6 +188,17 @@ const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
             return KJ_TEXT("invalid progressive scan parameters");
     } else if (sd->sofMarker == markerWord(kSof3)) {
         if (scan.ss < 1 || scan.ss > 7 || scan.al >= sd->precision) return KJ_TEXT("invalid lossless scan parameters");
+    }
+    // A table selector counts only where the scan reads that table: a DC
+    // refinement reads none, a progressive AC scan no DC table, a lossless
+    // scan no AC table (a selector of 15 there is damage with a clear intent).
+    const bool progressive = sd->sofMarker == markerWord(kSof2);
+    const bool readsDc = !progressive || (scan.ss == 0 && scan.ah == 0);
+    const bool readsAc = sd->sofMarker != markerWord(kSof3) && (!progressive || scan.ss != 0);
+    for (uint32_t i = 0; i < scan.count; ++i) {
+        if ((readsDc && scan.dcTable[i] > 3) || (readsAc && scan.acTable[i] > 3)) return KJ_TEXT("invalid SOS segment syntax");
+        if (scan.dcTable[i] > 3) scan.dcTable[i] = 0;
+        if (scan.acTable[i] > 3) scan.acTable[i] = 0;
     }
     // Each scan walks the whole frame, however few its bytes.
     if (!scanCountAllowed(++sd->scanCount)) return KJ_TEXT("too many scans");
