@@ -115,7 +115,10 @@ const KelChar16* openSource(JpegContext* context, const JpegDecodeParams* params
     }
     if (complibOpenBitstreamFile(bf) != 0) return KJ_TEXT("no such file or directory");
     if (!(options & JPEG_OPT_PARTIAL_BITSTREAM)) {
-        if (!dataIsComplete(bf)) return KJ_TEXT("JPEG file is NOT complete");
+        // Standard mode shows data that ends early as far as it goes; only
+        // its strict reading asks for EOI at the end.
+        const bool showsIncomplete = (options & JPEG_OPT_STANDARD) && !(options & JPEG_OPT_STRICT);
+        if (!showsIncomplete && !dataIsComplete(bf)) return KJ_TEXT("JPEG file is NOT complete");
         if (complibSeekBitstreamFile(bf, static_cast<int32_t>(bf->startOffset), 0) == kFileFailure)
             return KJ_TEXT("JPEG file is NOT complete");
     }
@@ -204,6 +207,12 @@ int32_t jpegGetFrameHeader(JpegHandle context, FrameHeader* frameHeader) {
     if (!context || context->magic != kContextMagic || !frameHeader) return -1;
     std::memcpy(frameHeader, &context->frame, sizeof(FrameHeader));
     return 0;
+}
+
+int32_t jpegDecodeQueryDamage(JpegHandle context) {
+    if (!context) return -1;
+    if (context->magic != kContextMagic || !context->dec.standard) return 0;
+    return static_cast<int32_t>(context->dec.standard->damage);
 }
 
 int32_t jpegDecodeSetPartialBitstream(JpegHandle context, const uint8_t* data, uint32_t length) {

@@ -100,7 +100,8 @@ inline void decodeStrips(const uint8_t* bytes, size_t size) {
     JpegHandle handle = openMemoryDecode(&params, in.data(), in.size(),
                                          static_cast<uint16_t>((raw ? JPEG_OPT_RAW_COMPONENTS : 0) |
                                                                (partialCheck ? JPEG_OPT_PARTIAL_BITSTREAM : 0) |
-                                                               ((flags & 1) ? JPEG_OPT_STANDARD : 0)));
+                                                               ((flags & 1) ? JPEG_OPT_STANDARD : 0) |
+                                                               ((flags & 2) ? JPEG_OPT_STRICT : 0)));
     if (!handle) return;
     FrameHeader header;
     (void)jpegGetFrameHeader(handle, &header);
@@ -124,6 +125,7 @@ inline void decodeStrips(const uint8_t* bytes, size_t size) {
             if (got <= 0) break;
         }
     }
+    (void)jpegDecodeQueryDamage(handle);
     (void)jpegDecodeEpilog(handle);
 }
 
@@ -134,7 +136,9 @@ inline void decodeProgressivePasses(const uint8_t* bytes, size_t size) {
     FuzzInput in(bytes, size);
     const uint8_t mode = in.takeByte();
     JpegDecodeParams params;
-    JpegHandle handle = openMemoryDecode(&params, in.data(), in.size(), (mode & 0x10) ? JPEG_OPT_STANDARD : 0);
+    JpegHandle handle = openMemoryDecode(&params, in.data(), in.size(),
+                                         static_cast<uint16_t>(((mode & 0x10) ? JPEG_OPT_STANDARD : 0) |
+                                                               ((mode & 0x20) ? JPEG_OPT_STRICT : 0)));
     if (!handle) return;
     uint32_t width = 0, height = 0;
     (void)jpegDecodeGetImageSize(handle, &width, &height, JPEG_SCALE_FULL);

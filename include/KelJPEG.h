@@ -110,8 +110,35 @@ typedef struct JpegContext* JpegHandle;
  *    frames decode into sample planes on the first call.
  * The whole stream is read by the prolog, so JPEG_OPT_PARTIAL_BITSTREAM is
  * refused ("Illegal options"); a progressive frame may still be shown one
- * scan per pass (jpegDecodeSetProgressiveMode). */
+ * scan per pass (jpegDecodeSetProgressiveMode).
+ * Damaged and incomplete files are shown as far as their data goes, as
+ * viewers show them; each kind of damage is reported once, with warning
+ * severity, and noted for jpegDecodeQueryDamage:
+ *  - data that ends early (no end-of-image check in the prolog): every
+ *    complete MCU is shown, the rest of a sequential frame is mid-grey, a
+ *    progressive frame keeps the coefficients its scans gave;
+ *  - corrupt entropy-coded data: the MCUs from the damage up to the next
+ *    restart marker (the end of the scan without them) are lost and filled
+ *    as above; the decode resumes at the restart marker that follows, by
+ *    its number;
+ *  - bytes that are no marker (between segments or behind a scan's data),
+ *    unknown markers and a second SOI are skipped, and so is a comment or application segment whose
+ *    length does not end at a marker (the walk resumes at the next one);
+ *    a damaged frame header, table or scan header is still refused;
+ *  - a scan that uses Huffman table 0 or 1 never defined gets the standard
+ *    table of its class (luminance for 0, chrominance for 1), as motion-JPEG
+ *    frames expect; that is no damage;
+ *  - a progressive picture shown before its last scan (one scan per pass, or
+ *    a file cut short) has the DC and the five lowest AC coefficients that
+ *    are still missing or coarse estimated from the neighbouring blocks'
+ *    DC, so that it shows blurred rather than as a mosaic of flat blocks;
+ *    the complete picture is decoded as coded. */
 #define JPEG_OPT_STANDARD          0x0200u
+/* Decoder, with JPEG_OPT_STANDARD: strict reading. The first damage of any
+ * kind above is reported as an error and fails the call (the prolog, for
+ * data without EOI at its end, "JPEG file is NOT complete"). Ignored by the
+ * legacy reading. */
+#define JPEG_OPT_STRICT            0x0400u
 
 /* Scales of the scaled-output calls. */
 #define JPEG_SCALE_1_8  0
@@ -272,7 +299,8 @@ KELJPEG_API int32_t KELJPEG_CALL jpegGetLimits(JpegLimits* limits);
 /* ---- Decoding ----------------------------------------------------------- */
 
 /* Opens a decode of a file (or, with JPEG_OPT_MEMORY, of params->data),
- * checks that the data ends with EOI (unless JPEG_OPT_PARTIAL_BITSTREAM),
+ * checks that the data ends with EOI (unless JPEG_OPT_PARTIAL_BITSTREAM, or
+ * JPEG_OPT_STANDARD without JPEG_OPT_STRICT),
  * reads the headers up to the first scan and writes the geometry back into
  * params. Returns the handle, or 0 after a report. */
 KELJPEG_API JpegHandle KELJPEG_CALL jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params);
@@ -317,6 +345,17 @@ KELJPEG_API int32_t KELJPEG_CALL jpegDecodeScaleOutputToRect(JpegHandle context,
                                                              int32_t scale);
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetProgressiveMode(JpegHandle context, uint32_t mode);
 KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryProgressiveComplete(JpegHandle context);
+
+/* Damage met so far by a standard-mode decode: the JPEG_DAMAGE_* bits of the
+ * kinds found, 0 for a clean file, -1 for a null handle. Damage is found as
+ * the data is read, so the answer is whole once the last row is delivered
+ * (before the epilog); the prolog already knows of damaged headers. A legacy
+ * decode answers 0: it refuses damaged data instead. */
+KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryDamage(JpegHandle context);
+#define JPEG_DAMAGE_TRUNCATED 0x01 /* the data ends before the picture: "premature end of data" */
+#define JPEG_DAMAGE_ENTROPY   0x02 /* corrupt entropy-coded data, MCUs lost: "corrupt entropy-coded data" */
+#define JPEG_DAMAGE_STRAY     0x04 /* bytes or markers out of place, skipped: "extraneous bytes before marker" */
+#define JPEG_DAMAGE_SEGMENT   0x08 /* a segment's length not ending at a marker: "invalid marker segment length" */
 
 /* ---- Encoding ----------------------------------------------------------- */
 

@@ -20,3 +20,5 @@ constexpr int kReportLineUnits = 384;
 
 // Shorthand for the codec-level reports, which all use source "JPEG", severity 2.
 inline void reportJpegError(const KelChar16* text) { complibReportError(KJ_TEXT("JPEG"), JPEG_SEVERITY_ERROR, text); }
+// Standard mode's reports of damage it reads past: severity 1.
+inline void reportJpegWarning(const KelChar16* text) { complibReportError(KJ_TEXT("JPEG"), JPEG_SEVERITY_WARNING, text); }

@@ -44,12 +44,14 @@ struct Picture {
     std::vector<uint8_t> pixels;
 };
 
-// Largest difference between our blue-green-red (or grey) picture and the peer's.
-inline int largestDifference(const Picture& ours, const Picture& peer) {
+// Largest difference between our blue-green-red (or grey) picture and the
+// peer's, over rows first..last-1 (all rows by default).
+inline int largestDifference(const Picture& ours, const Picture& peer, int first = 0, int last = -1) {
     if (ours.width != peer.width || ours.height != peer.height || ours.channels != peer.channels) return 1000;
+    if (last < 0) last = ours.height;
     int largest = 0;
     const bool swap = ours.channels == 3;
-    for (size_t p = 0; p < size_t(ours.width) * ours.height; ++p)
+    for (size_t p = size_t(first) * ours.width; p < size_t(ours.width) * last; ++p)
         for (int c = 0; c < ours.channels; ++c) {
             int peerChannel = swap ? 2 - c : c;
             int d = std::abs(int(ours.pixels[p * ours.channels + c]) - int(peer.pixels[p * ours.channels + peerChannel]));
@@ -60,9 +62,9 @@ inline int largestDifference(const Picture& ours, const Picture& peer) {
 
 // Our decode from memory, in one call or in strips of rowsPerCall rows (rows
 // counted per call, as standard mode counts them). Returns false when the
-// prolog or the rows fail.
+// prolog or the rows fail; damage, when given, receives jpegDecodeQueryDamage.
 inline bool ourDecode(const std::vector<uint8_t>& jpeg, uint16_t options, int channels, Picture& out,
-                      int32_t scale = 3, int rowsPerCall = 0) {
+                      int32_t scale = 3, int rowsPerCall = 0, int32_t* damage = nullptr) {
     JpegDecodeParams params{};
     params.options = static_cast<uint16_t>(options | JPEG_OPT_MEMORY);
     params.data = jpeg.data();
@@ -90,6 +92,7 @@ inline bool ourDecode(const std::vector<uint8_t>& jpeg, uint16_t options, int ch
         if (rows <= 0) break;
         done += uint32_t(rows);
     }
+    if (damage) *damage = jpegDecodeQueryDamage(h);
     (void)jpegDecodeEpilog(h);
     out.pixels.resize(size_t(width) * height * channels);
     return done == height;
@@ -117,10 +120,26 @@ struct PeerSpec {
     int restartBlocks = 0, restartRows = 0;
     bool optimize = false;
     int seed = 1;
+    bool smooth = false;                   // a picture of gentle gradients alone, as photographs mostly are
 };
 
+// Gradients and slow waves, no texture: what a blurred early pass should approach.
+inline std::vector<uint8_t> makeSmoothPicture(int width, int height, int channels) {
+    std::vector<uint8_t> pixels(static_cast<size_t>(width) * height * channels);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            for (int c = 0; c < channels; ++c) {
+                const int ramp = (x * 160) / width + (y * 60) / height;
+                const int wave = ((x * (2 + c) + y * 3) / 4) % 64;
+                const int v = 30 + ramp + (wave < 32 ? wave : 64 - wave);
+                pixels[(static_cast<size_t>(y) * width + x) * channels + c] = static_cast<uint8_t>(std::clamp(v, 0, 255));
+            }
+    return pixels;
+}
+
 inline bool peerEncode(const PeerSpec& spec, std::vector<uint8_t>& jpeg) {
-    std::vector<uint8_t> source = makePicture(spec.width, spec.height, spec.inputChannels, spec.seed);
+    std::vector<uint8_t> source = spec.smooth ? makeSmoothPicture(spec.width, spec.height, spec.inputChannels)
+                                              : makePicture(spec.width, spec.height, spec.inputChannels, spec.seed);
     jpeg_compress_struct cinfo;
     PeerError error;
     cinfo.err = jpeg_std_error(&error.manager);
@@ -167,16 +186,19 @@ inline bool peerEncode(const PeerSpec& spec, std::vector<uint8_t>& jpeg) {
     return true;
 }
 
-// The peer's decode with the accurate integer transform and no smoothing:
-// grey, RGB, or four-component files shown as a viewer shows Adobe CMYK; at
-// a scale (3 full size, 2/1/0 a half, quarter, eighth) through its reduced
-// transforms, as djpeg -scale 1/2 does.
-inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out, int scale = 3) {
+// The peer's decode with the accurate integer transform and no smoothing
+// (unless asked for: that of an incomplete progressive picture): grey, RGB,
+// or four-component files shown as a viewer shows Adobe CMYK; at a scale (3
+// full size, 2/1/0 a half, quarter, eighth) through its reduced transforms,
+// as djpeg -scale 1/2 does.
+inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out, int scale = 3, bool smoothing = false) {
     jpeg_decompress_struct cinfo;
     PeerError error;
     cinfo.err = jpeg_std_error(&error.manager);
     error.manager.error_exit = onPeerError;
     error.manager.output_message = onPeerMessage;
+    // The row outlives a jump out of a damaged file's decode, which ends in the return below.
+    std::vector<uint8_t> row;
     if (setjmp(error.jump)) {
         jpeg_destroy_decompress(&cinfo);
         return false;
@@ -188,12 +210,12 @@ inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out, int scale
     cinfo.out_color_space = cinfo.num_components == 1 ? JCS_GRAYSCALE : fourComponents ? JCS_CMYK : JCS_RGB;
     cinfo.dct_method = JDCT_ISLOW;
     cinfo.do_fancy_upsampling = FALSE;
-    cinfo.do_block_smoothing = FALSE;
+    cinfo.do_block_smoothing = smoothing ? TRUE : FALSE;
     cinfo.scale_num = 1;
     cinfo.scale_denom = 1u << (3 - scale);
     jpeg_start_decompress(&cinfo);
     const int channels = int(cinfo.output_components);
-    std::vector<uint8_t> row(size_t(cinfo.output_width) * channels);
+    row.resize(size_t(cinfo.output_width) * channels);
     out.width = int(cinfo.output_width);
     out.height = int(cinfo.output_height);
     out.channels = fourComponents ? 3 : channels;

@@ -56,6 +56,21 @@ struct StandardScan {
     uint8_t ss, se, ah, al;
 };
 
+// How far a progressive frame's scans have given one component's
+// coefficients, for the estimates of a picture shown before its last scan:
+// the point transform of the last scan that coded each zigzag position
+// (0 exact, kNeverCoded before any), and the scan that lost units last,
+// whose other units are known to its point transform.
+constexpr uint8_t kNeverCoded = 0xFF;
+struct StandardCoverage {
+    uint8_t knownBits[64];
+    bool partial;             // a scan of the component lost units
+    uint8_t ss, se, al;       // that scan's band and point transform
+    bool interleaved;         // its units were MCUs, else the component's blocks in raster order
+    uint32_t unitsAcross;
+    uint64_t firstLost, lostEnd;  // the units from firstLost to lostEnd missed the scan
+};
+
 struct StandardDecode {
     const uint8_t* data;       // the stream from SOI on: the caller's block in memory mode
     uint8_t* fileCopy;         // the stream read from a file, owned here
@@ -86,6 +101,10 @@ struct StandardDecode {
     uint64_t heldBytes;        // planes held, against the host's memory limit
     int32_t scale;             // 3 full size, 2/1/0 a half, quarter, eighth
     StandardStream* stream;    // frames of one interleaved sequential scan: decoded a band at a time
+    uint32_t damage;           // JPEG_DAMAGE_* kinds met so far, each reported once
+    bool strict;               // JPEG_OPT_STRICT: the first damage fails the decode
+    bool incomplete;           // the pass's picture lacks scans or data: missing coefficients are estimated
+    StandardCoverage coverage[4];
 };
 
 // ---- Output: how the stream's colours become the caller's pixels ----
@@ -145,6 +164,12 @@ int32_t decodeStandardStreamRows(JpegContext* context, ImageRect* rect, uint32_t
 // frame shown one scan per pass. false after a report.
 [[nodiscard]] bool decodeStandardPass(JpegContext* context, StandardDecode* sd);
 
+// A block of a progressive picture that lacks scans (sd->incomplete): its
+// coefficients into out, the missing low ones estimated from the
+// neighbouring blocks' DC. false when the block has them all (or no DC yet)
+// and is rendered as it is.
+bool estimateMissingCoefficients(const StandardDecode* sd, uint32_t c, uint32_t bx, uint32_t by, int16_t* out);
+
 // Rows of a lossless picture at full size or, for scale 0..2, reduced by
 // averaging.
 int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows, int32_t scale);
@@ -152,6 +177,29 @@ int32_t decodeStandardRows(JpegContext* context, ImageRect* rect, uint32_t rows,
 void standardImageSize(const JpegContext* context, int32_t scale, uint32_t* width, uint32_t* height);
 
 // ---- Between the stages of standard mode ----
+
+// Notes damage of the JPEG_DAMAGE_* kinds given, reporting each kind the
+// first time it is met: a warning, or with strict reading an error. false
+// when the decode is to stop (strict reading).
+[[nodiscard]] bool noteStandardDamage(StandardDecode* sd, uint32_t kinds);
+// A scan read whole that leaves data before the marker behind it (more than
+// the padding bits of its last byte) has stray bytes there; the reader
+// stands where the scan's last unit left it. false for strict reading.
+struct EntropyReader;
+[[nodiscard]] bool noteScanLeftovers(StandardDecode* sd, const EntropyReader& r);
+// A marker at `at` (0xFF, then its code) that can be a real one: EOI, or a
+// segment whose length fits the data and ends at another 0xFF or the end of
+// the data (SOS: a length that fits its component count). A byte of damaged
+// entropy-coded data turned into 0xFF passes this only by rare chance.
+bool standardMarkerPlausible(const StandardDecode* sd, uint32_t at);
+// The first plausible marker at or after `at`, past entropy-coded data,
+// stuffed bytes, fill bytes, restart markers and markers that cannot be
+// real; the data's length when there is none.
+uint32_t nextPlausibleMarker(const StandardDecode* sd, uint32_t at);
+// The example Huffman table T.81 gives for a class and slot 0 (luminance)
+// or 1 (chrominance), which baseline encoders use as they are and
+// motion-JPEG frames therefore leave out. false for other slots.
+[[nodiscard]] bool standardDefaultHuffman(StandardDecode* sd, bool ac, uint32_t slot);
 
 // Header walk from the current position up to and including the next SOS
 // (or EOI). Returns false, with a report, on a header the decoder cannot use.

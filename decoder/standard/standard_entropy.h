@@ -1,6 +1,6 @@
 // Standard mode: the bit reader over the loaded stream and Huffman decoding.
 // The reader never passes a marker: at 0xFF followed by anything but a
-// stuffed 0x00 it stops and supplies zero bits, so that the data of a damaged
+// stuffed 0x00 (after any further 0xFF) it stops and supplies zero bits, so that the data of a damaged
 // segment cannot swallow the next restart marker or header.
 #pragma once
 
@@ -16,6 +16,7 @@ struct EntropyReader {
     uint64_t bits;       // unread bits, most significant first
     int32_t bitCount;
     bool atMarker;       // a marker (or the end of the data) stopped the loading
+    int32_t padBits;     // zero bits supplied since then: more than bitCount once the decoder took some
 };
 
 inline void startEntropyReader(EntropyReader& r, const StandardDecode* sd) {
@@ -25,6 +26,7 @@ inline void startEntropyReader(EntropyReader& r, const StandardDecode* sd) {
     r.bits = 0;
     r.bitCount = 0;
     r.atMarker = false;
+    r.padBits = 0;
 }
 
 // True when one of the eight bytes of v is 0xFF.
@@ -60,13 +62,20 @@ inline void fillEntropyBits(EntropyReader& r) {
                 r.atMarker = true;
             } else if (r.data[r.position] != 0xFF) {
                 byte = r.data[r.position++];
-            } else if (r.position + 1 < r.length && r.data[r.position + 1] == 0) {
-                byte = 0xFF;
-                r.position += 2;
             } else {
-                r.atMarker = true;
+                // 0xFF: a data byte when 0x00 follows, also past repeated
+                // 0xFF (damaged data; libjpeg-turbo reads it so too), else a marker.
+                uint32_t next = r.position + 1;
+                while (next < r.length && r.data[next] == 0xFF) ++next;
+                if (next < r.length && r.data[next] == 0) {
+                    byte = 0xFF;
+                    r.position = next + 1;
+                } else {
+                    r.atMarker = true;
+                }
             }
         }
+        if (r.atMarker) r.padBits += 8;
         r.bits |= uint64_t{byte} << (56 - r.bitCount);
         r.bitCount += 8;
     }
@@ -111,19 +120,47 @@ inline int32_t decodeEntropySymbol(EntropyReader& r, const StandardHuffman& tabl
     return -1;
 }
 
-// At a restart point: drop the partial byte, skip to the next marker and
-// consume it when it is RSTn. When the next marker is another one, the
-// restart marker is missing and the data stays where it is.
-inline void takeRestartMarker(EntropyReader& r) {
-    uint32_t at = r.position;
-    while (at < r.length && !(r.data[at] == 0xFF && at + 1 < r.length && r.data[at + 1] != 0 &&
-                              r.data[at + 1] != 0xFF))
-        ++at;
-    if (at + 1 < r.length && r.data[at + 1] >= kRst0 && r.data[at + 1] <= kRst7) r.position = at + 2;
-    r.bits = 0;
-    r.bitCount = 0;
-    r.atMarker = false;
+// The decoder took bits beyond the data: the unit it decoded is not whole.
+inline bool entropyOverran(const EntropyReader& r) { return r.bitCount < r.padBits; }
+
+// Where one scan's decode stands against damage.
+struct ScanDamage {
+    uint32_t nextRestart;   // number (0..7) of the restart marker due next
+    bool lost;              // the data of the current restart interval (the rest
+                            // of the scan, without restart markers) is lost
+    uint64_t firstLost;     // the scan's first lost unit; its unit count when none
+    uint64_t lostEnd;       // the unit after the last lost stretch that the decode resumed behind
+};
+
+inline void startScanDamage(ScanDamage& damage, uint64_t units) { damage = {0, false, units, units}; }
+
+// The units from the first lost one up to the end of the last lost stretch.
+inline uint64_t lostStretchEnd(const ScanDamage& damage, uint64_t units) { return damage.lost ? units : damage.lostEnd; }
+
+enum class UnitOutcome { Whole, Lost, Stop };
+
+// A unit whose codes failed or whose data ran out: it is lost with the rest
+// of its interval, and the damage is noted; Stop for strict reading.
+UnitOutcome loseStandardUnit(StandardDecode* sd, const EntropyReader& r, ScanDamage& damage,
+                             uint64_t unit);
+
+// After a unit's decode (codesValid false for a code the tables do not
+// hold): Whole when its data was there, else as loseStandardUnit.
+inline UnitOutcome checkStandardUnit(StandardDecode* sd, const EntropyReader& r, bool codesValid, ScanDamage& damage,
+                                     uint64_t unit) {
+    if (codesValid && !entropyOverran(r)) return UnitOutcome::Whole;
+    return loseStandardUnit(sd, r, damage, unit);
 }
+
+// At a restart point: the partial byte is dropped and the restart marker
+// due is taken; damage.lost then says whether the next interval's data is
+// there. A marker found straight after an interval decoded whole is taken
+// whatever its number (the data is in step); after damage the numbers
+// decide: a later interval's marker is left for its own restart point (the
+// intervals before it are lost), an earlier one is passed over, and any
+// other real marker ends the scan's data. Units lost from `unit` on count in
+// damage.firstLost. false for strict reading.
+[[nodiscard]] bool takeRestartMarker(StandardDecode* sd, EntropyReader& r, ScanDamage& damage, uint64_t unit);
 
 // Where the header walk resumes after a scan: the reader has not passed the
 // marker that ends the scan's data.

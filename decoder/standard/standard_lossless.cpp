@@ -53,12 +53,26 @@ int32_t predictSample(const StandardComponent& c, uint32_t x, uint32_t y, uint32
     return true;
 }
 
+// A lost unit shows the mid value, as a sequential DCT frame's lost MCUs
+// show mid-grey.
+void fillLostUnit(LosslessWalk& w, uint32_t x, uint32_t y) {
+    StandardDecode* sd = w.sd;
+    const StandardScan& scan = sd->scan;
+    const uint16_t midValue = static_cast<uint16_t>(1u << (sd->precision - scan.al - 1));
+    for (uint32_t i = 0; i < scan.count; ++i) {
+        StandardComponent& c = sd->components[scan.component[i]];
+        const uint32_t h = scan.count == 1 ? 1 : c.h, v = scan.count == 1 ? 1 : c.v;
+        for (uint32_t sy = y * v; sy < (y + 1) * v; ++sy)
+            for (uint32_t sx = x * h; sx < (x + 1) * h; ++sx) c.samples[size_t{sy} * c.planeWidth + sx] = midValue;
+    }
+}
+
 }  // namespace
 
 bool decodeStandardLosslessScan(StandardDecode* sd) {
     const StandardScan& scan = sd->scan;
     for (uint32_t i = 0; i < scan.count; ++i) {
-        if (!sd->dcTables[scan.dcTable[i]].defined) {
+        if (!sd->dcTables[scan.dcTable[i]].defined && !standardDefaultHuffman(sd, false, scan.dcTable[i])) {
             reportJpegError(KJ_TEXT("Huffman table missing for the scan"));
             return false;
         }
@@ -71,28 +85,30 @@ bool decodeStandardLosslessScan(StandardDecode* sd) {
     const uint32_t unitsAcross = single ? first.width : sd->mcusPerRow;
     const uint32_t unitsDown = single ? first.height : sd->mcuRows;
     const uint64_t units = uint64_t{unitsAcross} * unitsDown;
+    ScanDamage damage;
+    startScanDamage(damage, units);
     for (uint64_t unit = 0; unit < units; ++unit) {
         uint32_t x = static_cast<uint32_t>(unit % unitsAcross), y = static_cast<uint32_t>(unit / unitsAcross);
         if (sd->restartInterval != 0 && unit != 0 && unit % sd->restartInterval == 0) {
-            takeRestartMarker(w.reader);
+            if (!takeRestartMarker(sd, w.reader, damage, unit)) return false;
             for (uint32_t i = 0; i < scan.count; ++i) w.intervalFirstRow[i] = single ? y : y * sd->components[scan.component[i]].v;
         }
         bool ok = true;
         if (single) {
-            ok = decodeSample(w, 0, x, y);
+            ok = damage.lost || decodeSample(w, 0, x, y);
         } else {
             for (uint32_t i = 0; i < scan.count && ok; ++i) {
                 const StandardComponent& c = sd->components[scan.component[i]];
                 for (uint32_t v = 0; v < c.v && ok; ++v)
-                    for (uint32_t h = 0; h < c.h && ok; ++h) ok = decodeSample(w, i, x * c.h + h, y * c.v + v);
+                    for (uint32_t h = 0; h < c.h && ok; ++h)
+                        ok = damage.lost || decodeSample(w, i, x * c.h + h, y * c.v + v);
             }
         }
-        if (!ok) {
-            reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
-            return false;
-        }
+        if (!damage.lost && checkStandardUnit(sd, w.reader, ok, damage, unit) == UnitOutcome::Stop) return false;
+        if (damage.lost) fillLostUnit(w, x, y);
     }
-    sd->position = entropyResumePosition(w.reader);
+    if (damage.firstLost == units && !noteScanLeftovers(sd, w.reader)) return false;
+    sd->position = damage.firstLost < units ? nextPlausibleMarker(sd, w.reader.position) : entropyResumePosition(w.reader);
     sd->scanReady = false;
     return true;
 }

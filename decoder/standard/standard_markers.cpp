@@ -7,6 +7,7 @@
 #include "context/jpeg_constants.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/standard/standard_entropy.h"
+#include "encoder/encode_tables.h"
 #include "runtime/limits.h"
 #include "runtime/report.h"
 
@@ -96,6 +97,19 @@ void fillShortCodes(const uint8_t* counts, const uint8_t* values, uint16_t* shor
     return true;
 }
 
+}  // namespace
+
+bool standardDefaultHuffman(StandardDecode* sd, bool ac, uint32_t slot) {
+    if (slot > 1) return false;
+    const encoder::StandardHuffmanTable& example = encoder::kStandardHuffmanTables[(ac ? 2 : 0) + slot];
+    uint32_t total = 0;
+    for (uint8_t count : example.bits) total += count;
+    StandardHuffman& table = ac ? sd->acTables[slot] : sd->dcTables[slot];
+    return buildStandardHuffman(table, example.bits, example.huffval, total);
+}
+
+namespace {
+
 [[nodiscard]] bool readQuantTables(StandardDecode* sd, const Segment& s) {
     uint32_t at = 0;
     while (at < s.size) {
@@ -161,7 +175,6 @@ const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
         scan.component[i] = found;
         scan.dcTable[i] = static_cast<uint8_t>(p[1] >> 4);
         scan.acTable[i] = static_cast<uint8_t>(p[1] & 15);
-        if (scan.dcTable[i] > 3 || scan.acTable[i] > 3) return KJ_TEXT("invalid SOS segment syntax");
     }
     const uint8_t* tail = s.bytes + 1 + 2 * scan.count;
     scan.ss = tail[0];
@@ -175,6 +188,17 @@ const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
             return KJ_TEXT("invalid progressive scan parameters");
     } else if (sd->sofMarker == markerWord(kSof3)) {
         if (scan.ss < 1 || scan.ss > 7 || scan.al >= sd->precision) return KJ_TEXT("invalid lossless scan parameters");
+    }
+    // A table selector counts only where the scan reads that table: a DC
+    // refinement reads none, a progressive AC scan no DC table, a lossless
+    // scan no AC table (a selector of 15 there is damage with a clear intent).
+    const bool progressive = sd->sofMarker == markerWord(kSof2);
+    const bool readsDc = !progressive || (scan.ss == 0 && scan.ah == 0);
+    const bool readsAc = sd->sofMarker != markerWord(kSof3) && (!progressive || scan.ss != 0);
+    for (uint32_t i = 0; i < scan.count; ++i) {
+        if ((readsDc && scan.dcTable[i] > 3) || (readsAc && scan.acTable[i] > 3)) return KJ_TEXT("invalid SOS segment syntax");
+        if (scan.dcTable[i] > 3) scan.dcTable[i] = 0;
+        if (scan.acTable[i] > 3) scan.acTable[i] = 0;
     }
     // Each scan walks the whole frame, however few its bytes.
     if (!scanCountAllowed(++sd->scanCount)) return KJ_TEXT("too many scans");
@@ -198,20 +222,74 @@ void readApplication(StandardDecode* sd, uint8_t marker, const Segment& s) {
     }
 }
 
-// Handles one marker segment; sets done when the walk is to stop after it.
-const KelChar16* readSegment(StandardDecode* sd, uint8_t marker, bool& frameSeen, bool& done) {
-    // Markers without a segment.
-    if (marker == kSoi || marker == kTem || (marker >= kRst0 && marker <= kRst7)) return nullptr;
+// Strict reading stopped at damage, which is reported already.
+const KelChar16 kStopped[] = {0};
+
+// Segments the walk skips by their length: application data, comments,
+// DNL (read ahead by the prolog), DAC, JPGn and the rest.
+bool skippedSegment(uint8_t marker) {
+    return !(marker >= kSof0 && marker <= 0xCF) && marker != kDqt && marker != kDri && marker != kSos;
+}
+
+// Where the walk stands: whether a scan has been read (data that ends after
+// one is a file cut short, before one there is no picture).
+struct Walk {
+    StandardDecode* sd;
+    bool frameSeen;
+    bool done;
+};
+
+// A segment whose length runs past the data or does not end at a marker:
+// for a segment the walk only skips, it resumes at the next marker that
+// can be real, looked for from the segment's own body on: a length too long
+// would swallow the markers behind it. When that marker lies behind the
+// length's end, the length may be right and bytes stray behind it, or the
+// length too short; either way the walk skips up to it as stray bytes.
+// Returns the failure text, or null.
+const KelChar16* resumeAfterBadLength(Walk& walk, uint32_t body, bool taken) {
+    StandardDecode* sd = walk.sd;
+    const uint32_t next = nextPlausibleMarker(sd, body);
+    if (taken && next < sd->length && next >= sd->position) return nullptr;
+    if (next < sd->length) {
+        sd->position = next;
+        return noteStandardDamage(sd, JPEG_DAMAGE_SEGMENT) ? nullptr : kStopped;
+    }
+    return nullptr;  // the caller treats the data as ending inside the segment
+}
+
+// Handles one marker segment; sets walk.done when the walk is to stop after it.
+const KelChar16* readSegment(Walk& walk, uint8_t marker) {
+    StandardDecode* sd = walk.sd;
+    // Markers without a segment; a second SOI is out of place.
+    if (marker == kSoi) return noteStandardDamage(sd, JPEG_DAMAGE_STRAY) ? nullptr : kStopped;
+    if (marker == kTem || (marker >= kRst0 && marker <= kRst7)) return nullptr;
     if (marker == kEoi) {
         sd->finished = true;
-        done = true;
+        walk.done = true;
         return nullptr;
     }
+    const uint32_t body = sd->position + 2;
     Segment s{};
-    if (!takeSegment(sd, s)) return KJ_TEXT("invalid marker segment length");
+    if (!takeSegment(sd, s)) {
+        if (skippedSegment(marker)) {
+            const uint32_t before = sd->position;
+            if (const KelChar16* failure = resumeAfterBadLength(walk, body, false)) return failure;
+            if (sd->position != before) return nullptr;
+        }
+        // The data ends inside the segment: after a scan, a file cut short.
+        const bool runsPast = sd->length - sd->position < 2 ||
+                              ((uint32_t{sd->data[sd->position]} << 8) | sd->data[sd->position + 1]) >= 2;
+        if (sd->scanCount > 0 && runsPast) {
+            sd->position = sd->length;
+            sd->finished = true;
+            walk.done = true;
+            return noteStandardDamage(sd, JPEG_DAMAGE_TRUNCATED) ? nullptr : kStopped;
+        }
+        return KJ_TEXT("invalid marker segment length");
+    }
     if (marker >= kSof0 && marker <= kSof3) {
-        if (frameSeen) return KJ_TEXT("more than one frame");
-        frameSeen = true;
+        if (walk.frameSeen) return KJ_TEXT("more than one frame");
+        walk.frameSeen = true;
         return readFrame(sd, marker, s);
     }
     if (marker > kSof3 && marker <= 0xCF && marker != kDht && marker != kDac)
@@ -226,39 +304,51 @@ const KelChar16* readSegment(StandardDecode* sd, uint8_t marker, bool& frameSeen
             sd->restartInterval = read16(s.bytes);
             return nullptr;
         case kSos:
-            if (!frameSeen) return KJ_TEXT("scan before the frame header");
-            done = true;
+            if (!walk.frameSeen) return KJ_TEXT("scan before the frame header");
+            walk.done = true;
             return readScan(sd, s);
         default:
             if (marker >= kApp0 && marker <= 0xEF) readApplication(sd, marker, s);
-            return nullptr;  // DNL (read ahead by the prolog), COM, DAC, JPGn and the rest: skipped
+            // A length that does not end at a marker is wrong, too short or too long.
+            if (sd->position < sd->length && sd->data[sd->position] != 0xFF) return resumeAfterBadLength(walk, body, true);
+            return nullptr;
     }
 }
 
 }  // namespace
 
 bool readStandardHeaders(StandardDecode* sd, bool frameSeen) {
+    Walk walk{sd, frameSeen, false};
+    bool stray = false;  // bytes that are no marker since the last segment
     for (;;) {
         // Anything that is not a marker is skipped up to the next 0xFF;
         // any number of fill bytes 0xFF may precede a marker.
+        const uint32_t start = sd->position;
         while (sd->position < sd->length && sd->data[sd->position] != 0xFF) ++sd->position;
+        stray = stray || sd->position != start;
         while (sd->position < sd->length && sd->data[sd->position] == 0xFF) ++sd->position;
         if (sd->position >= sd->length) {
-            if (!frameSeen) {
+            if (!walk.frameSeen) {
                 reportJpegError(KJ_TEXT("no frame header"));
                 return false;
             }
-            sd->finished = true;  // a stream cut after its last scan ends there
+            sd->finished = true;  // a stream cut after a scan ends there
+            if (sd->scanCount > 0 && !noteStandardDamage(sd, JPEG_DAMAGE_TRUNCATED)) return false;
             return true;
         }
         uint8_t marker = sd->data[sd->position++];
-        if (marker == 0) continue;  // a stuffed byte outside entropy-coded data
-        bool done = false;
-        if (const KelChar16* failure = readSegment(sd, marker, frameSeen, done)) {
-            reportJpegError(failure);
+        // A stuffed byte or a reserved code outside entropy-coded data is no marker.
+        if (marker == 0 || (marker > kTem && marker < 0xC0)) {
+            stray = true;
+            continue;
+        }
+        if (stray && !noteStandardDamage(sd, JPEG_DAMAGE_STRAY)) return false;
+        stray = false;
+        if (const KelChar16* failure = readSegment(walk, marker)) {
+            if (failure != kStopped) reportJpegError(failure);
             return false;
         }
-        if (done) return true;
+        if (walk.done) return true;
     }
 }
 

@@ -43,6 +43,10 @@ bool decodeStandardPass(JpegContext* context, StandardDecode* sd) {
         if (oneScan) break;
     }
     if (!sd->scanReady) context->dec.lastMarker = kMarkerEoi;
+    // A progressive picture with scans still to come, or cut short, has its
+    // missing coefficients estimated; the complete one is shown as coded.
+    sd->incomplete = sd->sofMarker == markerWord(kSof2) &&
+                     (sd->scanReady || (sd->damage & (JPEG_DAMAGE_TRUNCATED | JPEG_DAMAGE_ENTROPY)) != 0);
     return true;
 }
 

@@ -161,6 +161,8 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
     context->dec.standard = sd;
     sd->adobeTransform = -1;
     sd->scale = 3;
+    sd->strict = (params->options & JPEG_OPT_STRICT) != 0;
+    for (StandardCoverage& coverage : sd->coverage) std::memset(coverage.knownBits, kNeverCoded, sizeof coverage.knownBits);
     if (!loadStream(sd, context->bitstream)) return KJ_TEXT("no such file or directory");
     if (sd->length < 2 || sd->data[0] != 0xFF || sd->data[1] != kSoi) {
         reportJpegError(KJ_TEXT("extraneous bytes before SOI marker"));
@@ -185,6 +187,11 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
     context->params = params;
     fillContext(context, sd);
     if (!openStandardStream(context, sd)) return KJ_TEXT("standard-mode plane allocation failed.");
+    // A frame streamed from its one scan knows now whether the data ends
+    // without EOI; data cut inside the scan shows as the bands reach it.
+    if (sd->stream && !standardStreamFromCoefficients(sd) && nextPlausibleMarker(sd, sd->position) >= sd->length &&
+        !noteStandardDamage(sd, JPEG_DAMAGE_TRUNCATED))
+        return KJ_TEXT("Frame Level parse failed.");
     // Interleaved sequential frames need no planes; other banded frames keep
     // their coefficients; the rest are rendered into sample planes.
     if (!sd->stream || standardStreamFromCoefficients(sd))

@@ -5,6 +5,8 @@
 // in raster order, one block per MCU; a scan of several walks MCUs of H x V
 // blocks per component. Restart intervals count those MCUs in every scan.
 
+#include <cstring>
+
 #include "context/jpeg_constants.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/refinement_mask.h"
@@ -151,22 +153,55 @@ void refineCoefficient(EntropyReader& reader, int16_t& coefficient, int32_t bit)
     return false;
 }
 
-void restartScan(ScanWalk& w) {
-    takeRestartMarker(w.reader);
-    for (StandardComponent& component : w.sd->components) component.dcPredictor = 0;
-    w.sd->eobRun = 0;
-}
-
-// Every table the scan's pass reads must have been defined.
-bool scanTablesDefined(const StandardDecode* sd, BlockPass pass) {
+// Every table the scan's pass reads must have been defined; slots 0 and 1
+// left undefined get the example tables, as motion-JPEG frames expect.
+bool scanTablesDefined(StandardDecode* sd, BlockPass pass) {
     const StandardScan& scan = sd->scan;
     bool needDc = pass == BlockPass::Sequential || pass == BlockPass::DcFirst;
     bool needAc = pass == BlockPass::Sequential || pass == BlockPass::AcFirst || pass == BlockPass::AcRefine;
     for (uint32_t i = 0; i < scan.count; ++i) {
-        if (needDc && !sd->dcTables[scan.dcTable[i]].defined) return false;
-        if (needAc && !sd->acTables[scan.acTable[i]].defined) return false;
+        if (needDc && !sd->dcTables[scan.dcTable[i]].defined && !standardDefaultHuffman(sd, false, scan.dcTable[i]))
+            return false;
+        if (needAc && !sd->acTables[scan.acTable[i]].defined && !standardDefaultHuffman(sd, true, scan.acTable[i]))
+            return false;
     }
     return true;
+}
+
+// A sequential unit lost to damage shows mid-grey: its blocks' coefficients
+// go back to zero, whatever its decode had put in before the damage.
+void clearUnit(StandardDecode* sd, uint32_t x, uint32_t y) {
+    const StandardScan& scan = sd->scan;
+    for (uint32_t i = 0; i < scan.count; ++i) {
+        StandardComponent& component = sd->components[scan.component[i]];
+        const uint32_t h = scan.count == 1 ? 1 : component.h, v = scan.count == 1 ? 1 : component.v;
+        for (uint32_t by = y * v; by < (y + 1) * v; ++by)
+            for (uint32_t bx = x * h; bx < (x + 1) * h; ++bx)
+                std::memset(component.coefficients + (size_t{by} * component.blocksWide + bx) * 64, 0, 64 * sizeof(int16_t));
+    }
+}
+
+// What the scan told of each of its components' coefficients, for the
+// estimates of an incomplete picture: its band is known to its point
+// transform, or, when units were lost, only outside the lost stretch.
+void noteCoverage(StandardDecode* sd, uint64_t firstLost, uint64_t lostEnd, uint64_t units, uint32_t unitsAcross) {
+    const StandardScan& scan = sd->scan;
+    for (uint32_t i = 0; i < scan.count; ++i) {
+        StandardCoverage& coverage = sd->coverage[scan.component[i]];
+        if (firstLost >= units) {
+            for (uint32_t k = scan.ss; k <= scan.se; ++k) coverage.knownBits[k] = scan.al;
+            if (coverage.partial && coverage.ss <= scan.se && scan.ss <= coverage.se) coverage.partial = false;
+            continue;
+        }
+        coverage.partial = true;
+        coverage.ss = scan.ss;
+        coverage.se = scan.se;
+        coverage.al = scan.al;
+        coverage.interleaved = scan.count > 1;
+        coverage.unitsAcross = unitsAcross;
+        coverage.firstLost = firstLost;
+        coverage.lostEnd = lostEnd;
+    }
 }
 
 // The quantisation table of a component is the one defined when its first scan begins.
@@ -213,8 +248,17 @@ bool decodeStandardDctScan(StandardDecode* sd) {
         unitsDown = sd->mcuRows;
     }
     const uint64_t units = uint64_t{unitsAcross} * unitsDown;
+    ScanDamage damage;
+    startScanDamage(damage, units);
     for (uint64_t unit = 0; unit < units; ++unit) {
-        if (interval != 0 && unit != 0 && unit % interval == 0) restartScan(w);
+        if (interval != 0 && unit != 0 && unit % interval == 0) {
+            if (!takeRestartMarker(sd, w.reader, damage, unit)) return false;
+            for (StandardComponent& component : sd->components) component.dcPredictor = 0;
+            sd->eobRun = 0;
+        }
+        // Lost units keep what they have: zero coefficients (mid-grey) in a
+        // sequential frame, the earlier scans' in a progressive one.
+        if (damage.lost) continue;
         uint32_t x = static_cast<uint32_t>(unit % unitsAcross), y = static_cast<uint32_t>(unit / unitsAcross);
         bool ok = true;
         if (scan.count == 1) {
@@ -227,12 +271,15 @@ bool decodeStandardDctScan(StandardDecode* sd) {
                         ok = decodeBlock(w, i, x * component.h + h, y * component.v + v);
             }
         }
-        if (!ok) {
-            reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
-            return false;
-        }
+        const UnitOutcome outcome = checkStandardUnit(sd, w.reader, ok, damage, unit);
+        if (outcome == UnitOutcome::Stop) return false;
+        if (outcome == UnitOutcome::Lost && w.pass == BlockPass::Sequential) clearUnit(sd, x, y);
     }
-    sd->position = entropyResumePosition(w.reader);
+    if (damage.firstLost == units && !noteScanLeftovers(sd, w.reader)) return false;
+    if (sd->sofMarker == markerWord(kSof2)) noteCoverage(sd, damage.firstLost, lostStretchEnd(damage, units), units, unitsAcross);
+    // After damage the rest of the scan's data is passed over up to the next
+    // marker that can be real; a scan read whole ends where its data does.
+    sd->position = damage.firstLost < units ? nextPlausibleMarker(sd, w.reader.position) : entropyResumePosition(w.reader);
     sd->scanReady = false;
     return true;
 }

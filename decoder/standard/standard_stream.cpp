@@ -37,7 +37,8 @@ struct StandardStream {
     int32_t bandScale;             // scale the band was decoded at, -1 before any
     int32_t bandMcuRow;            // MCU row the band holds, -1 before any
     uint8_t* band;                 // one MCU row of output pixels at full size or smaller
-    bool failed;                   // corrupt data met: nothing more is delivered
+    ScanDamage damage;             // restart markers due and data lost on the way
+    bool failed;                   // strict reading met damage: nothing more is delivered
 };
 
 namespace {
@@ -45,30 +46,12 @@ namespace {
 
 // ---- Which frames stream ----
 
-// The first marker behind the scan's data, skipping stuffed bytes, fill bytes
-// and restart markers, as the header walk after the scan would meet it; the
-// stream's length when the data ends first.
-uint32_t markerAfterScan(const StandardDecode* sd, uint32_t at) {
-    const uint8_t* d = sd->data;
-    while (at < sd->length) {
-        const void* ff = std::memchr(d + at, 0xFF, sd->length - at);
-        if (!ff) return sd->length;
-        at = static_cast<uint32_t>(static_cast<const uint8_t*>(ff) - d);
-        uint32_t marker = at;
-        while (at < sd->length && d[at] == 0xFF) ++at;
-        if (at >= sd->length) return sd->length;
-        const uint8_t code = d[at];
-        if (code == 0 || (code >= kRst0 && code <= kRst7)) continue;
-        return marker;
-    }
-    return sd->length;
-}
-
 // What follows the scan ends the frame: EOI, a DNL segment then EOI, or the
 // end of the data. Anything else (tables, another scan, a damaged segment)
 // keeps the frame on the whole-frame route, which reads it as it comes.
 bool scanEndsTheFrame(const StandardDecode* sd) {
-    uint32_t at = markerAfterScan(sd, sd->position);
+    // Markers that damaged data can fake are passed over, as the decode will pass them.
+    uint32_t at = nextPlausibleMarker(sd, sd->position);
     const uint8_t* d = sd->data;
     if (at >= sd->length) return true;
     while (at < sd->length && d[at] == 0xFF) ++at;
@@ -143,6 +126,7 @@ void startScan(StandardDecode* sd, StandardStream& st) {
     sd->eobRun = 0;
     st.nextMcuRow = 0;
     st.bandMcuRow = -1;
+    startScanDamage(st.damage, uint64_t{sd->mcusPerRow} * sd->mcuRows);
 }
 
 // The next symbol: a short code (and often its value bits) with one look-up
@@ -288,6 +272,10 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
             for (uint32_t h = 0; h < component.h; ++h, block += kBlockValues) {
                 const size_t blockX = size_t{mcuX} * component.h + h, blockY = size_t{mcuY} * component.v + v;
                 const int16_t* coefficients = component.coefficients + (blockY * component.blocksWide + blockX) * 64;
+                int16_t estimated[64];
+                if (sd->incomplete && estimateMissingCoefficients(sd, c, static_cast<uint32_t>(blockX),
+                                                                  static_cast<uint32_t>(blockY), estimated))
+                    coefficients = estimated;
                 if (sd->precision != 8) {
                     renderTwelveBitBlock(coefficients, component.quant, block);
                     continue;
@@ -374,12 +362,23 @@ bool produceBandMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* 
     }
     const uint64_t unit = uint64_t{mcuRow} * context->dec.mcusPerRow + mcuX;
     if (sd->restartInterval != 0 && unit != 0 && unit % sd->restartInterval == 0) {
-        takeRestartMarker(st.reader);
+        if (!takeRestartMarker(sd, st.reader, st.damage, unit)) return false;
         for (StandardComponent& component : sd->components) component.dcPredictor = 0;
     }
-    if (mcus.decode(context, sd, st, mcus.scale)) return true;
-    reportJpegError(KJ_TEXT("corrupt entropy-coded data"));
-    return false;
+    if (!st.damage.lost) {
+        const bool valid = mcus.decode(context, sd, st, mcus.scale);
+        const UnitOutcome outcome = checkStandardUnit(sd, st.reader, valid, st.damage, unit);
+        // The scan's last MCU: what remains before the marker behind it is stray.
+        if (outcome == UnitOutcome::Whole && unit + 1 == uint64_t{context->dec.mcusPerRow} * context->dec.mcuRows &&
+            st.damage.firstLost > unit)
+            return noteScanLeftovers(sd, st.reader);
+        if (outcome == UnitOutcome::Whole) return true;
+        if (outcome == UnitOutcome::Stop) return false;
+    }
+    // A lost MCU shows mid-grey: its samples are 0 before the level shift,
+    // at every scale.
+    std::memset(context->dec.mcuBlocks, 0, size_t{context->dec.blocksPerMcu} * kBlockBytes);
+    return true;
 }
 
 // Where a band goes: the band buffer (every pixel of the MCU row) or straight
@@ -410,7 +409,7 @@ struct BandTarget {
     return true;
 }
 
-// Corrupt data stops the frame: nothing more is delivered.
+// Damage under strict reading stops the frame: nothing more is delivered.
 int32_t failStream(StandardDecode* sd, StandardStream& st, uint32_t rowsWritten) {
     st.failed = true;
     sd->rowsDelivered += rowsWritten;
