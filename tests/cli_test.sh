@@ -177,8 +177,8 @@ while IFS='|' read -r want args; do
     [ "$(cat err.txt)" = "$want" ] || fail "keljpeg $args: said '$(cat err.txt)', not '$want'"
 done <<'CASES'
 keljpeg decode: missing.jpg: No such file or directory|decode missing.jpg x.ppm
-keljpeg decode: smooth.ppm: JPEG file is NOT complete|decode smooth.ppm x.bmp
-keljpeg info: smooth.ppm: JPEG file is NOT complete|info smooth.ppm
+keljpeg decode: smooth.ppm: not a JPEG file: no SOI marker at the start|decode smooth.ppm x.bmp
+keljpeg info: smooth.ppm: not a JPEG file: no SOI marker at the start|info smooth.ppm
 keljpeg transcode: smooth.ppm: JPEG file is NOT complete|transcode --legacy smooth.ppm x.jpg
 keljpeg decode: empty.jpg: no scan in the frame|decode empty.jpg x.ppm
 keljpeg encode: missing.ppm: No such file or directory|encode missing.ppm x.jpg
@@ -211,6 +211,24 @@ ok|decode --max-scans 0 bomb.jpg x.ppm
 ok|decode --max-scans 300 --max-pixels 0 --max-memory 1 small.jpg x.ppm
 CASES
 expect_status nonzero "decode: bad limit" -- decode --max-memory lots small.jpg x.ppm
+
+# A damaged file is shown as far as its data goes, with one line naming the
+# damage and a status of its own; the legacy reading refuses it.
+sos=$(grep -obUaP '\xff\xda' small.jpg | head -n 1 | cut -d: -f1)
+head -c $(( (sos + $(wc -c < small.jpg)) / 2 )) small.jpg > cut.jpg  # halfway through the scan
+while IFS='|' read -r want code args; do
+    set -- $args
+    output=${args##* }
+    rm -f "$output"
+    run "$@" >out.txt
+    [ "$status" -eq "$code" ] || fail "keljpeg $args: status $status, not $code"
+    [ "$(cat err.txt)" = "$want" ] || fail "keljpeg $args: said '$(cat err.txt)', not '$want'"
+    [ "$code" -ne 3 ] || [ -s "$output" ] || fail "keljpeg $args wrote no picture"
+done <<'CASES'
+keljpeg decode: cut.jpg: premature end of data|3|decode cut.jpg x.ppm
+keljpeg decode: cut.jpg: JPEG file is NOT complete|1|decode --legacy cut.jpg x.ppm
+keljpeg transcode: cut.jpg: premature end of data|3|transcode cut.jpg x.jpg
+CASES
 
 # ---- round trips ---------------------------------------------------------
 expect_status 0 "encode PPM" -- encode --quality 100 --sampling 444 smooth.ppm smooth.jpg

@@ -31,7 +31,7 @@ struct BatchState {
     const char* command;
     bool progress;
     std::atomic<size_t> next{0};
-    size_t done = 0, failed = 0;  // guarded by standardErrorLock()
+    size_t done = 0, failed = 0, damaged = 0;  // guarded by standardErrorLock()
 };
 
 void showProgress(const BatchState& s) {
@@ -45,10 +45,11 @@ void work(BatchState& s) {
         const std::string& input = (*s.inputs)[k];
         beginFile();
         std::string error = (*s.convert)(input, (*s.outputs)[k]);
-        const bool failed = finishFile(input, error) != 0;
+        const int status = finishFile(input, error);
         std::lock_guard<std::mutex> guard(standardErrorLock());
         ++s.done;
-        if (failed) ++s.failed;
+        if (status == 1) ++s.failed;
+        if (status == kExitDamaged) ++s.damaged;
         if (s.progress) showProgress(s);
         setProgressLineShown(s.progress);
     }
@@ -128,5 +129,5 @@ int runBatch(const char* command, const std::vector<std::string>& inputs, const 
     setProgressLineShown(false);
     if (state.failed)
         std::fprintf(stderr, "keljpeg %s: %zu of %zu files failed\n", command, state.failed, inputs.size());
-    return state.failed ? 1 : 0;
+    return state.failed ? 1 : state.damaged ? kExitDamaged : 0;
 }

@@ -50,6 +50,7 @@ const char* gCommand = "keljpeg";
 // The first report since the calling thread's file was named.
 thread_local std::string tFirstReport;
 thread_local bool tReported = false;
+thread_local bool tDamaged = false;  // the decode noted damage (noteDamage)
 bool gProgressLineShown = false;  // guarded by standardErrorLock()
 
 void appendUtf8(std::string& out, uint32_t c) {
@@ -211,7 +212,12 @@ void installReportPrinter(const char* command) {
 
 void beginFile() {
     tReported = false;
+    tDamaged = false;
     tFirstReport.clear();
+}
+
+void noteDamage(JpegHandle handle) {
+    if (handle && jpegDecodeQueryDamage(handle) > 0) tDamaged = true;
 }
 
 void printFileNote(const std::string& file, const std::string& text) {
@@ -224,15 +230,17 @@ void printFileNote(const std::string& file, const std::string& text) {
 
 int finishFile(const std::string& file, const std::string& error) {
     const bool failed = !error.empty();
+    const int status = failed ? 1 : tDamaged ? kExitDamaged : 0;
     std::string text = tReported && !tFirstReport.empty() ? tFirstReport : error;
     tReported = false;
-    if (text.empty()) return 0;
+    tDamaged = false;
+    if (text.empty()) return status;
     std::string line = std::string("keljpeg ") + gCommand + ": " + (isStandardStream(file) ? "standard input" : file) +
                        ": " + text + "\n";
     std::lock_guard<std::mutex> guard(standardErrorLock());
     if (gProgressLineShown) std::fputs("\r\033[K", stderr);
     std::fputs(line.c_str(), stderr);
-    return failed ? 1 : 0;
+    return status;
 }
 
 std::mutex& standardErrorLock() {

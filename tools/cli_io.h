@@ -3,6 +3,8 @@
 // each line naming the file its worker was busy with.
 #pragma once
 
+#include "KelJPEG.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
@@ -72,10 +74,19 @@ private:
 // boxes and is not shown.
 void installReportPrinter(const char* command);
 
+// The exit status of a picture written from a damaged file (data cut short,
+// corrupt or out of place), as a viewer would show it.
+constexpr int kExitDamaged = 3;
+
 // Prints the one line of a finished file: its error (or the library report
 // behind it), or a report the library made on a conversion that still
-// succeeded. Returns 0 when error is empty, else 1 (the exit status).
+// succeeded (the warning that names the damage). Returns the exit status:
+// 1 when error is not empty, kExitDamaged when the decode noted damage, else 0.
 int finishFile(const std::string& file, const std::string& error);
+
+// Notes the damage a decode met (jpegDecodeQueryDamage) for the calling
+// thread's file; call it before the epilog.
+void noteDamage(JpegHandle handle);
 
 // Prints "keljpeg COMMAND: FILE: TEXT" at once (a warning or note).
 void printFileNote(const std::string& file, const std::string& text);

@@ -290,6 +290,7 @@ std::string decodeFile(const DecodeOptions& o, const std::string& inputName, con
             if (!writer.finish(written) && error.empty()) error = written;
         }
     }
+    noteDamage(d.handle);
     if (d.handle) (void)jpegDecodeEpilog(d.handle);
     return error;
 }
@@ -313,6 +314,7 @@ std::string decodeToPicture(const JpegInput& input, const DecodeSettings& settin
         density->units = info->units;
     }
     if (error.empty()) error = decodeToMemory(d, settings.scale, picture);
+    noteDamage(d.handle);
     if (d.handle) (void)jpegDecodeEpilog(d.handle);
     return error;
 }

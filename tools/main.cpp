@@ -25,8 +25,10 @@ void printUsage(FILE* out) {
                       "(8-bit grey or RGB). decode, transcode and info limit each decode to 1 GiB,\n"
                       "400 megapixels and 256 scans unless --max-memory, --max-pixels or\n"
                       "--max-scans say otherwise. A failure is one line: \"keljpeg decode: FILE:\n"
-                      "REASON\". Exit status: 0 on success, 1 when a file cannot be read,\n"
-                      "converted or written, 2 for unusable arguments.\n");
+                      "REASON\". A damaged or incomplete file is decoded as far as its data\n"
+                      "goes, with one warning line naming the damage. Exit status: 0 on success,\n"
+                      "1 when a file cannot be read, converted or written, 2 for unusable\n"
+                      "arguments, 3 when a picture was written from a damaged file.\n");
 }
 
 }  // namespace

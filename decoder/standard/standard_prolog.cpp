@@ -165,7 +165,7 @@ const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* para
     for (StandardCoverage& coverage : sd->coverage) std::memset(coverage.knownBits, kNeverCoded, sizeof coverage.knownBits);
     if (!loadStream(sd, context->bitstream)) return KJ_TEXT("no such file or directory");
     if (sd->length < 2 || sd->data[0] != 0xFF || sd->data[1] != kSoi) {
-        reportJpegError(KJ_TEXT("extraneous bytes before SOI marker"));
+        reportJpegError(KJ_TEXT("not a JPEG file: no SOI marker at the start"));
         return KJ_TEXT("Frame Level parse failed.");
     }
     sd->position = 2;
