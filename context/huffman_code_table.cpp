@@ -4,6 +4,19 @@
 #include "runtime/heap.h"
 #include "runtime/report.h"
 
+void forgetHuffmanTables(JpegContext* context, const void* codeTable, const void* lookupTable) {
+    for (ComponentRecord& record : context->components) {
+        if ((codeTable && record.dcCodeTable == codeTable) || (lookupTable && record.dcLookupTable == lookupTable)) {
+            record.dcCodeTable = nullptr;
+            record.dcLookupTable = nullptr;
+        }
+        if ((codeTable && record.acCodeTable == codeTable) || (lookupTable && record.acLookupTable == lookupTable)) {
+            record.acCodeTable = nullptr;
+            record.acLookupTable = nullptr;
+        }
+    }
+}
+
 int32_t complibBuildHuffmanCodeTable(JpegContext* context, const HuffmanDefinition* definition,
                                      uint32_t symbolCount) {
     uint32_t tableNumber = definition->tableByte & 0x0F;
@@ -11,6 +24,7 @@ int32_t complibBuildHuffmanCodeTable(JpegContext* context, const HuffmanDefiniti
     HuffmanSlot& slot = context->huffman[(definition->tableByte >> 4) ? kAcSlot + tableNumber : kDcSlot + tableNumber];
 
     if (slot.codeTable) {
+        forgetHuffmanTables(context, slot.codeTable, slot.lookupTable);
         (void)complibFreeMemory(slot.codeTable);
         if (slot.lookupTable) (void)complibFreeMemory(slot.lookupTable);
         slot.codeTable = nullptr;

@@ -22,5 +22,10 @@ struct HuffmanDefinition {
 // Builds the code list into the DC or AC slot the table byte names,
 // releasing what the slot held. symbolCount is the sum of the BITS counts.
 // Returns 0, or -1 after reporting when memory runs out.
+// Before a slot's tables are released: the component records that still
+// point at them (records a later scan header did not fill again) lose them,
+// and so read a corrupt code instead of released memory.
+void forgetHuffmanTables(JpegContext* context, const void* codeTable, const void* lookupTable);
+
 [[nodiscard]] int32_t complibBuildHuffmanCodeTable(JpegContext* context, const HuffmanDefinition* definition,
                                                    uint32_t symbolCount);

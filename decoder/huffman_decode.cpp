@@ -55,7 +55,10 @@ int32_t jpegDecodeInitializeDecVLCTable(JpegContext* context) {
         if (!slot.codeTable) return -1;
         HuffmanLookupTable* table = buildHuffmanLookupTable(slot.codeTable, slot.symbolCount, slot.maxCodeLength);
         if (!table) return -1;
-        if (slot.lookupTable) (void)complibFreeMemory(slot.lookupTable);
+        if (slot.lookupTable) {
+            forgetHuffmanTables(context, nullptr, slot.lookupTable);
+            (void)complibFreeMemory(slot.lookupTable);
+        }
         slot.lookupTable = table;
     }
     return 0;
