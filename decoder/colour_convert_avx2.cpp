@@ -54,13 +54,6 @@ inline __m128i loadRow(const int16_t* samples) {
     return _mm_unpacklo_epi16(four, four);
 }
 
-// Two rows of samples, one per 128-bit half.
-template <bool wide>
-inline __m256i loadRows(const int16_t* top, const int16_t* below) {
-    if (!wide && below == top + 8) return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(top));
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(loadRow<wide>(top)), loadRow<wide>(below), 1);
-}
-
 template <bool wide>
 void colourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out) {
     __m128i luma = asInt8(loadRow<false>(y));
@@ -75,11 +68,10 @@ void colourRow(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* 
     storeBgrRow(_mm_packus_epi16(blue, green), _mm_packus_epi16(red, red), out);
 }
 
-// Two rows per vector (one in each 128-bit half, where the byte shuffles
-// work). Chroma row r is row r, or with tall row r / 2.
-template <bool wide, bool tall>
-void colourBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
-                 int32_t rows) {
+// Two rows of eight pixels from their blue-green and red planes (per 128-bit
+// half: B0..B7 G0..G7 and R0..R7 of its row), interleaved by byte shuffles
+// within each half, where the shuffles work.
+inline void storeBgrRowPair(__m256i bg, __m256i rr, uint8_t* top, ptrdiff_t stride) {
     const __m256i bgFirst = _mm256_setr_epi8(0, 8, -128, 1, 9, -128, 2, 10, -128, 3, 11, -128, 4, 12, -128, 5, 0, 8,
                                              -128, 1, 9, -128, 2, 10, -128, 3, 11, -128, 4, 12, -128, 5);
     const __m256i rFirst = _mm256_setr_epi8(-128, -128, 0, -128, -128, 1, -128, -128, 2, -128, -128, 3, -128, -128, 4,
@@ -91,12 +83,23 @@ void colourBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t
     const __m256i rLast = _mm256_setr_epi8(-128, 5, -128, -128, 6, -128, -128, 7, -128, -128, -128, -128, -128, -128,
                                            -128, -128, -128, 5, -128, -128, 6, -128, -128, 7, -128, -128, -128, -128,
                                            -128, -128, -128, -128);
-    auto chromaRow = [](int32_t r) { return 8 * (tall ? r >> 1 : r); };
+    const __m256i first = _mm256_or_si256(_mm256_shuffle_epi8(bg, bgFirst), _mm256_shuffle_epi8(rr, rFirst));
+    const __m256i last = _mm256_or_si256(_mm256_shuffle_epi8(bg, bgLast), _mm256_shuffle_epi8(rr, rLast));
+    uint8_t* below = top + stride;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(top), _mm256_castsi256_si128(first));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(top + 16), _mm256_castsi256_si128(last));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(below), _mm256_extracti128_si256(first, 1));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(below + 16), _mm256_extracti128_si256(last, 1));
+}
+
+// Two rows per vector, one in each 128-bit half.
+void colourBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                 int32_t rows) {
     int32_t r = 0;
     for (; r + 2 <= rows; r += 2) {
         __m256i luma = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 8 * r)));
-        __m256i blueDiff = asInt8x2(loadRows<wide>(cb + chromaRow(r), cb + chromaRow(r + 1)));
-        __m256i redDiff = asInt8x2(loadRows<wide>(cr + chromaRow(r), cr + chromaRow(r + 1)));
+        __m256i blueDiff = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + 8 * r)));
+        __m256i redDiff = asInt8x2(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + 8 * r)));
         __m256i cbMagnitude = _mm256_abs_epi16(blueDiff), crMagnitude = _mm256_abs_epi16(redDiff);
         __m256i base = _mm256_add_epi16(luma, _mm256_set1_epi16(128));
         __m256i blue = _mm256_add_epi16(base, signedProductx2(blueDiff, cbMagnitude, colour_simd::kBlueFromCb));
@@ -104,18 +107,9 @@ void colourBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t
             _mm256_sub_epi16(_mm256_sub_epi16(base, signedProductx2(blueDiff, cbMagnitude, colour_simd::kGreenFromCb)),
                              signedProductx2(redDiff, crMagnitude, colour_simd::kGreenFromCr));
         __m256i red = _mm256_add_epi16(base, signedProductx2(redDiff, crMagnitude, colour_simd::kRedFromCr));
-        __m256i bg = _mm256_packus_epi16(blue, green);  // per half: B0..B7 G0..G7 of its row
-        __m256i rr = _mm256_packus_epi16(red, red);
-        __m256i first = _mm256_or_si256(_mm256_shuffle_epi8(bg, bgFirst), _mm256_shuffle_epi8(rr, rFirst));
-        __m256i last = _mm256_or_si256(_mm256_shuffle_epi8(bg, bgLast), _mm256_shuffle_epi8(rr, rLast));
-        uint8_t* top = out + r * stride;
-        uint8_t* below = top + stride;
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(top), _mm256_castsi256_si128(first));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(top + 16), _mm256_castsi256_si128(last));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(below), _mm256_extracti128_si256(first, 1));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(below + 16), _mm256_extracti128_si256(last, 1));
+        storeBgrRowPair(_mm256_packus_epi16(blue, green), _mm256_packus_epi16(red, red), out + r * stride, stride);
     }
-    if (r < rows) colourRow<wide>(y + 8 * r, cb + chromaRow(r), cr + chromaRow(r), out + r * stride);
+    if (r < rows) colourRow<false>(y + 8 * r, cb + 8 * r, cr + 8 * r, out + r * stride);
 }
 
 template <bool wide>
@@ -142,39 +136,113 @@ struct RoundedLanes256 {
     static V packUnsigned16(V a, V b) { return _mm256_packus_epi16(a, b); }
 };
 
-// Two rows per vector, as colourBlock; chroma row r is row r, or with tall
-// row r / 2.
-template <bool wide, bool tall>
+// Two rows per vector, as colourBlock.
 void roundedColourBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                         int32_t rows) {
-    auto chromaRow = [](int32_t r) { return 8 * (tall ? r >> 1 : r); };
     int32_t r = 0;
     for (; r + 2 <= rows; r += 2) {
         const auto planes = colour_simd::roundedPlanes<RoundedLanes256>(
             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 8 * r)),
-            loadRows<wide>(cb + chromaRow(r), cb + chromaRow(r + 1)),
-            loadRows<wide>(cr + chromaRow(r), cr + chromaRow(r + 1)));
-        uint8_t* top = out + r * stride;
-        storeBgrRow(_mm256_castsi256_si128(planes.blueGreen), _mm256_castsi256_si128(planes.red), top);
-        storeBgrRow(_mm256_extracti128_si256(planes.blueGreen, 1), _mm256_extracti128_si256(planes.red, 1),
-                    top + stride);
+            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + 8 * r)),
+            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + 8 * r)));
+        storeBgrRowPair(planes.blueGreen, planes.red, out + r * stride, stride);
     }
-    if (r < rows) roundedColourRow<wide>(y + 8 * r, cb + chromaRow(r), cr + chromaRow(r), out + r * stride);
+    if (r < rows) roundedColourRow<false>(y + 8 * r, cb + 8 * r, cr + 8 * r, out + r * stride);
+}
+
+// ---- Chroma at half width: each chroma sample's terms worked out once ----
+
+// The terms added to luma + 128 for blue, green and red, in 16-bit lanes:
+// four chroma rows of four samples, row j in 64-bit lane j.
+struct ChromaTerms {
+    __m256i blue, green, red;
+};
+
+// Up to four chroma rows of four samples (row pitch 8); rows from `count` on
+// are not read and count as zero.
+inline __m256i loadChromaRows(const int16_t* c, int32_t count) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i row0 = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(c));
+    const __m128i row1 = count > 1 ? _mm_loadl_epi64(reinterpret_cast<const __m128i*>(c + 8)) : zero;
+    const __m128i row2 = count > 2 ? _mm_loadl_epi64(reinterpret_cast<const __m128i*>(c + 16)) : zero;
+    const __m128i row3 = count > 3 ? _mm_loadl_epi64(reinterpret_cast<const __m128i*>(c + 24)) : zero;
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi64(row0, row1)),
+                                   _mm_unpacklo_epi64(row2, row3), 1);
+}
+
+// The legacy terms: the truncated table products, green's two negated.
+inline ChromaTerms legacyTerms(__m256i cb, __m256i cr) {
+    const __m256i blueDiff = asInt8x2(cb), redDiff = asInt8x2(cr);
+    const __m256i cbMagnitude = _mm256_abs_epi16(blueDiff), crMagnitude = _mm256_abs_epi16(redDiff);
+    const __m256i greenSum = _mm256_add_epi16(signedProductx2(blueDiff, cbMagnitude, colour_simd::kGreenFromCb),
+                                              signedProductx2(redDiff, crMagnitude, colour_simd::kGreenFromCr));
+    return {signedProductx2(blueDiff, cbMagnitude, colour_simd::kBlueFromCb),
+            _mm256_sub_epi16(_mm256_setzero_si256(), greenSum),
+            signedProductx2(redDiff, crMagnitude, colour_simd::kRedFromCr)};
+}
+
+inline ChromaTerms roundedTerms(__m256i cb, __m256i cr) {
+    const auto terms = colour_simd::roundedTerms<RoundedLanes256>(cb, cr);
+    return {terms.blue, terms.green, terms.red};
+}
+
+// The terms of chroma row `top` for the upper row of a pair and `bottom` for
+// the lower one, each taken twice (four samples for eight pixels).
+inline __m256i termsOfRows(__m256i terms, int32_t top, int32_t bottom) {
+    const __m256i index = _mm256_setr_epi32(2 * top, 2 * top + 1, 2 * top, 2 * top + 1, 2 * bottom, 2 * bottom + 1,
+                                            2 * bottom, 2 * bottom + 1);
+    const __m256i picked = _mm256_permutevar8x32_epi32(terms, index);
+    return _mm256_unpacklo_epi16(picked, picked);
+}
+
+// Chroma read in place, four samples for eight pixels; chroma row r is row r,
+// or with tall row r / 2. The terms of a 4:2:0 block's sixteen chroma
+// samples are worked out once for its 64 pixels, not once per pixel.
+template <bool rounded, bool tall>
+void halvedChromaBlock(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
+                       int32_t rows) {
+    const int32_t chromaRows = tall ? (rows + 1) / 2 : rows;
+    ChromaTerms quads[2];
+    for (int32_t q = 0; 4 * q < chromaRows; ++q) {
+        const __m256i blueDiff = loadChromaRows(cb + 32 * q, chromaRows - 4 * q);
+        const __m256i redDiff = loadChromaRows(cr + 32 * q, chromaRows - 4 * q);
+        quads[q] = rounded ? roundedTerms(blueDiff, redDiff) : legacyTerms(blueDiff, redDiff);
+    }
+    for (int32_t r = 0; r < rows; r += 2) {
+        // A last single row is computed as a pair whose lower row is not
+        // read or written.
+        const bool pair = r + 1 < rows;
+        const int32_t top = tall ? r >> 1 : r, bottom = tall || !pair ? top : r + 1;
+        const ChromaTerms& quad = quads[top >> 2];
+        __m256i luma = pair ? _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 8 * r))
+                            : _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(y + 8 * r)));
+        if (!rounded) luma = asInt8x2(luma);
+        const __m256i base = _mm256_add_epi16(luma, _mm256_set1_epi16(128));
+        const __m256i blue = _mm256_add_epi16(base, termsOfRows(quad.blue, top & 3, bottom & 3));
+        const __m256i green = _mm256_add_epi16(base, termsOfRows(quad.green, top & 3, bottom & 3));
+        const __m256i red = _mm256_add_epi16(base, termsOfRows(quad.red, top & 3, bottom & 3));
+        const __m256i bg = _mm256_packus_epi16(blue, green), rr = _mm256_packus_epi16(red, red);
+        if (pair) {
+            storeBgrRowPair(bg, rr, out + r * stride, stride);
+        } else {
+            storeBgrRow(_mm256_castsi256_si128(bg), _mm256_castsi256_si128(rr), out + r * stride);
+        }
+    }
 }
 
 }  // namespace
 
 void colourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                      int32_t rows) {
-    colourBlock<false, false>(y, cb, cr, out, stride, rows);
+    colourBlock(y, cb, cr, out, stride, rows);
 }
 
 void colourBlockHalvedAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                            int32_t rows, bool tall) {
     if (tall) {
-        colourBlock<true, true>(y, cb, cr, out, stride, rows);
+        halvedChromaBlock<false, true>(y, cb, cr, out, stride, rows);
     } else {
-        colourBlock<true, false>(y, cb, cr, out, stride, rows);
+        halvedChromaBlock<false, false>(y, cb, cr, out, stride, rows);
     }
 }
 
@@ -188,15 +256,15 @@ void colourRow8WideAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, 
 
 void roundedColourBlockAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out, ptrdiff_t stride,
                             int32_t rows) {
-    roundedColourBlock<false, false>(y, cb, cr, out, stride, rows);
+    roundedColourBlock(y, cb, cr, out, stride, rows);
 }
 
 void roundedColourBlockHalvedAvx2(const int16_t* y, const int16_t* cb, const int16_t* cr, uint8_t* out,
                                   ptrdiff_t stride, int32_t rows, bool tall) {
     if (tall) {
-        roundedColourBlock<true, true>(y, cb, cr, out, stride, rows);
+        halvedChromaBlock<true, true>(y, cb, cr, out, stride, rows);
     } else {
-        roundedColourBlock<true, false>(y, cb, cr, out, stride, rows);
+        halvedChromaBlock<true, false>(y, cb, cr, out, stride, rows);
     }
 }
 

@@ -42,11 +42,16 @@ inline typename L::V narrowed(typename L::V lo, typename L::V hi) {
     return L::packSigned32(L::high16Of32(lo), L::high16Of32(hi));
 }
 
-// Eight pixels per row from their luma and chroma samples (-128..127), one
-// per 16-bit lane. (No lambdas here: GCC compiles them without the vector
-// target of the function around them.)
+// The rounded terms added to luma + 128 for blue, green and red, one per
+// chroma sample (-128..127) in each 16-bit lane. (No lambdas here: GCC
+// compiles them without the vector target of the function around them.)
 template <class L>
-inline RoundedPlanes<L> roundedPlanes(typename L::V luma, typename L::V blueDiff, typename L::V redDiff) {
+struct RoundedTerms {
+    typename L::V blue, green, red;
+};
+
+template <class L>
+inline RoundedTerms<L> roundedTerms(typename L::V blueDiff, typename L::V redDiff) {
     using V = typename L::V;
     const V zero = L::zero(), two = L::set16(2);
     const V redFactors = L::set32((16384 << 16) | 26345);                              // (26345, 16384)
@@ -57,22 +62,27 @@ inline RoundedPlanes<L> roundedPlanes(typename L::V luma, typename L::V blueDiff
     const V redLow = L::add32(L::unpackLow16(zero, redDiff), L::multiplyAdd16(L::unpackLow16(redDiff, two), redFactors));
     const V redHigh =
         L::add32(L::unpackHigh16(zero, redDiff), L::multiplyAdd16(L::unpackHigh16(redDiff, two), redFactors));
-    const V red = narrowed<L>(redLow, redHigh);
     // blue: 116130 = 2 x 65536 - 14942
     const V blueLow = L::add32(L::twice32(L::unpackLow16(zero, blueDiff)),
                                L::multiplyAdd16(L::unpackLow16(blueDiff, two), blueFactors));
     const V blueHigh = L::add32(L::twice32(L::unpackHigh16(zero, blueDiff)),
                                 L::multiplyAdd16(L::unpackHigh16(blueDiff, two), blueFactors));
-    const V blue = narrowed<L>(blueLow, blueHigh);
     // green: -22554 x cb - 46802 x cr + 32768, with -46802 = -65536 + 18734
     const V greenLow = L::sub32(L::add32(L::multiplyAdd16(L::unpackLow16(blueDiff, redDiff), greenFactors), half),
                                 L::unpackLow16(zero, redDiff));
     const V greenHigh = L::sub32(L::add32(L::multiplyAdd16(L::unpackHigh16(blueDiff, redDiff), greenFactors), half),
                                  L::unpackHigh16(zero, redDiff));
-    const V green = narrowed<L>(greenLow, greenHigh);
-    const V base = L::add16(luma, L::set16(128));
-    return {L::packUnsigned16(L::add16(base, blue), L::add16(base, green)),
-            L::packUnsigned16(L::add16(base, red), L::add16(base, red))};
+    return {narrowed<L>(blueLow, blueHigh), narrowed<L>(greenLow, greenHigh), narrowed<L>(redLow, redHigh)};
+}
+
+// Eight pixels per row from their luma and chroma samples (-128..127), one
+// per 16-bit lane.
+template <class L>
+inline RoundedPlanes<L> roundedPlanes(typename L::V luma, typename L::V blueDiff, typename L::V redDiff) {
+    const RoundedTerms<L> terms = roundedTerms<L>(blueDiff, redDiff);
+    const typename L::V base = L::add16(luma, L::set16(128));
+    return {L::packUnsigned16(L::add16(base, terms.blue), L::add16(base, terms.green)),
+            L::packUnsigned16(L::add16(base, terms.red), L::add16(base, terms.red))};
 }
 
 }  // namespace colour_simd

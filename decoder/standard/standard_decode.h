@@ -26,6 +26,7 @@ struct StandardHuffman {
     uint32_t fast[1u << kFastHuffmanBits];
     uint32_t skip[1u << kFastHuffmanBits];
     uint64_t steps[1u << kFastHuffmanBits];
+    uint32_t largestStepValue;  // the largest magnitude among the steps' coefficients
     uint8_t fastLength[256];  // code length of the code starting with the 8 bits, 0 if longer or none
     uint8_t fastSymbol[256];
     int32_t maxCode[18];      // largest code of each length, -1 when none
@@ -44,6 +45,7 @@ struct StandardComponent {
     uint16_t* samples;         // decoded samples, planeWidth per row
     uint32_t planeWidth, planeHeight;
     uint16_t quant[64];        // natural order, latched when the component's first scan starts
+    uint16_t largestQuant;
     bool quantLatched;
     uint8_t pointTransform;    // lossless: Pt of the component's scan, applied on output
     int32_t dcPredictor;

@@ -2,6 +2,8 @@
 // allows is read or skipped by its length; fill bytes before a marker, table
 // segments between scans, 16-bit quantisation tables, scan components in any
 // order and sampling factors up to 4 are all accepted.
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "context/jpeg_constants.h"
@@ -76,6 +78,12 @@ void fillShortCodes(const uint8_t* counts, const uint8_t* values, uint16_t* shor
     uint16_t shortCodes[1u << kFastHuffmanBits];
     fillShortCodes(counts, values, shortCodes);
     buildShortCodeTables(shortCodes, ZeroSizeRuns::EndBlock, table.fast, table.skip, table.steps);
+    table.largestStepValue = 0;
+    for (const uint64_t step : table.steps) {
+        const uint32_t first = static_cast<uint32_t>(std::abs(stepFirstValue(step)));
+        const uint32_t second = static_cast<uint32_t>(std::abs(stepSecondValue(step)));
+        table.largestStepValue = std::max({table.largestStepValue, first, second});
+    }
     table.maxCode[17] = 0x7FFFFFFF;
     table.defined = true;
     return true;

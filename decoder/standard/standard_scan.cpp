@@ -210,7 +210,11 @@ bool latchQuantTables(StandardDecode* sd) {
         StandardComponent& component = sd->components[sd->scan.component[i]];
         if (component.quantLatched) continue;
         if (!sd->quantDefined[component.quantTable]) return false;
-        for (int n = 0; n < 64; ++n) component.quant[n] = sd->quantTables[component.quantTable][n];
+        component.largestQuant = 0;
+        for (int n = 0; n < 64; ++n) {
+            component.quant[n] = sd->quantTables[component.quantTable][n];
+            if (component.quant[n] > component.largestQuant) component.largestQuant = component.quant[n];
+        }
         component.quantLatched = true;
     }
     return true;

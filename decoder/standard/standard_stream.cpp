@@ -163,10 +163,12 @@ constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
 // One block of a sequential scan, dequantised (products held to 16 bits) in
 // natural order; coefficients the scale's transform does not read are decoded
 // and dropped.
-// Full size keeps every coefficient: its loop has no skip step.
+// Full size keeps every coefficient: its loop has no skip step, and takes one
+// or two coefficients at a time from `steps` (null when a step's value times
+// a quantiser could leave 16 bits, so that steps need no clamp).
 template <bool full>
 [[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
-                               StandardComponent& component, int16_t* block, BlockUse use) {
+                               const uint64_t* steps, StandardComponent& component, int16_t* block, BlockUse use) {
     std::memset(block, 0, use.clearedValues * sizeof(int16_t));
     uint32_t entry = nextSymbol(reader, dc);
     const uint32_t category = (entry >> 8) & 0xFF;
@@ -183,17 +185,18 @@ template <bool full>
     for (uint32_t k = 1; k < 64; ++k) {
         // At full size, one or two coefficients per step where the step
         // table holds them (k is the index after the last coefficient).
-        if (full) {
+        if (full && steps) {
             if (reader.bitCount < 16) fillEntropyBits(reader);
-            const uint64_t step = ac.steps[reader.bits >> (64 - kFastHuffmanBits)];
+            const uint64_t step = steps[reader.bits >> (64 - kFastHuffmanBits)];
             if (step != 0 && k - 1 + stepReach(step) <= 63) {
                 const uint32_t taken = fastBitsTaken(static_cast<uint32_t>(step));
                 reader.bits <<= taken;
                 reader.bitCount -= static_cast<int32_t>(taken);
                 if (step & kStepOnlyEnd) break;
                 const uint32_t first = k - 1 + stepFirstAdvance(step), second = first + stepSecondAdvance(step);
-                block[zigzagToNatural[first]] = dequantised(stepFirstValue(step), zigzagToNatural[first]);
-                block[zigzagToNatural[second]] = dequantised(stepSecondValue(step), zigzagToNatural[second]);
+                const uint32_t firstAt = zigzagToNatural[first], secondAt = zigzagToNatural[second];
+                block[firstAt] = static_cast<int16_t>(stepFirstValue(step) * component.quant[firstAt]);
+                block[secondAt] = static_cast<int16_t>(stepSecondValue(step) * component.quant[secondAt]);
                 if ((step & kStepEndsBlock) || second == 63) break;
                 k = second;
                 continue;
@@ -303,9 +306,11 @@ template <bool full>
         StandardComponent& component = sd->components[c];
         const StandardHuffman& dc = sd->dcTables[scan.dcTable[i]];
         const StandardHuffman& ac = sd->acTables[scan.acTable[i]];
+        // 40 x 99 fits 16 bits, 300 x 255 does not.
+        const uint64_t* steps = ac.largestStepValue * component.largestQuant <= 32767 ? ac.steps : nullptr;
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
         for (uint32_t b = 0; ok && b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
-            ok = decodeBlock<full>(reader, dc, ac, component, block, use);
+            ok = decodeBlock<full>(reader, dc, ac, steps, component, block, use);
             if (!ok) break;
             if (full) {
                 kernels.inverseDctClamp(block);
