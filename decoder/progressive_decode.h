@@ -17,15 +17,15 @@ struct ComponentRecord;
 // scans are decoded first (or one scan, with progressiveMode bit 0 set).
 [[nodiscard]] int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t rows);
 
-// ---- Scan decoders: one block each; 0, or -1 on a coding error ----
-using ScanDecoder = int32_t (*)(JpegContext* context, int16_t* block, ComponentRecord* component);
+// ---- Scan decoders: a run of blocks, in order; 0, or -1 on a coding error ----
+// The reader is taken up once for the run and handed back after it, so the
+// walks end a run before anything else reads the stream (a restart marker).
+struct ScanBlock {
+    int16_t* block;
+    ComponentRecord* component;
+};
+using ScanDecoder = int32_t (*)(JpegContext* context, const ScanBlock* run, uint32_t count);
 
-// One decoder per kind of scan, each in two forms (the plain reader, and the
-// quick path with the same bits and reports) that the kernel sets choose:
-// DC first pass (clears the block, predicts, stores dcPredictor << Al); DC
-// refinement (one bit ORed in at 1 << Al); AC first pass over Ss..Se, with
-// end-of-band runs that span blocks; AC refinement (correction bits for
-// known coefficients, new ones of +-1 << Al).
 struct ProgressiveDecoders {
     ScanDecoder dcFirst, dcRefine, acFirst, acRefine;
 };

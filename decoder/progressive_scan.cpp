@@ -104,9 +104,14 @@ int32_t dcRefineWith(Reader& in, JpegContext* context, int16_t* block, Component
     return 0;
 }
 
+// Blocks inside an end-of-band run read nothing.
 template <class Reader>
 int32_t acFirstWith(Reader& in, JpegContext* context, int16_t* block, ComponentRecord* component) {
     DecoderState& dec = context->dec;
+    if (dec.eobRun > 0) {
+        --dec.eobRun;
+        return 0;
+    }
     const uint32_t se = lastCoefficient(dec.scan);
     uint32_t k = dec.scan.ss;
     if (k > se) return 0;
@@ -202,31 +207,22 @@ int32_t acRefineWith(Reader& in, JpegContext* context, int16_t* block, Component
     return 0;
 }
 
-// A scan decoder on a reader of the kind given, handed back after the block.
+// A scan decoder on a reader of the kind given, handed back after the run.
 template <class Reader, int32_t (*decodeWith)(Reader&, JpegContext*, int16_t*, ComponentRecord*)>
-int32_t onReader(JpegContext* context, int16_t* block, ComponentRecord* component) {
+int32_t onReader(JpegContext* context, const ScanBlock* run, uint32_t count) {
     Reader in(context->bitstream);
-    const int32_t result = decodeWith(in, context, block, component);
+    int32_t result = 0;
+    for (uint32_t i = 0; i < count && result == 0; ++i) result = decodeWith(in, context, run[i].block, run[i].component);
     in.handBack();
     return result;
-}
-
-// Blocks inside an end-of-band run read nothing.
-template <class Reader>
-int32_t acFirst(JpegContext* context, int16_t* block, ComponentRecord* component) {
-    if (context->dec.eobRun > 0) {
-        --context->dec.eobRun;
-        return 0;
-    }
-    return onReader<Reader, acFirstWith<Reader>>(context, block, component);
 }
 
 }  // namespace
 
 template <class Reader>
 constexpr ProgressiveDecoders decodersOn() {
-    return {onReader<Reader, dcFirstWith<Reader>>, onReader<Reader, dcRefineWith<Reader>>, acFirst<Reader>,
-            onReader<Reader, acRefineWith<Reader>>};
+    return {onReader<Reader, dcFirstWith<Reader>>, onReader<Reader, dcRefineWith<Reader>>,
+            onReader<Reader, acFirstWith<Reader>>, onReader<Reader, acRefineWith<Reader>>};
 }
 
 const ProgressiveDecoders kPlainProgressive = decodersOn<PlainReader>();

@@ -68,6 +68,28 @@ int16_t* mcuStart(const JpegContext* context, uint32_t mcu) {
     return context->dec.progressiveBlocks + static_cast<size_t>(mcu) * context->dec.blocksPerMcu * kBlockValues;
 }
 
+// Blocks handed to the scan decoder a run at a time, so that its reader
+// stays in registers from one block to the next: 64 blocks of a
+// single-component scan, or the blocks of one MCU of an interleaved scan.
+constexpr uint32_t kRunBlocks = 64;
+struct BlockRun {
+    ScanDecoder decoder;
+    uint32_t count;
+    ScanBlock blocks[kRunBlocks];
+};
+
+// Decodes the blocks gathered; false on a coding error.
+[[nodiscard]] bool decodeRun(JpegContext* context, BlockRun& run) {
+    const uint32_t count = run.count;
+    run.count = 0;
+    return count == 0 || run.decoder(context, run.blocks, count) >= 0;
+}
+
+[[nodiscard]] bool addToRun(JpegContext* context, BlockRun& run, int16_t* block, ComponentRecord* component) {
+    run.blocks[run.count++] = {block, component};
+    return run.count < kRunBlocks || decodeRun(context, run);
+}
+
 }  // namespace
 
 int32_t decodeScanInterleaved(JpegContext* context) {
@@ -77,15 +99,17 @@ int32_t decodeScanInterleaved(JpegContext* context) {
         return -1;
     }
     const uint32_t records = context->dec.scan.componentCount;
+    BlockRun run{layout.decoder, 0, {}};
     for (uint32_t mcu = 0; mcu < context->dec.totalMcus; ++mcu) {
         int16_t* block = mcuStart(context, mcu) + static_cast<size_t>(layout.firstBlock) * kBlockValues;
-        for (uint32_t i = 0; i < records; ++i) {
-            for (uint32_t b = 0; b < layout.recordBlocks[i]; ++b, block += kBlockValues) {
-                if (layout.decoder(context, block, &context->components[i]) < 0) {
-                    reportJpegError(KJ_TEXT("UnitNo"));
-                    return -1;
-                }
-            }
+        bool ok = true;
+        for (uint32_t i = 0; i < records && ok; ++i) {
+            for (uint32_t b = 0; b < layout.recordBlocks[i] && ok; ++b, block += kBlockValues)
+                ok = addToRun(context, run, block, &context->components[i]);
+        }
+        if (!ok || !decodeRun(context, run)) {
+            reportJpegError(KJ_TEXT("UnitNo"));
+            return -1;
         }
         finishMcu(context);
     }
@@ -104,6 +128,7 @@ int32_t decodeScanSingle(JpegContext* context) {
     // same vertically) that visits exactly the blocks the scan carries.
     int32_t rowsLeft = context->frame.lines;
     const DecoderState& dec = context->dec;
+    BlockRun run{layout.decoder, 0, {}};
     for (uint32_t mcuRow = 0; mcuRow < dec.mcuRows; ++mcuRow) {
         for (uint32_t v = 0; v < layout.v; ++v, rowsLeft -= 8) {
             if (rowsLeft <= 0) continue;
@@ -113,13 +138,17 @@ int32_t decodeScanSingle(JpegContext* context) {
                 for (uint32_t h = 0; h < layout.h; ++h, columnsLeft -= 8) {
                     if (columnsLeft <= 0) continue;
                     int16_t* block = mcu + static_cast<size_t>(layout.firstBlock + v * layout.h + h) * kBlockValues;
-                    if (layout.decoder(context, block, &context->components[0]) < 0) {
+                    if (!addToRun(context, run, block, &context->components[0])) {
                         reportJpegError(KJ_TEXT("Unit = 0"));
                         return -1;
                     }
                 }
             }
         }
+    }
+    if (!decodeRun(context, run)) {
+        reportJpegError(KJ_TEXT("Unit = 0"));
+        return -1;
     }
     return 1;
 }
