@@ -3,6 +3,8 @@
 // that both always give the same symbol and length.
 #include "decoder/huffman_fast.h"
 
+#include <cstring>
+
 namespace {
 
 bool endsBlock(uint32_t symbol, ZeroSizeRuns rule) {
@@ -27,6 +29,21 @@ uint64_t coefficientStep(const uint32_t* fast, ZeroSizeRuns rule, uint32_t i) {
     if ((next & 15) == 0 || !fastValueIncluded(second)) return step;
     const uint64_t nextAdvance = (next >> 4) + 1, nextValue = static_cast<uint16_t>(fastValue(second));
     return both | advance << 8 | nextAdvance << 16 | (advance + nextAdvance) << 24 | value << 32 | nextValue << 48;
+}
+
+// Whether the n bytes at p all equal k, eight at a time where n allows: a
+// 16-bit table spans 64 entries under each 10-bit prefix.
+bool holdsOnly(const uint8_t* p, uint32_t n, uint8_t k) {
+    const uint64_t repeated = k * 0x0101010101010101u;
+    uint32_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        uint64_t word;
+        std::memcpy(&word, p + i, 8);
+        if (word != repeated) return false;
+    }
+    for (; i < n; ++i)
+        if (p[i] != k) return false;
+    return true;
 }
 
 }  // namespace
@@ -81,8 +98,7 @@ void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes,
         // narrower table, the one index these bits start with).
         uint32_t first = maxCodeLength >= kFastHuffmanBits ? i * span : i >> (kFastHuffmanBits - maxCodeLength);
         uint8_t k = full[first];
-        bool sameForAll = true;
-        for (uint32_t p = first + 1; p < first + span && sameForAll; ++p) sameForAll = full[p] == k;
+        const bool sameForAll = holdsOnly(full + first, span, k);
         shortCodes[i] = 0;
         if (sameForAll && k != kNoCode && codes[k].length > 0 && codes[k].length <= kFastHuffmanBits &&
             codes[k].length <= maxCodeLength && codes[k].symbol <= 0xFF)
