@@ -183,9 +183,7 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
             if (symbol < 0) return kFailedDc;
             r = (symbol >> 4) & 15;
             s = symbol & 15;
-            if (s != 0) {
-                bits = plainSkip(bits, bf, static_cast<uint32_t>(s));
-            }
+            if (s != 0) skipValue(bits, bf, static_cast<uint32_t>(s));
         }
         if (s != 0) {
             k += r + 1;

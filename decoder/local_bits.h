@@ -149,6 +149,16 @@ inline int32_t receiveExtend(LocalBits& bits, BitstreamFile* bf, uint32_t s) {
     return extendValue(v, s);
 }
 
+// skipBitsFast on the locals: s value bits passed over.
+inline void skipValue(LocalBits& bits, BitstreamFile* bf, uint32_t s) {
+    if (bits.count < s) refill(bits, bf);
+    if (bits.count < s) {
+        bits = plainSkip(bits, bf, s);
+        return;
+    }
+    bits.consume(s);
+}
+
 // getBitsFast on the locals, n = 1..16.
 inline uint32_t takeBits(LocalBits& bits, BitstreamFile* bf, uint32_t n) {
     if (bits.count < n) refill(bits, bf);
@@ -162,8 +172,19 @@ inline uint32_t takeBits(LocalBits& bits, BitstreamFile* bf, uint32_t n) {
     return v;
 }
 
+// A code the short-code table does not hold, as the plain decode finds it:
+// from the full lookup table on the locals when maxLength bits are
+// buffered (the plain peek would not have refilled either), else by the
+// plain reader itself. A 13-bit code in a 16-bit table reads index
+// top(16), and only its 13 bits are consumed.
 inline int32_t plainSymbolOn(LocalBits& bits, BitstreamFile* bf, const HuffmanLookupTable* lookup,
                              const HuffmanCode* codes, uint32_t maxLength) {
+    if (lookup && codes && maxLength != 0 && bits.count >= maxLength) {
+        const uint8_t k = reinterpret_cast<const uint8_t*>(lookup)[bits.top(maxLength)];
+        if (k == kNoCode) return -1;
+        bits.consume(codes[k].length);
+        return codes[k].symbol;
+    }
     int32_t symbol;
     bits = plainSymbol(bits, bf, lookup, codes, maxLength, &symbol);
     return symbol;
