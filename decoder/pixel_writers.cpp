@@ -320,19 +320,28 @@ void leaveBlocks(JpegContext* /*context*/, uint32_t /*mask*/, int32_t /*n*/) {}
 
 void roundedPixel(int16_t y, int16_t cb, int16_t cr, uint8_t* out) { roundedColourRowScalar(&y, &cb, &cr, 1, out); }
 
-// 1/8 size 4:2:0 and 4:2:2: each luma block gives one pixel, and the one
-// sample of each chroma block serves all two or four of them. A 4:2:0 MCU
-// holds luma blocks 0-3 in raster order, then Cb and Cr.
-template <void (*pixel)(int16_t, int16_t, int16_t, uint8_t*)>
-void writeEighthHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t /*n*/) {
+// 1/4 and 1/8 size 4:2:0 and 4:2:2, pixel by pixel from the decoded blocks
+// where they lie: n x n samples in the corner of each block, luma blocks in
+// raster order, then one Cb and one Cr block whose sample (x / 2, y / 2)
+// (4:2:2: (x / 2, y)) serves pixel (x, y) of the MCU. At 1/8 the one sample
+// of each chroma block serves all two or four pixels.
+template <int32_t n, void (*pixel)(int16_t, int16_t, int16_t, uint8_t*)>
+void writeSmallHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t /*n*/) {
     const DecoderState& dec = context->dec;
     const int32_t maxH = static_cast<int32_t>(dec.maxH), maxV = static_cast<int32_t>(dec.maxV);
     const int16_t* luma = dec.mcuBlocks;
-    const int16_t cb = luma[maxH * maxV * kBlockValues], cr = luma[(maxH * maxV + 1) * kBlockValues];
-    const int32_t rows = band->height < maxV ? band->height : maxV, columns = w < maxH ? w : maxH;
+    const int16_t* cb = luma + maxH * maxV * kBlockValues;
+    const int16_t* cr = cb + kBlockValues;
+    const int32_t height = maxV * n, width = maxH * n;
+    const int32_t rows = band->height < height ? band->height : height, columns = w < width ? w : width;
     for (int32_t r = 0; r < rows; ++r) {
         uint8_t* out = band->bits + static_cast<ptrdiff_t>(r) * band->stride + static_cast<ptrdiff_t>(x) * 3;
-        for (int32_t j = 0; j < columns; ++j) pixel(luma[(r * maxH + j) * kBlockValues], cb, cr, out + 3 * j);
+        const int16_t* lumaRow = luma + (r / n) * maxH * kBlockValues + (r % n) * 8;
+        const int32_t chromaRow = 8 * (maxV == 2 ? r / 2 : r);
+        for (int32_t j = 0; j < columns; ++j) {
+            const int32_t chroma = chromaRow + j / 2;
+            pixel(lumaRow[(j / n) * kBlockValues + j % n], cb[chroma], cr[chroma], out + 3 * j);
+        }
     }
 }
 
@@ -341,7 +350,9 @@ void writeEighthHalvedChroma(const JpegContext* context, const ImageRect* band, 
 McuOutput colourOutput(const JpegContext* context, ColourRule rule, int32_t n) {
     const bool tables = rule == ColourRule::Tables;
     if (n == 1 && chromaHalved(context))
-        return {leaveBlocks, tables ? writeEighthHalvedChroma<tablePixel> : writeEighthHalvedChroma<roundedPixel>};
+        return {leaveBlocks, tables ? writeSmallHalvedChroma<1, tablePixel> : writeSmallHalvedChroma<1, roundedPixel>};
+    if (n == 2 && chromaHalved(context))
+        return {leaveBlocks, tables ? writeSmallHalvedChroma<2, tablePixel> : writeSmallHalvedChroma<2, roundedPixel>};
     if ((n == 8 || n == 4) && chromaHalved(context))
         return {jpegDecodePointHalvedChroma, tables ? jpegDecodeWriteBGRHalvedChroma : jpegDecodeWriteRoundedBGRHalvedChroma};
     return {selectExpander(context), tables ? jpegDecodeWriteBGR : jpegDecodeWriteRoundedBGR};

@@ -55,6 +55,6 @@ McuOutput selectMcuOutput(const JpegContext* context, const ImageRect* rect);
 // How YCbCr becomes blue, green, red: the legacy colour tables, or every
 // term rounded (standard mode).
 enum class ColourRule { Tables, Rounded };
-// Colour output at block side n: at full, half and 1/8 size 4:2:0 and 4:2:2
-// chroma is read where it lies; other shapes and sizes are expanded first.
+// Colour output at block side n: 4:2:0 and 4:2:2 chroma is read where it
+// lies; other shapes are expanded first.
 McuOutput colourOutput(const JpegContext* context, ColourRule rule, int32_t n);
