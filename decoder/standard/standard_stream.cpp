@@ -166,9 +166,11 @@ constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
 // Full size keeps every coefficient: its loop has no skip step, and takes one
 // or two coefficients at a time from `steps` (null when a step's value times
 // a quantiser could leave 16 bits, so that steps need no clamp).
-template <bool full>
+template <int32_t scale>
 [[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
-                               const uint64_t* steps, StandardComponent& component, int16_t* block, BlockUse use) {
+                               const uint64_t* steps, StandardComponent& component, int16_t* block) {
+    constexpr bool full = scale == 3;
+    constexpr BlockUse use = kBlockUse[scale];
     std::memset(block, 0, use.clearedValues * sizeof(int16_t));
     uint32_t entry = nextSymbol(reader, dc);
     const uint32_t category = (entry >> 8) & 0xFF;
@@ -241,7 +243,7 @@ template <bool full>
 
 // The block's samples at the scale, clamped to -128..127 and not level
 // shifted: 8 x 8, or n x n in the top-left corner (row pitch 8).
-void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels) {
+inline void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels) {
     switch (scale) {
         case 0: block[0] = clampSample((block[0] + 4) >> 3); return;  // the 8x8 transform's mean
         case 1:
@@ -293,10 +295,9 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
     }
 }
 
-template <bool full>
-[[nodiscard]] bool decodeMcu(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale) {
+template <int32_t scale>
+[[nodiscard]] bool decodeMcu(JpegContext* context, StandardDecode* sd, StandardStream& st) {
     const DecoderKernels& kernels = decoderKernels();
-    const BlockUse use = kBlockUse[full ? 3 : scale];
     const StandardScan& scan = sd->scan;
     // The reader in a local through the MCU, so that it stays in registers.
     EntropyReader reader = st.reader;
@@ -310,13 +311,9 @@ template <bool full>
         const uint64_t* steps = ac.largestStepValue * component.largestQuant <= 32767 ? ac.steps : nullptr;
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
         for (uint32_t b = 0; ok && b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
-            ok = decodeBlock<full>(reader, dc, ac, steps, component, block, use);
+            ok = decodeBlock<scale>(reader, dc, ac, steps, component, block);
             if (!ok) break;
-            if (full) {
-                kernels.inverseDctClamp(block);
-            } else {
-                transformBlock(block, scale, kernels);
-            }
+            transformBlock(block, scale, kernels);
         }
     }
     st.reader = reader;
@@ -348,7 +345,7 @@ McuOutput bandOutputFor(const JpegContext* context, StandardColour model, uint32
 // Each MCU of a band: rendered from the coefficient planes, or decoded from
 // the data, restart markers taken between restart intervals. false after a
 // report.
-using McuDecode = bool (*)(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale);
+using McuDecode = bool (*)(JpegContext* context, StandardDecode* sd, StandardStream& st);
 
 struct BandMcus {
     StandardDecode* sd;
@@ -371,7 +368,7 @@ bool produceBandMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* 
         for (StandardComponent& component : sd->components) component.dcPredictor = 0;
     }
     if (!st.damage.lost) {
-        const bool valid = mcus.decode(context, sd, st, mcus.scale);
+        const bool valid = mcus.decode(context, sd, st);
         const UnitOutcome outcome = checkStandardUnit(sd, st.reader, valid, st.damage, unit);
         // The scan's last MCU: what remains before the marker behind it is stray.
         if (outcome == UnitOutcome::Whole && unit + 1 == uint64_t{context->dec.mcusPerRow} * context->dec.mcuRows &&
@@ -399,7 +396,8 @@ struct BandTarget {
 [[nodiscard]] bool decodeBandRow(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale,
                                  uint32_t channels, const BandTarget& band) {
     const int32_t n = scale >= 3 ? 8 : (1 << scale);
-    BandMcus mcus = {sd, &st, scale, scale >= 3 ? decodeMcu<true> : decodeMcu<false>};
+    constexpr McuDecode kDecodeAt[4] = {decodeMcu<0>, decodeMcu<1>, decodeMcu<2>, decodeMcu<3>};
+    BandMcus mcus = {sd, &st, scale, kDecodeAt[scale >= 3 ? 3 : scale]};
     const McuOutput output = bandOutputFor(context, standardColourOf(context, sd), sd->componentCount, n);
     const McuRowStage stage = {produceBandMcu, &mcus, output.expand, output.write, samplingMask(context), n,
                                static_cast<int32_t>(context->dec.maxH) * n};
