@@ -242,10 +242,10 @@ void jpegDecodePointHalvedChroma(JpegContext* context, uint32_t mask, int32_t n)
         if (c == 0) {
             pointAtOwnBlocks(mcu, c, mcu.positions);
         } else {
-            for (uint32_t position = 0; position < mcu.positions; ++position) {
-                const uint32_t across = position % maxH, down = position / maxH;
-                point(mcu, c, position, mcu.source + static_cast<size_t>(down * (n / 2) * 8 + across * (n / 2)));
-            }
+            const uint32_t downs = mcu.positions / maxH, half = static_cast<uint32_t>(n / 2);
+            for (uint32_t down = 0, position = 0; down < downs; ++down)
+                for (uint32_t across = 0; across < maxH; ++across, ++position)
+                    point(mcu, c, position, mcu.source + static_cast<size_t>(down * half * 8 + across * half));
         }
         mcu.source += blocksOf(sampling) * kBlockValues;
     }
