@@ -318,14 +318,16 @@ namespace {
 // The writers below read the decoded blocks where they lie.
 void leaveBlocks(JpegContext* /*context*/, uint32_t /*mask*/, int32_t /*n*/) {}
 
-void roundedPixel(int16_t y, int16_t cb, int16_t cr, uint8_t* out) { roundedColourRowScalar(&y, &cb, &cr, 1, out); }
+void tableRow(const int16_t* y, const int16_t* cb, const int16_t* cr, int32_t count, uint8_t* out) {
+    for (int32_t i = 0; i < count; ++i) tablePixel(y[i], cb[i], cr[i], out + 3 * i);
+}
 
 // 1/4 and 1/8 size 4:2:0 and 4:2:2, pixel by pixel from the decoded blocks
 // where they lie: n x n samples in the corner of each block, luma blocks in
 // raster order, then one Cb and one Cr block whose sample (x / 2, y / 2)
 // (4:2:2: (x / 2, y)) serves pixel (x, y) of the MCU. At 1/8 the one sample
 // of each chroma block serves all two or four pixels.
-template <int32_t n, void (*pixel)(int16_t, int16_t, int16_t, uint8_t*)>
+template <int32_t n, void (*convertRow)(const int16_t*, const int16_t*, const int16_t*, int32_t, uint8_t*)>
 void writeSmallHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t /*n*/) {
     const DecoderState& dec = context->dec;
     const int32_t maxH = static_cast<int32_t>(dec.maxH), maxV = static_cast<int32_t>(dec.maxV);
@@ -335,13 +337,16 @@ void writeSmallHalvedChroma(const JpegContext* context, const ImageRect* band, i
     const int32_t height = maxV * n, width = maxH * n;
     const int32_t rows = band->height < height ? band->height : height, columns = w < width ? w : width;
     for (int32_t r = 0; r < rows; ++r) {
-        uint8_t* out = band->bits + static_cast<ptrdiff_t>(r) * band->stride + static_cast<ptrdiff_t>(x) * 3;
         const int16_t* lumaRow = luma + (r / n) * maxH * kBlockValues + (r % n) * 8;
         const int32_t chromaRow = 8 * (maxV == 2 ? r / 2 : r);
+        int16_t y[2 * n], blue[2 * n], red[2 * n];
         for (int32_t j = 0; j < columns; ++j) {
-            const int32_t chroma = chromaRow + j / 2;
-            pixel(lumaRow[(j / n) * kBlockValues + j % n], cb[chroma], cr[chroma], out + 3 * j);
+            y[j] = lumaRow[(j / n) * kBlockValues + j % n];
+            blue[j] = cb[chromaRow + j / 2];
+            red[j] = cr[chromaRow + j / 2];
         }
+        convertRow(y, blue, red, columns,
+                   band->bits + static_cast<ptrdiff_t>(r) * band->stride + static_cast<ptrdiff_t>(x) * 3);
     }
 }
 
@@ -350,9 +355,9 @@ void writeSmallHalvedChroma(const JpegContext* context, const ImageRect* band, i
 McuOutput colourOutput(const JpegContext* context, ColourRule rule, int32_t n) {
     const bool tables = rule == ColourRule::Tables;
     if (n == 1 && chromaHalved(context))
-        return {leaveBlocks, tables ? writeSmallHalvedChroma<1, tablePixel> : writeSmallHalvedChroma<1, roundedPixel>};
+        return {leaveBlocks, tables ? writeSmallHalvedChroma<1, tableRow> : writeSmallHalvedChroma<1, roundedColourRowScalar>};
     if (n == 2 && chromaHalved(context))
-        return {leaveBlocks, tables ? writeSmallHalvedChroma<2, tablePixel> : writeSmallHalvedChroma<2, roundedPixel>};
+        return {leaveBlocks, tables ? writeSmallHalvedChroma<2, tableRow> : writeSmallHalvedChroma<2, roundedColourRowScalar>};
     if ((n == 8 || n == 4) && chromaHalved(context))
         return {jpegDecodePointHalvedChroma, tables ? jpegDecodeWriteBGRHalvedChroma : jpegDecodeWriteRoundedBGRHalvedChroma};
     return {selectExpander(context), tables ? jpegDecodeWriteBGR : jpegDecodeWriteRoundedBGR};
