@@ -145,16 +145,13 @@ void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int3
 void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
     const DecoderKernels& kernels = decoderKernels();
     const ptrdiff_t stride = band->stride;
-    // The plain kernel set keeps the plain per-pixel path at half size.
-    const bool vectorColour = kernels.colourRow8 != colourRow8Scalar;
-    forEachBlock(context, band, x, w, n, 3, [&kernels, stride, n, vectorColour](const PositionBlocks& blocks,
-                                                                               uint8_t* origin, int32_t rows,
-                                                                               int32_t cols) {
+    forEachBlock(context, band, x, w, n, 3, [&kernels, stride, n](const PositionBlocks& blocks, uint8_t* origin,
+                                                                 int32_t rows, int32_t cols) {
         if (n == 8 && cols == 8) {
             kernels.colourBlock(blocks.c[0], blocks.c[1], blocks.c[2], origin, stride, rows);
             return;
         }
-        if (n == 4 && cols == 4 && vectorColour) {
+        if (n == 4 && cols == 4) {
             writeHalfSizeColour(blocks, rows, origin, stride, kernels);
             return;
         }

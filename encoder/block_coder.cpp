@@ -202,40 +202,42 @@ void prepareMcuCoder(const JpegContext* context, McuCoder& coder) {
         prepareQuantPlan(context->components[c].quant, coder.plans[c]);
 }
 
-void encodeMcu(JpegContext* context, const McuCoder& coder, const int16_t* samples) {
-    BitstreamFile* bf = context->bitstream;
-    const uint32_t n = context->enc.componentCount;
-    if (coder.kernels->plain) {
-        for (uint32_t c = 0; c < n; ++c) {
-            ComponentRecord& record = context->components[c];
-            for (uint32_t b = 0; b < record.blocksInMcu; ++b, samples += 64) {
-                int16_t block[64];
-                std::memcpy(block, samples, sizeof block);
-                forwardDct(block);
-                codeBlock(bf, record, block);
-            }
+void codeMcuBlocksPlain(JpegContext* context, const McuCoder& /*coder*/, const int16_t* samples) {
+    for (uint32_t c = 0; c < context->enc.componentCount; ++c) {
+        ComponentRecord& record = context->components[c];
+        for (uint32_t b = 0; b < record.blocksInMcu; ++b, samples += 64) {
+            int16_t block[64];
+            std::memcpy(block, samples, sizeof block);
+            forwardDct(block);
+            codeBlock(context->bitstream, record, block);
         }
-    } else {
-        // Every block is transformed before the first is coded: the coder's
-        // 16-bit reads then find the kernels' vector stores long finished
-        // instead of waiting on them, and one block's vector work overlaps
-        // the previous one's instead of its coding (4:2:0 about 4% faster).
-        const auto transformQuantise = coder.kernels->transformQuantise;
-        alignas(32) int16_t q[kEncoderMaxBlocksPerMcu][64];
-        uint64_t nonZero[kEncoderMaxBlocksPerMcu];
-        uint32_t blocks = 0;
-        for (uint32_t c = 0; c < n; ++c)
-            for (uint32_t b = 0; b < context->components[c].blocksInMcu; ++b, samples += 64, ++blocks)
-                nonZero[blocks] = transformQuantise(samples, coder.plans[c], q[blocks]);
-        BitSink sink(bf);
-        blocks = 0;
-        for (uint32_t c = 0; c < n; ++c) {
-            ComponentRecord& record = context->components[c];
-            for (uint32_t b = 0; b < record.blocksInMcu; ++b, ++blocks)
-                codeInto(sink, record, q[blocks], nonZero[blocks]);
-        }
-        sink.save();
     }
+}
+
+// Every block is transformed before the first is coded: the coder's 16-bit
+// reads then find the kernels' vector stores long finished instead of
+// waiting on them, and one block's vector work overlaps the previous one's
+// instead of its coding (4:2:0 about 4% faster).
+void codeMcuBlocksQuick(JpegContext* context, const McuCoder& coder, const int16_t* samples) {
+    const uint32_t n = context->enc.componentCount;
+    const auto transformQuantise = coder.kernels->transformQuantise;
+    alignas(32) int16_t q[kEncoderMaxBlocksPerMcu][64];
+    uint64_t nonZero[kEncoderMaxBlocksPerMcu];
+    uint32_t blocks = 0;
+    for (uint32_t c = 0; c < n; ++c)
+        for (uint32_t b = 0; b < context->components[c].blocksInMcu; ++b, samples += 64, ++blocks)
+            nonZero[blocks] = transformQuantise(samples, coder.plans[c], q[blocks]);
+    BitSink sink(context->bitstream);
+    blocks = 0;
+    for (uint32_t c = 0; c < n; ++c) {
+        ComponentRecord& record = context->components[c];
+        for (uint32_t b = 0; b < record.blocksInMcu; ++b, ++blocks) codeInto(sink, record, q[blocks], nonZero[blocks]);
+    }
+    sink.save();
+}
+
+void encodeMcu(JpegContext* context, const McuCoder& coder, const int16_t* samples) {
+    coder.kernels->codeMcuBlocks(context, coder, samples);
     jpegEncodeCountMcuForRestart(context);
 }
 

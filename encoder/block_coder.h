@@ -39,8 +39,13 @@ struct McuCoder {
 void prepareMcuCoder(const JpegContext* context, McuCoder& coder);
 
 // Codes one MCU of level-shifted samples, each component's blocks in turn
-// (64 samples row by row each, left unchanged), then counts it for the
-// restart interval. Failures show only in the bitstream's status.
+// (64 samples row by row each, left unchanged), with the coder's kernels,
+// then counts it for the restart interval. Failures show only in the
+// bitstream's status.
 void encodeMcu(JpegContext* context, const McuCoder& coder, const int16_t* samples);
+
+// The two ways through an MCU's blocks the kernel sets choose from.
+void codeMcuBlocksPlain(JpegContext* context, const McuCoder& coder, const int16_t* samples);
+void codeMcuBlocksQuick(JpegContext* context, const McuCoder& coder, const int16_t* samples);
 
 }  // namespace encoder

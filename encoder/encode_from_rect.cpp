@@ -214,7 +214,7 @@ bool encodeStrip(JpegContext* context, const Strip& strip, const McuSamples& sam
             uint32_t pixels = strip.width > left ? strip.width - left : 0;
             if (pixels > enc.mcuWidth) pixels = enc.mcuWidth;
             const uint8_t* origin = rowOrigin + static_cast<size_t>(left) * n;
-            if (!kernels.plain && rows == enc.mcuHeight && pixels == enc.mcuWidth)
+            if (rows == enc.mcuHeight && pixels == enc.mcuWidth)
                 convertWhole(samples, kernels, origin, stride);
             else
                 convertPlain(samples, origin, stride, rows, pixels);

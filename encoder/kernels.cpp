@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "encoder/block_coder.h"
 #include "encoder/forward_dct.h"
 #include "runtime/bit_scan.h"
 
@@ -13,16 +14,16 @@ namespace encoder {
 
 namespace {
 
-const EncoderKernels kScalar = {"scalar",          true,         transformQuantiseScalar, quantiseScalar,
+const EncoderKernels kScalar = {"scalar",          codeMcuBlocksPlain,         transformQuantiseScalar, quantiseScalar,
                                 yccPixels16Scalar, yccEven16Scalar, luma16Scalar,          levelShiftBlockScalar};
 #if KELJPEG_X86_KERNELS
-const EncoderKernels kSse2 = {"sse2",          false,         transformQuantiseSse2, quantiseSse2,
+const EncoderKernels kSse2 = {"sse2",          codeMcuBlocksQuick,         transformQuantiseSse2, quantiseSse2,
                               yccPixels16Sse2, yccEven16Sse2, luma16Sse2,            levelShiftBlockSse2};
-const EncoderKernels kAvx2 = {"avx2",          false,         transformQuantiseAvx2, quantiseAvx2,
+const EncoderKernels kAvx2 = {"avx2",          codeMcuBlocksQuick,         transformQuantiseAvx2, quantiseAvx2,
                               yccPixels16Avx2, yccEven16Avx2, luma16Avx2,            levelShiftBlockSse2};
 #endif
 #if KELJPEG_NEON_KERNELS
-const EncoderKernels kNeon = {"neon",          false,         transformQuantiseNeon, quantiseNeon,
+const EncoderKernels kNeon = {"neon",          codeMcuBlocksQuick,         transformQuantiseNeon, quantiseNeon,
                               yccPixels16Neon, yccEven16Neon, luma16Neon,            levelShiftBlockNeon};
 #endif
 
@@ -72,6 +73,19 @@ const EncoderKernels& encoderKernels() {
         chosen.store(kernels, std::memory_order_release);
     }
     return *kernels;
+}
+
+std::vector<const EncoderKernels*> runnableEncoderKernels() {
+    std::vector<const EncoderKernels*> sets = {&kScalar};
+#if KELJPEG_X86_KERNELS
+    const SimdLevel level = bestSimdLevel();
+    if (level == SimdLevel::Sse2 || level == SimdLevel::Avx2) sets.push_back(&kSse2);
+    if (level == SimdLevel::Avx2) sets.push_back(&kAvx2);
+#endif
+#if KELJPEG_NEON_KERNELS
+    if (bestSimdLevel() == SimdLevel::Neon) sets.push_back(&kNeon);
+#endif
+    return sets;
 }
 
 void forceScalarEncoderKernels(bool scalar) {

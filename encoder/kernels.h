@@ -5,11 +5,16 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "context/jpeg_constants.h"
 #include "runtime/simd_dispatch.h"
 
+struct JpegContext;
+
 namespace encoder {
+
+struct McuCoder;
 
 // The coefficients leave the kernels column by column, as the transform's
 // last pass holds them (one column per vector): position 8c + r holds row r
@@ -69,7 +74,10 @@ struct YccRowOut {
 
 struct EncoderKernels {
     const char* name;
-    bool plain;  // the plain set: blocks go through forwardDct and codeBlock
+    // One MCU's blocks (level-shifted samples, 64 a block) coded into the
+    // bit writer: the plain set takes each block through forwardDct and
+    // codeBlock, the others through transformQuantise and the mask coder.
+    void (*codeMcuBlocks)(JpegContext* context, const McuCoder& coder, const int16_t* samples);
     // The forward DCT of 64 level-shifted samples (-128..128, row by row,
     // left alone), quantised with the plan into q (column order; AC values
     // beyond +-kLargestAc limited to it, DC as it is). Returns a mask with
@@ -91,6 +99,8 @@ struct EncoderKernels {
 };
 
 const EncoderKernels& encoderKernels();
+// Every set this processor runs, the plain one first: what the tests compare.
+std::vector<const EncoderKernels*> runnableEncoderKernels();
 void forceScalarEncoderKernels(bool scalar);
 
 uint64_t transformQuantiseScalar(const int16_t samples[64], const QuantPlan& plan, int16_t q[64]);

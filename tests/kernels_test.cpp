@@ -586,21 +586,11 @@ TEST(VectorKernels, QuickReaderLeavesThePlainReadersStateAfterEveryMcu) {
 
 // ---- Encoder ----
 
-std::vector<encoder::EncoderKernels> vectorEncoderKernels() {
-    using namespace encoder;
-    std::vector<EncoderKernels> out;
-#if KELJPEG_X86_KERNELS
-    out.push_back({"sse2", false, transformQuantiseSse2, quantiseSse2, yccPixels16Sse2, yccEven16Sse2, luma16Sse2,
-                   levelShiftBlockSse2});
-    if (haveAvx2())
-        out.push_back({"avx2", false, transformQuantiseAvx2, quantiseAvx2, yccPixels16Avx2, yccEven16Avx2, luma16Avx2,
-                       levelShiftBlockSse2});
-#endif
-#if KELJPEG_NEON_KERNELS
-    out.push_back({"neon", false, transformQuantiseNeon, quantiseNeon, yccPixels16Neon, yccEven16Neon, luma16Neon,
-                   levelShiftBlockNeon});
-#endif
-    return out;
+// The vector sets this processor runs, each compared with the plain one.
+std::vector<const encoder::EncoderKernels*> vectorEncoderKernels() {
+    std::vector<const encoder::EncoderKernels*> sets = encoder::runnableEncoderKernels();
+    sets.erase(sets.begin());
+    return sets;
 }
 
 encoder::QuantPlan planOf(const int32_t zigzagDivisors[64]) {
@@ -613,7 +603,8 @@ encoder::QuantPlan planOf(const int32_t zigzagDivisors[64]) {
 // 1..255) against every 16-bit coefficient, then random divisors of the
 // same range through the whole transform, on extreme and random samples.
 TEST(VectorKernels, ForwardTransformAndQuantiserMatchThePlainOnes) {
-    for (const encoder::EncoderKernels& kernels : vectorEncoderKernels()) {
+    for (const encoder::EncoderKernels* set : vectorEncoderKernels()) {
+        const encoder::EncoderKernels& kernels = *set;
         for (int32_t entry = 1; entry <= 255; ++entry) {
             int32_t divisors[64];
             std::fill(divisors, divisors + 64, 8 * entry);
@@ -653,11 +644,11 @@ TEST(VectorKernels, ForwardTransformAndQuantiserMatchThePlainOnes) {
 // read beyond them.
 TEST(VectorKernels, ColourRowsMatchThePlainOnesForEveryGreyAndRandomPixels) {
     using namespace encoder;
-    const EncoderKernels plain = {"scalar",          true,         transformQuantiseScalar, quantiseScalar,
-                                  yccPixels16Scalar, yccEven16Scalar, luma16Scalar,          levelShiftBlockScalar};
+    const EncoderKernels& plain = *runnableEncoderKernels().front();
     constexpr intptr_t kGreyStride = 11;
     std::mt19937 rng(11);
-    for (const EncoderKernels& kernels : vectorEncoderKernels()) {
+    for (const EncoderKernels* set : vectorEncoderKernels()) {
+        const EncoderKernels& kernels = *set;
         for (int trial = 0; trial < 20000; ++trial) {
             std::vector<uint8_t> pixels(48), grey(7 * kGreyStride + 8);
             for (std::vector<uint8_t>* bytes : {&pixels, &grey})
