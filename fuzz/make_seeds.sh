@@ -9,7 +9,7 @@ keljpeg=${1:?usage: make_seeds.sh KELJPEG_PROGRAM [DIR]}
 out=${2:-build-fuzz/seeds}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-mkdir -p "$out"/{fuzz_decode,fuzz_progressive,fuzz_partial,fuzz_lossless,fuzz_bitmap_decode,fuzz_encode,fuzz_bitmap_encode}
+mkdir -p "$out"/{fuzz_decode,fuzz_progressive,fuzz_partial,fuzz_lossless,fuzz_bitmap_decode,fuzz_encode,fuzz_bitmap_encode,fuzz_kernels}
 
 # A small picture with edges and gradients, colour and grey, odd sizes.
 python3 - "$work" <<'PY'
