@@ -137,7 +137,8 @@ void writeBackGeometry(const JpegContext* context, JpegDecodeParams* params) {
 
 }  // namespace
 
-JpegHandle jpegDecodeProlog(const KelChar16* fileName, JpegDecodeParams* params) {
+extern "C" KELJPEG_API JpegHandle KELJPEG_CALL jpegDecodeProlog(const KelChar16* fileName,
+                                                              JpegDecodeParams* params) {
     if (!params) {
         reportJpegError(KJ_TEXT("Prolog failed."));
         return nullptr;
@@ -191,31 +192,34 @@ void releaseLegacyBuffers(JpegContext* context) {
     dec.losslessRowScratch = nullptr;
 }
 
-int32_t jpegDecodeEpilog(JpegHandle context) {
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeEpilog(JpegHandle context) {
     if (!context) return -1;
     routeOf(context).release(context);
     return complibDestroyJpegContext(context);
 }
 
-int32_t jpegDecodeGetImageSize(JpegHandle context, uint32_t* width, uint32_t* height, int32_t scale) {
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeGetImageSize(JpegHandle context, uint32_t* width,
+                                                                   uint32_t* height, int32_t scale) {
     if (!context) return -1;
     routeOf(context).imageSize(context, scale, width, height);
     return 0;
 }
 
-int32_t jpegGetFrameHeader(JpegHandle context, FrameHeader* frameHeader) {
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegGetFrameHeader(JpegHandle context,
+                                                               FrameHeader* frameHeader) {
     if (!context || context->magic != kContextMagic || !frameHeader) return -1;
     std::memcpy(frameHeader, &context->frame, sizeof(FrameHeader));
     return 0;
 }
 
-int32_t jpegDecodeQueryDamage(JpegHandle context) {
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeQueryDamage(JpegHandle context) {
     if (!context) return -1;
     if (context->magic != kContextMagic || !context->dec.standard) return 0;
     return static_cast<int32_t>(context->dec.standard->damage);
 }
 
-int32_t jpegDecodeSetPartialBitstream(JpegHandle context, const uint8_t* data, uint32_t length) {
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeSetPartialBitstream(JpegHandle context,
+                                                                          const uint8_t* data, uint32_t length) {
     if (!context) return -1;
     uint32_t needed = JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM;
     if ((context->options & needed) != needed) return -1;

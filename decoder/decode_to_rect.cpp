@@ -91,7 +91,8 @@ int32_t deliverSequentialRows(JpegContext* context, ImageRect* rect, uint32_t ro
     return runBandLoop(context, rect, rows, loop);
 }
 
-int32_t jpegDecodeToRect(JpegHandle context, ImageRect* rect, uint32_t rows) {
+extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegDecodeToRect(JpegHandle context, ImageRect* rect,
+                                                             uint32_t rows) {
     if (!context || !rect) return 0;
     return routeOf(context).deliverRows(context, rect, rows, JPEG_SCALE_FULL);
 }
