@@ -87,7 +87,7 @@ int32_t decodeThroughRect(JpegContext* context, ImageRect* rect, uint32_t lines,
     rect->height = static_cast<int32_t>(lines);
     int32_t result = 0;
     if (!allocated) {
-        reportJpegError(KJ_TEXT("complibAllocImageRect () failed."));
+        reportJpegError(report_text::kComplibAllocImageRectFailed);
     } else if (jpegDecodeScaleOutputToRect(context, rect, lines & 0xFFFF, scale) != 0 &&
                complibGetDIBitsFromRect(rect, bits, header) != 0) {
         result = static_cast<int32_t>(lines);

@@ -86,8 +86,8 @@ int32_t complibCreateWinDIBits(void** bitsOut, BITMAPINFOHEADER** headerOut, int
     void* headerBlock = complibAllocMemory(static_cast<size_t>(kInfoHeaderSize + 4 * entries));
     void* pixels = representable ? complibAllocMemory(static_cast<size_t>(pixelBytes)) : nullptr;
     if (!headerBlock || !pixels) {
-        complibReportError(KJ_TEXT("complibCreateWinDIBits"), JPEG_SEVERITY_ERROR,
-                           KJ_TEXT("complibAllocMemory () failed"));
+        complibReportError(report_text::kComplibCreateWinDIBits, JPEG_SEVERITY_ERROR,
+                           report_text::kComplibAllocMemoryCallFailed);
         if (headerBlock) (void)complibFreeMemory(headerBlock);
         if (pixels) (void)complibFreeMemory(pixels);
         return 0;

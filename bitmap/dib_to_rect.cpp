@@ -195,10 +195,10 @@ uint32_t complibSetDIBits32ToRect(ImageRect* rect, const void* bits, const BITMA
 }
 
 uint32_t complibSetDIBitsToRect(ImageRect* rect, const void* bits, const BITMAPINFOHEADER* header) {
-    const KelChar16* tag = KJ_TEXT("complibSetDIBitsToRect");
+    const KelChar16* tag = report_text::kComplibSetDIBitsToRect;
     if (header->biSize == 12) return kBadArgument;
     if (header->biCompression != 0) {
-        complibReportError(tag, JPEG_SEVERITY_ERROR, KJ_TEXT("not BI_RGB."));
+        complibReportError(tag, JPEG_SEVERITY_ERROR, report_text::kNotBiRgb);
         return kComplibFailure;
     }
     switch (header->biBitCount) {
@@ -209,7 +209,7 @@ uint32_t complibSetDIBitsToRect(ImageRect* rect, const void* bits, const BITMAPI
     case 24: return complibSetDIBits24ToRect(rect, bits, header);
     case 32: return complibSetDIBits32ToRect(rect, bits, header);
     default:
-        complibReportError(tag, JPEG_SEVERITY_ERROR, KJ_TEXT("undefined biBitCount in DIB"));
+        complibReportError(tag, JPEG_SEVERITY_ERROR, report_text::kUndefinedBiBitCountInDib);
         return kComplibFailure;
     }
 }

@@ -26,12 +26,12 @@ extern "C" KELJPEG_API uint32_t KELJPEG_CALL jpegEncodeFromWinDIBits(JpegHandle 
         return jpegEncodeFromRect(context, &rect, lines & 0xFFFF);
     }
     if (!complibAllocImageRect(&rect)) {
-        reportJpegError(KJ_TEXT("Memory allocation failed."));
+        reportJpegError(report_text::kMemoryAllocationFailed);
         return 0;
     }
     uint32_t result = 0;
     if (complibSetDIBitsToRect(&rect, bits, header) != 0)
-        reportJpegError(KJ_TEXT("complibSetDIBitsToRect failed."));
+        reportJpegError(report_text::kComplibSetDIBitsToRectFailed);
     else
         result = jpegEncodeFromRect(context, &rect, lines & 0xFFFF);
     (void)complibFreeImageRect(&rect);

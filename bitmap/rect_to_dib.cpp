@@ -200,8 +200,8 @@ int32_t complibGetDIBitsFromRect(const ImageRect* rect, void* bits, const BITMAP
     case 24: return complibGetDIBits24FromRect(rect, bits, header);
     case 32: return complibGetDIBits32FromRect(rect, bits, header);
     default:
-        complibReportError(KJ_TEXT("complibGetDIBitsFromRect"), JPEG_SEVERITY_ERROR,
-                           KJ_TEXT("undefined biBitCount in DIB"));
+        complibReportError(report_text::kComplibGetDIBitsFromRect, JPEG_SEVERITY_ERROR,
+                           report_text::kUndefinedBiBitCountInDib);
         return 0;
     }
 }

@@ -22,10 +22,11 @@ void swapRedAndBlue(uint8_t* row, uint32_t width) {
 }  // namespace
 
 ImageRect* complibConvertWinTWAINToRect(ImageRect* rect, const void* data, uint32_t width, uint32_t lines) {
-    const KelChar16* tag = KJ_TEXT("complibConvertWinTWAINToRect");
+    const KelChar16* tag = report_text::kComplibConvertWinTWAINToRect;
     if (width > kMaxTransferWidth || lines > INT32_MAX) {
         // No rectangle can hold this transfer: the allocation's own failure.
-        complibReportError(KJ_TEXT("complibAllocImageRect"), JPEG_SEVERITY_ERROR, KJ_TEXT("complibAllocMemory failed"));
+        complibReportError(report_text::kComplibAllocImageRect, JPEG_SEVERITY_ERROR,
+                           report_text::kComplibAllocMemoryFailed);
         return nullptr;
     }
     size_t rowBytes = 3 * size_t{width};
@@ -40,12 +41,12 @@ ImageRect* complibConvertWinTWAINToRect(ImageRect* rect, const void* data, uint3
     // The size is tested before the block, so a zero width reports this text
     // whatever the allocator returned.
     if (rowBytes == 0) {
-        complibReportError(tag, JPEG_SEVERITY_ERROR, KJ_TEXT("LocalAlloc failed"));
+        complibReportError(tag, JPEG_SEVERITY_ERROR, report_text::kLocalAllocFailed);
         return nullptr;
     }
     auto* row = static_cast<uint8_t*>(std::malloc(transferRowBytes));
     if (!row) {
-        complibReportError(tag, JPEG_SEVERITY_ERROR, KJ_TEXT("Locallock failed"));
+        complibReportError(tag, JPEG_SEVERITY_ERROR, report_text::kLocallockFailed);
         return nullptr;
     }
     const auto* source = static_cast<const uint8_t*>(data);

@@ -33,7 +33,7 @@ int32_t complibBuildHuffmanCodeTable(JpegContext* context, const HuffmanDefiniti
 
     auto* list = static_cast<HuffmanCode*>(complibAllocMemory((symbolCount + 1) * sizeof(HuffmanCode)));
     if (!list) {
-        reportJpegError(KJ_TEXT("Huffman-Encode Table Allocation failed."));
+        reportJpegError(report_text::kHuffmanEncodeTableAllocationFailed);
         return -1;
     }
 

@@ -17,13 +17,13 @@ void releaseBlock(void* block) {
 JpegContext* complibCreateJpegContext(const KelChar16* fileName, uint32_t options) {
     uint32_t direction = options & (JPEG_OPT_ENCODE | JPEG_OPT_DECODE);
     if (direction != JPEG_OPT_ENCODE && direction != JPEG_OPT_DECODE) {
-        reportJpegError(KJ_TEXT("Illegal options parameter"));
+        reportJpegError(report_text::kIllegalOptionsParameter);
         return nullptr;
     }
     // The context comes zeroed: nothing it holds may start out as garbage.
     auto* context = static_cast<JpegContext*>(std::calloc(1, sizeof(JpegContext)));
     if (!context) {
-        reportJpegError(KJ_TEXT("GlobalLock failed in jpegProlog"));
+        reportJpegError(report_text::kGlobalLockFailedInJpegProlog);
         return nullptr;
     }
     context->self = context;

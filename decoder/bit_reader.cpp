@@ -7,7 +7,7 @@ uint8_t fetchByteSlow(BitstreamFile* bf) {
     if (bf->readIndex != bf->bufferedCount) return bf->readBuffer[bf->readIndex++];
     if (bf->status != kBitstreamOk) {
         bf->status = kBitstreamEndOfData;
-        reportJpegError(KJ_TEXT("found unexpected end of JPEG file"));
+        reportJpegError(report_text::kFoundUnexpectedEndOfJpegFile);
         return 0xFF;
     }
     int32_t count = complibReadBitstreamFile(bf, bf->readBuffer, kBitstreamBufferSize);
@@ -16,7 +16,7 @@ uint8_t fetchByteSlow(BitstreamFile* bf) {
         bf->status = kBitstreamReadFailed;
         bf->bufferedCount = 0;
         bf->readIndex = 0;
-        reportJpegError(KJ_TEXT("read failed."));
+        reportJpegError(report_text::kReadFailedStop);
         return 0xFF;
     }
     bf->bytePosition += static_cast<uint32_t>(count);

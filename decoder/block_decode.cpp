@@ -45,21 +45,21 @@ int32_t decodeBlock(JpegContext* context, int16_t* block, ComponentRecord* compo
     BitstreamFile* bf = context->bitstream;
     std::memset(block, 0, kBlockBytes);
     if (decodeDcTerm(bf, block, component) != 0) {
-        reportJpegError(KJ_TEXT("DC"));
+        reportJpegError(report_text::kDc);
         return -1;
     }
     uint32_t k = 0;
     for (;;) {
         int32_t symbol = decodeAcSymbol(bf, component);
         if (symbol < 0) {
-            reportJpegError(KJ_TEXT("AC"));
+            reportJpegError(report_text::kAc);
             return -1;
         }
         uint32_t r = (static_cast<uint32_t>(symbol) >> 4) & 15, s = static_cast<uint32_t>(symbol) & 15;
         if (s != 0) {
             k += r + 1;
             if (k > 63) {
-                reportJpegError(KJ_TEXT("AC"));
+                reportJpegError(report_text::kAc);
                 return -1;
             }
             block[zigzagToNatural[k]] = dequantise(receiveExtend(bf, s), component->quant[k]);
@@ -69,7 +69,7 @@ int32_t decodeBlock(JpegContext* context, int16_t* block, ComponentRecord* compo
         } else {
             k += 16;  // an overshoot is caught at the next coefficient
             if (k > static_cast<uint32_t>(kRunawayIndex)) {
-                reportJpegError(KJ_TEXT("AC"));
+                reportJpegError(report_text::kAc);
                 return -1;
             }
         }
@@ -79,7 +79,7 @@ int32_t decodeBlock(JpegContext* context, int16_t* block, ComponentRecord* compo
 int32_t decodeBlockPartial(JpegContext* context, int16_t* block, ComponentRecord* component, int32_t keepLimit) {
     BitstreamFile* bf = context->bitstream;
     if (decodeDcTerm(bf, block, component) != 0) {
-        reportJpegError(KJ_TEXT("DC"));
+        reportJpegError(report_text::kDc);
         return -1;
     }
     // Keep phase: the limit is tested before each symbol, so the last
@@ -88,7 +88,7 @@ int32_t decodeBlockPartial(JpegContext* context, int16_t* block, ComponentRecord
     while (k < keepLimit) {
         int32_t symbol = decodeAcSymbol(bf, component);
         if (symbol < 0) {
-            reportJpegError(KJ_TEXT("DC"));
+            reportJpegError(report_text::kDc);
             return -1;
         }
         int32_t r = (symbol >> 4) & 15, s = symbol & 15;
@@ -107,7 +107,7 @@ int32_t decodeBlockPartial(JpegContext* context, int16_t* block, ComponentRecord
     for (;;) {
         int32_t symbol = decodeAcSymbol(bf, component);
         if (symbol < 0) {
-            reportJpegError(KJ_TEXT("DC"));
+            reportJpegError(report_text::kDc);
             return -1;
         }
         int32_t r = (symbol >> 4) & 15, s = symbol & 15;

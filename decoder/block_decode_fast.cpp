@@ -209,7 +209,7 @@ int32_t decodeMcuBlocksFast(JpegContext* context, const McuBlockStep& step) {
                                         : decodeBlockPartialOn(bits, bf, block, component, step.keepLimit);
             if (outcome == 0) return 0;
             save(bits, bf);
-            if (outcome != kFailedSilently) reportJpegError(outcome == kFailedDc ? KJ_TEXT("DC") : KJ_TEXT("AC"));
+            if (outcome != kFailedSilently) reportJpegError(outcome == kFailedDc ? report_text::kDc : report_text::kAc);
             return -1;
         });
     save(bits, bf);

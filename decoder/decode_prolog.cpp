@@ -56,7 +56,7 @@ const KelChar16* allocateBlockBuffers(JpegContext* context) {
     uint64_t frameBlocks = progressive ? uint64_t{dec.blocksPerMcu} * dec.totalMcus : dec.blocksPerMcu;
     uint64_t blocks = uint64_t{dec.scratchBlocks} + dec.blocksPerMcu + frameBlocks;
     dec.mcuBlocks = static_cast<int16_t*>(allocateBuffer(context, blocks * kBlockBytes));
-    if (!dec.mcuBlocks) return KJ_TEXT("mcu_blocks memory allocation failed.");
+    if (!dec.mcuBlocks) return report_text::kMcuBlocksMemoryAllocationFailed;
     // Zeroed so that output before any decoded MCU shows mid-grey, never stray memory.
     std::memset(dec.mcuBlocks, 0, static_cast<size_t>(blocks * kBlockBytes));
     dec.expansionScratch = dec.mcuBlocks + dec.blocksPerMcu * kBlockValues;
@@ -66,11 +66,11 @@ const KelChar16* allocateBlockBuffers(JpegContext* context) {
     }
     dec.mcuXYEntries = dec.scratchBlocks;
     dec.mcuXYBlocks = static_cast<int16_t**>(allocateBuffer(context, uint64_t{dec.mcuXYEntries} * sizeof(int16_t*)));
-    if (!dec.mcuXYBlocks) return KJ_TEXT("mcu_XYBlocks allocation failed.");
+    if (!dec.mcuXYBlocks) return report_text::kMcuXYBlocksAllocationFailed;
     for (uint32_t i = 0; i < dec.mcuXYEntries; ++i) dec.mcuXYBlocks[i] = dec.mcuBlocks;
     dec.mcuXYBlocksIndex =
         static_cast<uint32_t*>(allocateBuffer(context, uint64_t{dec.mcuXYEntries} * sizeof(uint32_t)));
-    if (!dec.mcuXYBlocksIndex) return KJ_TEXT("mcu_XYBlocksInx memory allocation failed.");
+    if (!dec.mcuXYBlocksIndex) return report_text::kMcuXYBlocksInxMemoryAllocationFailed;
     const uint32_t positions = dec.positionCount;
     for (uint32_t t = 0; t < positions; ++t)
         for (uint32_t c = 0; c < 4; ++c) dec.mcuXYBlocksIndex[4 * t + c] = t + c * positions;
@@ -85,7 +85,7 @@ const KelChar16* allocateFrameBuffers(JpegContext* context, JpegDecodeParams* pa
         // The kept row, then the row being decoded: a row reaches the caller
         // only once all of it has decoded.
         dec.spatialPrevLine = static_cast<uint8_t*>(allocateBuffer(context, 2 * size));
-        if (!dec.spatialPrevLine) return KJ_TEXT("spatialPrevLine memory allocation failed.");
+        if (!dec.spatialPrevLine) return report_text::kSpatialPrevLineMemoryAllocationFailed;
         dec.losslessRowScratch = dec.spatialPrevLine + size;
         return nullptr;
     }
@@ -100,7 +100,7 @@ const KelChar16* allocateFrameBuffers(JpegContext* context, JpegDecodeParams* pa
 const KelChar16* openSource(JpegContext* context, const JpegDecodeParams* params) {
     BitstreamFile* bf = context->bitstream;
     uint32_t options = params->options;
-    if ((options & JPEG_OPT_START_OFFSET) && (options & JPEG_OPT_MEMORY)) return KJ_TEXT("Illegal options");
+    if ((options & JPEG_OPT_START_OFFSET) && (options & JPEG_OPT_MEMORY)) return report_text::kIllegalOptions;
     if (options & JPEG_OPT_START_OFFSET) {
         bf->startOffset = params->startOffset;
     } else {
@@ -113,16 +113,16 @@ const KelChar16* openSource(JpegContext* context, const JpegDecodeParams* params
             bf->memPosition = 0;
         }
     }
-    if (complibOpenBitstreamFile(bf) != 0) return KJ_TEXT("no such file or directory");
+    if (complibOpenBitstreamFile(bf) != 0) return report_text::kNoSuchFileOrDirectory;
     if (!(options & JPEG_OPT_PARTIAL_BITSTREAM)) {
         // Standard mode shows data that ends early as far as it goes; only
         // its strict reading asks for EOI at the end.
         const bool showsIncomplete = (options & JPEG_OPT_STANDARD) && !(options & JPEG_OPT_STRICT);
-        if (!showsIncomplete && !dataIsComplete(bf)) return KJ_TEXT("JPEG file is NOT complete");
+        if (!showsIncomplete && !dataIsComplete(bf)) return report_text::kJpegFileIsNotComplete;
         if (complibSeekBitstreamFile(bf, static_cast<int32_t>(bf->startOffset), 0) == kFileFailure)
-            return KJ_TEXT("JPEG file is NOT complete");
+            return report_text::kJpegFileIsNotComplete;
     }
-    if ((options & JPEG_OPT_PARTIAL_BITSTREAM) && !(options & JPEG_OPT_MEMORY)) return KJ_TEXT("Illegal options");
+    if ((options & JPEG_OPT_PARTIAL_BITSTREAM) && !(options & JPEG_OPT_MEMORY)) return report_text::kIllegalOptions;
     return nullptr;
 }
 
@@ -140,12 +140,12 @@ void writeBackGeometry(const JpegContext* context, JpegDecodeParams* params) {
 extern "C" KELJPEG_API JpegHandle KELJPEG_CALL jpegDecodeProlog(const KelChar16* fileName,
                                                               JpegDecodeParams* params) {
     if (!params) {
-        reportJpegError(KJ_TEXT("Prolog failed."));
+        reportJpegError(report_text::kPrologFailed);
         return nullptr;
     }
     JpegContext* context = complibCreateJpegContext(fileName, uint32_t{params->options} | JPEG_OPT_DECODE);
     if (!context) {
-        reportJpegError(KJ_TEXT("Prolog failed."));
+        reportJpegError(report_text::kPrologFailed);
         return nullptr;
     }
     DecoderState& dec = context->dec;
@@ -168,7 +168,7 @@ extern "C" KELJPEG_API JpegHandle KELJPEG_CALL jpegDecodeProlog(const KelChar16*
     }
     dec.densityUnits = 0;
     context->params = params;
-    if (parseFrameHeaders(context) != 0) return failProlog(context, KJ_TEXT("Frame Level parse failed."));
+    if (parseFrameHeaders(context) != 0) return failProlog(context, report_text::kFrameLevelParseFailed);
     dec.route = chooseLegacyRoute(context);
     dec.scanDataOffset = complibGetBitstreamPosition(context->bitstream);
     dec.currentScale = -1;

@@ -19,7 +19,7 @@ HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t s
     // The short-code table of the quick path follows the lookup table.
     auto* table = static_cast<uint8_t*>(complibAllocMemory(huffmanTableBytes(maxCodeLength)));
     if (!table) {
-        reportJpegError(KJ_TEXT("Huffman-Decode Table Allocation failed."));
+        reportJpegError(report_text::kHuffmanDecodeTableAllocationFailed);
         return nullptr;
     }
     std::memset(table, kNoCode, size);
@@ -45,7 +45,7 @@ HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t s
 int32_t jpegDecodeInitializeDecVLCTable(JpegContext* context) {
     uint16_t sof = context->frame.sofMarker;
     if (sof < 0xFFC0 || sof > 0xFFC3) {
-        reportJpegError(KJ_TEXT("illegal SOFx code in jpegDecodeInitializeDecVLCTable ()"));
+        reportJpegError(report_text::kIllegalSOFxCodeInJpegDecodeInitializeDecVLCTable);
         return -1;
     }
     DecoderState& dec = context->dec;

@@ -42,7 +42,7 @@ void addPendingTable(DecoderState& dec, uint32_t tableByte) {
     uint32_t tableClass = definition.tableByte >> 4, tableNumber = definition.tableByte & 15;
     if (remaining < 17 || tableClass > 1 || tableNumber > 3 || n > 256 ||
         n > static_cast<uint32_t>(remaining - 17)) {
-        reportJpegError(KJ_TEXT("invalid DHT segment syntax"));
+        reportJpegError(report_text::kInvalidDhtSegmentSyntax);
         return false;
     }
     for (uint32_t i = 0; i < n; ++i) definition.huffval[i] = static_cast<uint8_t>(read8(bf));
@@ -56,7 +56,7 @@ void addPendingTable(DecoderState& dec, uint32_t tableByte) {
     skipMarker(bf);
     int32_t remaining = static_cast<int32_t>(read16(bf)) - 2;
     if (remaining < 0) {
-        reportJpegError(KJ_TEXT("invalid DHT segment syntax"));
+        reportJpegError(report_text::kInvalidDhtSegmentSyntax);
         return false;
     }
     while (remaining != 0) {
@@ -79,7 +79,7 @@ void addPendingTable(DecoderState& dec, uint32_t tableByte) {
         remaining -= need;
     }
     if (remaining != 0) {
-        reportJpegError(KJ_TEXT("invalid DQT segment syntax"));
+        reportJpegError(report_text::kInvalidDqtSegmentSyntax);
         return false;
     }
     return true;
@@ -88,7 +88,7 @@ void addPendingTable(DecoderState& dec, uint32_t tableByte) {
 void readDriSegment(JpegContext* context) {
     BitstreamFile* bf = context->bitstream;
     skipMarker(bf);
-    if (read16(bf) != 4) reportJpegError(KJ_TEXT("invalid DRI segment syntax"));
+    if (read16(bf) != 4) reportJpegError(report_text::kInvalidDriSegmentSyntax);
     context->dec.restartInterval = read16(bf);
 }
 
@@ -170,7 +170,7 @@ int32_t walkMiscellaneousSegments(JpegContext* context) {
             readComSegment(context);
         } else if (marker == kMarkerDac) {
             // Arithmetic-coding conditioning: there is no way past it.
-            reportJpegError(KJ_TEXT("arithmetic coding not supported"));
+            reportJpegError(report_text::kArithmeticCodingNotSupported);
             return kWalkFailed;
         } else {
             return marker;
@@ -236,19 +236,19 @@ void computeGeometry(DecoderState& dec) {
         std::memcpy(context->components[i].quant, context->quantTables[tableNumber & 3], sizeof(int32_t) * 64);
     }
     if (dec.maxH >= 3 || dec.maxV >= 3 || zeroFactor) {
-        reportJpegError(KJ_TEXT("unsupported sampling factor"));
+        reportJpegError(report_text::kUnsupportedSamplingFactor);
         return false;
     }
     if (count >= 5 || count == 0) {
-        reportJpegError(KJ_TEXT("not support image components"));
+        reportJpegError(report_text::kNotSupportImageComponents);
         return false;
     }
     if (badTable) {
-        reportJpegError(KJ_TEXT("invalid quantization table number"));
+        reportJpegError(report_text::kInvalidQuantizationTableNumber);
         return false;
     }
     if (!framePixelsAllowed(dec.imageWidth, dec.imageHeight)) {
-        reportJpegError(KJ_TEXT("image exceeds the pixel limit"));
+        reportJpegError(report_text::kImageExceedsThePixelLimit);
         return false;
     }
     computeGeometry(dec);
@@ -258,14 +258,14 @@ void computeGeometry(DecoderState& dec) {
 [[nodiscard]] bool readSosSegment(JpegContext* context) {
     BitstreamFile* bf = context->bitstream;
     if (readMarker(bf) != kMarkerSos) {
-        reportJpegError(KJ_TEXT("Illegal SOS Marker code."));
+        reportJpegError(report_text::kIllegalSosMarkerCode);
         return true;
     }
     (void)read16(bf);  // Ls
     ScanHeader scan{};
     uint32_t count = read8(bf);
     if (count == 0 || count > 4) {
-        reportJpegError(KJ_TEXT("invalid SOS segment syntax"));
+        reportJpegError(report_text::kInvalidSosSegmentSyntax);
         return false;
     }
     scan.componentCount = static_cast<uint8_t>(count);
@@ -285,7 +285,7 @@ void computeGeometry(DecoderState& dec) {
     // The segment is read whole before a table number is refused, so that
     // the end of the data inside it is reported byte by byte.
     if (badTable) {
-        reportJpegError(KJ_TEXT("invalid SOS segment syntax"));
+        reportJpegError(report_text::kInvalidSosSegmentSyntax);
         return false;
     }
     context->dec.scan = scan;
@@ -306,7 +306,7 @@ int32_t findFrameComponent(const JpegContext* context, uint32_t selector) {
     for (uint32_t i = 0; i < scan.componentCount; ++i) {
         int32_t k = findFrameComponent(context, scan.components[i].selector);
         if (k < 0) {
-            reportJpegError(KJ_TEXT("invalid SOS segment syntax"));
+            reportJpegError(report_text::kInvalidSosSegmentSyntax);
             return false;
         }
         const FrameHeaderComponent& fc = context->frame.components[k];
@@ -346,7 +346,7 @@ int32_t setUpNextScan(JpegContext* context) {
     if (marker == kWalkFailed) return -1;
     if (dec.pendingCount != 0) {
         if (jpegDecodeInitializeDecVLCTable(context) != 0) {
-            reportJpegError(KJ_TEXT("Initialize VLC Table failed."));
+            reportJpegError(report_text::kInitializeVlcTableFailed);
             return -1;
         }
         dec.pendingCount = 0;
@@ -356,7 +356,7 @@ int32_t setUpNextScan(JpegContext* context) {
     // Each progressive scan walks the whole frame again, however few its
     // bytes: the scan count is what bounds the work of a tiny file.
     if (marker == kMarkerSos && !scanCountAllowed(++dec.scanCount)) {
-        reportJpegError(KJ_TEXT("too many scans"));
+        reportJpegError(report_text::kTooManyScans);
         return -1;
     }
     if (!setUpScanComponents(context)) return -1;
@@ -381,14 +381,14 @@ int32_t parseScanHeaders(JpegContext* context) {
 int32_t parseFrameHeaders(JpegContext* context) {
     BitstreamFile* bf = context->bitstream;
     if (readMarker(bf) != kMarkerSoi) {
-        reportJpegError(KJ_TEXT("extraneous bytes before SOI marker"));
+        reportJpegError(report_text::kExtraneousBytesBeforeSoiMarker);
         return -1;
     }
     if (walkMiscellaneousSegments(context) == kWalkFailed) return -1;
     uint16_t sof = readMarker(bf);
     context->frame.sofMarker = sof;
     if (sof < kMarkerSof0 || sof > markerWord(kSof3)) {
-        reportJpegError(KJ_TEXT("unsupported SOF coding mode"));
+        reportJpegError(report_text::kUnsupportedSofCodingMode);
         return -1;
     }
     if (!readFrameHeader(context)) return -1;
@@ -398,12 +398,12 @@ int32_t parseFrameHeaders(JpegContext* context) {
 void readDnlSegment(JpegContext* context) {
     BitstreamFile* bf = context->bitstream;
     skipMarker(bf);
-    if (read16(bf) != 4) reportJpegError(KJ_TEXT("invalid DNL segment syntax"));
+    if (read16(bf) != 4) reportJpegError(report_text::kInvalidDnlSegmentSyntax);
     uint32_t lines = read16(bf);
     if (context->dec.imageHeight == 0) {
         context->dec.imageHeight = lines;
     } else {
-        reportJpegError(KJ_TEXT("no effect DNL segment"));
+        reportJpegError(report_text::kNoEffectDnlSegment);
     }
 }
 
@@ -431,7 +431,7 @@ uint16_t processRestart(JpegContext* context) {
             uint32_t before = bitsConsumed(bf);
             bool failed = parseScanHeaders(context) != 0;
             if (!failed && bitsConsumed(bf) == before)
-                reportJpegError(KJ_TEXT("unexpected marker in entropy-coded data"));
+                reportJpegError(report_text::kUnexpectedMarkerInEntropyCodedData);
             if (failed || bitsConsumed(bf) == before) {
                 dec.lastMarker = kMarkerEoi;
                 return kMarkerEoi;

@@ -46,7 +46,7 @@ int32_t decodeMcuFull(JpegContext* context) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
     const DecoderKernels& kernels = decoderKernels();
     if (kernels.decodeMcuBlocks(context, {0, kKeepAll, kernels.inverseDctClamp}) != 0) {
-        reportJpegError(KJ_TEXT("UnitNo"));
+        reportJpegError(report_text::kUnitNo);
         return -1;
     }
     finishMcu(context);

@@ -86,7 +86,7 @@ int32_t dcFirstWith(Reader& in, JpegContext* context, int16_t* block, ComponentR
     int32_t s = in.symbol(component->dcLookupTable, component->dcCodeTable, component->dcMaxCodeLength);
     int32_t difference = 0;
     if (s < 0 || !receiveSigned(in, s, &difference)) {
-        reportJpegError(KJ_TEXT("DC-Base"));
+        reportJpegError(report_text::kDcBase);
         return -1;
     }
     if (s != 0) {
@@ -118,7 +118,7 @@ int32_t acFirstWith(Reader& in, JpegContext* context, int16_t* block, ComponentR
     for (;;) {
         int32_t symbol = in.symbol(component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
         if (symbol < 0) {
-            reportJpegError(KJ_TEXT("AC-Base"));
+            reportJpegError(report_text::kAcBase);
             return -1;
         }
         const uint32_t r = static_cast<uint32_t>(symbol) >> 4;
@@ -175,7 +175,7 @@ int32_t acRefineWith(Reader& in, JpegContext* context, int16_t* block, Component
         for (;;) {
             int32_t symbol = in.symbol(component->acLookupTable, component->acCodeTable, component->acMaxCodeLength);
             if (symbol < 0) {
-                reportJpegError(KJ_TEXT("AC-Diff"));
+                reportJpegError(report_text::kAcDiff);
                 return -1;
             }
             const uint32_t r = static_cast<uint32_t>(symbol) >> 4;

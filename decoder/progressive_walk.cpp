@@ -95,7 +95,7 @@ struct BlockRun {
 int32_t decodeScanInterleaved(JpegContext* context) {
     ScanLayout layout{};
     if (!interleavedLayout(context, &layout)) {
-        reportJpegError(KJ_TEXT("UnitNo"));
+        reportJpegError(report_text::kUnitNo);
         return -1;
     }
     const uint32_t records = context->dec.scan.componentCount;
@@ -108,7 +108,7 @@ int32_t decodeScanInterleaved(JpegContext* context) {
                 ok = addToRun(context, run, block, &context->components[i]);
         }
         if (!ok || !decodeRun(context, run)) {
-            reportJpegError(KJ_TEXT("UnitNo"));
+            reportJpegError(report_text::kUnitNo);
             return -1;
         }
         finishMcu(context);
@@ -120,7 +120,7 @@ int32_t decodeScanSingle(JpegContext* context) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
     ScanLayout layout{};
     if (!singleLayout(context, &layout)) {
-        reportJpegError(KJ_TEXT("Unit = 0"));
+        reportJpegError(report_text::kUnitEquals0);
         return -1;
     }
     // Blocks are counted 8 pixels at a time against the full-size picture,
@@ -139,7 +139,7 @@ int32_t decodeScanSingle(JpegContext* context) {
                     if (columnsLeft <= 0) continue;
                     int16_t* block = mcu + static_cast<size_t>(layout.firstBlock + v * layout.h + h) * kBlockValues;
                     if (!addToRun(context, run, block, &context->components[0])) {
-                        reportJpegError(KJ_TEXT("Unit = 0"));
+                        reportJpegError(report_text::kUnitEquals0);
                         return -1;
                     }
                 }
@@ -147,7 +147,7 @@ int32_t decodeScanSingle(JpegContext* context) {
         }
     }
     if (!decodeRun(context, run)) {
-        reportJpegError(KJ_TEXT("Unit = 0"));
+        reportJpegError(report_text::kUnitEquals0);
         return -1;
     }
     return 1;

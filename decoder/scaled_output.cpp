@@ -31,7 +31,7 @@ void rewindScan(JpegContext* context) {
     bf->bitCount = 0;
     bf->bitBuffer = 0;
     if (complibSeekBitstreamFile(bf, static_cast<int32_t>(dec.scanDataOffset), 0) == kSeekFailed) {
-        reportJpegError(KJ_TEXT("seek failed."));  // decoding goes on from wherever the source stands
+        reportJpegError(report_text::kSeekFailedStop);  // decoding goes on from wherever the source stands
         return;
     }
     bf->bytePosition = dec.scanDataOffset;  // keeps the position count true for the refills that follow

@@ -101,11 +101,11 @@ extern "C" KELJPEG_API JpegHandle KELJPEG_CALL jpegEncodeProlog(const KelChar16*
     JpegContext* context =
         complibCreateJpegContext(fileName, params ? params->options | JPEG_OPT_ENCODE : JPEG_OPT_ENCODE);
     if (!context || !params) {
-        reportJpegError(KJ_TEXT("jpegProlog failed in jpegEncodeProlog"));
+        reportJpegError(report_text::kJpegPrologFailedInJpegEncodeProlog);
         return context ? abandon(context) : nullptr;
     }
     if (!samplingSupported(params)) {
-        reportJpegError(KJ_TEXT("Unsupported sampling factors"));
+        reportJpegError(report_text::kUnsupportedSamplingFactors);
         return abandon(context);
     }
     BitstreamFile* bf = context->bitstream;
@@ -113,9 +113,9 @@ extern "C" KELJPEG_API JpegHandle KELJPEG_CALL jpegEncodeProlog(const KelChar16*
         bf->flags |= kBitstreamMemory;
         bf->memPosition = 0;
     }
-    if (complibCreateBitstreamFile(bf) != 0) return failAfterCreate(context, KJ_TEXT("no such file or directory"));
+    if (complibCreateBitstreamFile(bf) != 0) return failAfterCreate(context, report_text::kNoSuchFileOrDirectory);
     if (jpegEncodeBuildTables(context, params) != 0)
-        return failAfterCreate(context, KJ_TEXT("Tables Create failed in jpegEncodeProlog"));
+        return failAfterCreate(context, report_text::kTablesCreateFailedInJpegEncodeProlog);
     context->params = params;
     context->enc.restartInterval = params->restartInterval;
     (void)jpegEncodeWriteHeaders(context, params->jfif);

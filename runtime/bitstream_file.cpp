@@ -47,7 +47,7 @@ bool growMemoryOutput(BitstreamFile* bf, uint32_t newEnd) {
                              ? nullptr
                              : static_cast<uint8_t*>(platform::heapRealloc(bf->memCursor, roundUpToBuffer(newEnd)));
         if (!grown) {
-            report(KJ_TEXT("complibWriteBitstreamFile"), KJ_TEXT("GlobalRealloc failed"));
+            report(report_text::kComplibWriteBitstreamFile, report_text::kGlobalReallocFailed);
             return false;
         }
         bf->memCursor = grown;
@@ -60,7 +60,7 @@ bool growMemoryOutput(BitstreamFile* bf, uint32_t newEnd) {
     uint32_t capacity = std::max(roundUpToBuffer(newEnd), kBitstreamBufferSize);
     uint8_t* fresh = newEnd > kMaxMemoryOutput ? nullptr : static_cast<uint8_t*>(platform::heapAlloc(capacity));
     if (!fresh) {
-        report(KJ_TEXT("complibWriteBitstreamFile"), KJ_TEXT("GlobalAlloc failed"));
+        report(report_text::kComplibWriteBitstreamFile, report_text::kGlobalAllocFailed);
         return false;
     }
     bf->memCursor = fresh;
@@ -101,7 +101,7 @@ uint32_t complibOpenBitstreamFile(BitstreamFile* bf) {
     }
     if (bf->startOffset != 0) {
         if (complibSeekBitstreamFile(bf, static_cast<int32_t>(bf->startOffset), 0) == kFileFailure) {
-            report(KJ_TEXT("complibOpenBitstreamFile"), KJ_TEXT("Seek failed"));
+            report(report_text::kComplibOpenBitstreamFile, report_text::kSeekFailedCapitalised);
             complibCloseBitstreamFile(bf);
             return kComplibFailure;
         }
@@ -123,7 +123,7 @@ uint32_t complibCreateBitstreamFile(BitstreamFile* bf) {
         bf->handle = complibCreateFile(bf->fileName);
         if (bf->handle == platform::kInvalidFile) {
             bf->status = kBitstreamOpenFailed;
-            report(KJ_TEXT("complibCreateBitstreamFile"), KJ_TEXT("file create error"));
+            report(report_text::kComplibCreateBitstreamFile, report_text::kFileCreateError);
             return kComplibFailure;
         }
     }
@@ -139,7 +139,7 @@ uint32_t complibAppendBitstreamFile(BitstreamFile* bf) {
     bf->handle = complibOpenFile(bf->fileName, 2);
     if (bf->handle == platform::kInvalidFile) {
         bf->status = kBitstreamOpenFailed;
-        report(KJ_TEXT("complibAppendBitstreamFile"), KJ_TEXT("file open error"));
+        report(report_text::kComplibAppendBitstreamFile, report_text::kFileOpenError);
         return kComplibFailure;
     }
     complibResetBitstreamFile(bf);
@@ -161,8 +161,8 @@ int32_t complibWriteBitstreamFile(BitstreamFile* bf, const void* data, uint32_t 
         return complibWriteFile(bf->handle, data, count) == count ? static_cast<int32_t>(count) : -1;
     }
     if (count > kMaxMemoryOutput - std::min(bf->memPosition, kMaxMemoryOutput)) {
-        report(KJ_TEXT("complibWriteBitstreamFile"),
-               bf->memPosition ? KJ_TEXT("GlobalRealloc failed") : KJ_TEXT("GlobalAlloc failed"));
+        report(report_text::kComplibWriteBitstreamFile,
+               bf->memPosition ? report_text::kGlobalReallocFailed : report_text::kGlobalAllocFailed);
         return -1;
     }
     uint32_t newEnd = bf->memPosition + count;
@@ -195,20 +195,20 @@ uint32_t complibSeekBitstreamFile(BitstreamFile* bf, int32_t offset, uint32_t or
 }
 
 uint32_t complibDupBitstreamFile(BitstreamFile* dst, BitstreamFile* src, int32_t offset, int32_t count) {
-    const KelChar16* source = KJ_TEXT("complibDupBitstreamFile");
+    const KelChar16* source = report_text::kComplibDupBitstreamFile;
     if (complibSeekBitstreamFile(src, offset, 0) == kFileFailure) {
-        report(source, KJ_TEXT("seek failed"));
+        report(source, report_text::kSeekFailed);
         return kComplibFailure;
     }
     while (count >= 1) {
         uint32_t want = std::min<uint32_t>(static_cast<uint32_t>(count), kBitstreamBufferSize);
         uint32_t got = complibReadFile(src->handle, src->readBuffer, want);
         if (got == kFileFailure || got < 1) {
-            report(source, KJ_TEXT("read failed"));
+            report(source, report_text::kReadFailed);
             return kComplibFailure;
         }
         if (complibWriteFile(dst->handle, src->readBuffer, got) != got) {
-            report(source, KJ_TEXT("write failed."));
+            report(source, report_text::kWriteFailed);
             return kComplibFailure;
         }
         count -= static_cast<int32_t>(got);
@@ -228,11 +228,11 @@ int32_t readBitstreamData(BitstreamFile* bf) {
     } else {
         count = complibReadFile(bf->handle, bf->readBuffer, kBitstreamBufferSize);
         if (count == 0) {
-            report(KJ_TEXT("readBitstreamData"), KJ_TEXT("found unexpected EOF"));
+            report(report_text::kReadBitstreamData, report_text::kFoundUnexpectedEof);
             return -1;
         }
         if (count == kFileFailure) {
-            report(KJ_TEXT("readBitstreamData"), KJ_TEXT("Read failed: read () == EOF\n"));
+            report(report_text::kReadBitstreamData, report_text::kReadFailedReadEqualsEof);
             return -1;
         }
     }

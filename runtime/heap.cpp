@@ -36,13 +36,13 @@ void* complibAllocMemory(size_t size) {
 
 uint32_t complibFreeMemory(void* block) {
     if (!block || tagOf(rawOf(block)) != kOwnedTag) {
-        complibReportError(KJ_TEXT("COMPL"), JPEG_SEVERITY_ERROR, KJ_TEXT("HeapFree () failed."));
+        complibReportError(report_text::kCompl, JPEG_SEVERITY_ERROR, report_text::kHeapFreeFailed);
         return kComplibFailure;
     }
     void* raw = rawOf(block);
     setTag(raw, kFreedTag);
     if (!platform::heapFree(raw)) {
-        complibReportError(KJ_TEXT("COMPL"), JPEG_SEVERITY_ERROR, KJ_TEXT("HeapFree () failed."));
+        complibReportError(report_text::kCompl, JPEG_SEVERITY_ERROR, report_text::kHeapFreeFailed);
         return kComplibFailure;
     }
     return 0;
@@ -61,6 +61,6 @@ void* complibReallocMemory(void* block, size_t size) {
 extern "C" KELJPEG_API int32_t KELJPEG_CALL jpegFreeMemory(void* block) {
     if (!block) return 0;
     if (platform::heapFree(block)) return 0;
-    complibReportError(KJ_TEXT("COMPL"), JPEG_SEVERITY_ERROR, KJ_TEXT("HeapFree () failed."));
+    complibReportError(report_text::kCompl, JPEG_SEVERITY_ERROR, report_text::kHeapFreeFailed);
     return -1;
 }

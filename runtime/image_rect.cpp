@@ -12,7 +12,8 @@ ImageRect* complibAllocImageRect(ImageRect* rect) {
     bool representable = size >= 4 && size <= INT32_MAX;
     rect->bits = representable ? static_cast<uint8_t*>(complibAllocMemory(static_cast<size_t>(size))) : nullptr;
     if (!rect->bits) {
-        complibReportError(KJ_TEXT("complibAllocImageRect"), JPEG_SEVERITY_ERROR, KJ_TEXT("complibAllocMemory failed"));
+        complibReportError(report_text::kComplibAllocImageRect, JPEG_SEVERITY_ERROR,
+                           report_text::kComplibAllocMemoryFailed);
         return nullptr;
     }
     return rect;

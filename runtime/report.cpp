@@ -8,8 +8,8 @@
 
 namespace {
 
-const KelChar16* const kSeverityWords[] = {KJ_TEXT("TRACE"), KJ_TEXT("WARNING"), KJ_TEXT("ERROR"),
-                                           KJ_TEXT("FATAL")};
+const KelChar16* const kSeverityWords[] = {report_text::kTrace, report_text::kWarning, report_text::kError,
+                                           report_text::kFatal};
 
 struct HandlerSlot {
     platform::Lock lock;

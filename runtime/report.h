@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "KelJPEG.h"
+#include "runtime/report_texts.h"
 
 // Composes "<SEVERITY><source><text><system message>" (no separators), bounded
 // at kReportLineUnits code units, and hands it to the installed handler.
@@ -11,14 +12,10 @@ void complibReportError(const KelChar16* source, int32_t severity, const KelChar
 
 constexpr int kReportLineUnits = 384;
 
-// UTF-16 literal helper for report texts: KJ_TEXT("Prolog failed.").
-#if defined(_WIN32)
-#define KJ_TEXT(s) L##s
-#else
-#define KJ_TEXT(s) u##s
-#endif
 
 // Shorthand for the codec-level reports, which all use source "JPEG", severity 2.
-inline void reportJpegError(const KelChar16* text) { complibReportError(KJ_TEXT("JPEG"), JPEG_SEVERITY_ERROR, text); }
+inline void reportJpegError(const KelChar16* text) { complibReportError(report_text::kJpeg, JPEG_SEVERITY_ERROR, text); }
 // Standard mode's reports of damage it reads past: severity 1.
-inline void reportJpegWarning(const KelChar16* text) { complibReportError(KJ_TEXT("JPEG"), JPEG_SEVERITY_WARNING, text); }
+inline void reportJpegWarning(const KelChar16* text) {
+    complibReportError(report_text::kJpeg, JPEG_SEVERITY_WARNING, text);
+}

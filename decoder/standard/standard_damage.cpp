@@ -25,10 +25,10 @@ uint8_t markerCodeAt(const uint8_t* d, uint32_t length, uint32_t at) {
 
 const KelChar16* damageText(uint32_t kind) {
     switch (kind) {
-        case JPEG_DAMAGE_TRUNCATED: return KJ_TEXT("premature end of data");
-        case JPEG_DAMAGE_ENTROPY: return KJ_TEXT("corrupt entropy-coded data");
-        case JPEG_DAMAGE_STRAY: return KJ_TEXT("extraneous bytes before marker");
-        default: return KJ_TEXT("invalid marker segment length");
+        case JPEG_DAMAGE_TRUNCATED: return report_text::kPrematureEndOfData;
+        case JPEG_DAMAGE_ENTROPY: return report_text::kCorruptEntropyCodedData;
+        case JPEG_DAMAGE_STRAY: return report_text::kExtraneousBytesBeforeMarker;
+        default: return report_text::kInvalidMarkerSegmentLength;
     }
 }
 

@@ -73,7 +73,7 @@ bool decodeStandardLosslessScan(StandardDecode* sd) {
     const StandardScan& scan = sd->scan;
     for (uint32_t i = 0; i < scan.count; ++i) {
         if (!sd->dcTables[scan.dcTable[i]].defined && !standardDefaultHuffman(sd, false, scan.dcTable[i])) {
-            reportJpegError(KJ_TEXT("Huffman table missing for the scan"));
+            reportJpegError(report_text::kHuffmanTableMissingForTheScan);
             return false;
         }
         sd->components[scan.component[i]].pointTransform = scan.al;

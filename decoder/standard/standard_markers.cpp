@@ -135,18 +135,18 @@ namespace {
 }
 
 const KelChar16* readFrame(StandardDecode* sd, uint8_t marker, const Segment& s) {
-    if (s.size < 6) return KJ_TEXT("invalid SOF segment syntax");
+    if (s.size < 6) return report_text::kInvalidSofSegmentSyntax;
     sd->sofMarker = static_cast<uint16_t>(0xFF00 | marker);
     sd->precision = s.bytes[0];
     sd->height = read16(s.bytes + 1);
     sd->width = read16(s.bytes + 3);
     sd->componentCount = s.bytes[5];
     const bool lossless = marker == kSof3;
-    if (sd->componentCount < 1 || sd->componentCount > 4) return KJ_TEXT("not support image components");
-    if (s.size < 6 + 3 * sd->componentCount) return KJ_TEXT("invalid SOF segment syntax");
+    if (sd->componentCount < 1 || sd->componentCount > 4) return report_text::kNotSupportImageComponents;
+    if (s.size < 6 + 3 * sd->componentCount) return report_text::kInvalidSofSegmentSyntax;
     if (lossless ? (sd->precision < 2 || sd->precision > 16) : (sd->precision != 8 && sd->precision != 12))
-        return KJ_TEXT("unsupported sample precision");
-    if (sd->width == 0) return KJ_TEXT("the image has no width");
+        return report_text::kUnsupportedSamplePrecision;
+    if (sd->width == 0) return report_text::kTheImageHasNoWidth;
     sd->maxH = sd->maxV = 1;
     for (uint32_t c = 0; c < sd->componentCount; ++c) {
         const uint8_t* p = s.bytes + 6 + 3 * c;
@@ -156,10 +156,10 @@ const KelChar16* readFrame(StandardDecode* sd, uint8_t marker, const Segment& s)
         component.v = static_cast<uint8_t>(p[1] & 15);
         component.quantTable = p[2];
         if (component.h < 1 || component.h > 4 || component.v < 1 || component.v > 4)
-            return KJ_TEXT("unsupported sampling factor");
-        if (!lossless && component.quantTable > 3) return KJ_TEXT("invalid SOF segment syntax");
+            return report_text::kUnsupportedSamplingFactor;
+        if (!lossless && component.quantTable > 3) return report_text::kInvalidSofSegmentSyntax;
         for (uint32_t other = 0; other < c; ++other)
-            if (sd->components[other].identifier == component.identifier) return KJ_TEXT("invalid SOF segment syntax");
+            if (sd->components[other].identifier == component.identifier) return report_text::kInvalidSofSegmentSyntax;
         if (component.h > sd->maxH) sd->maxH = component.h;
         if (component.v > sd->maxV) sd->maxV = component.v;
     }
@@ -167,19 +167,19 @@ const KelChar16* readFrame(StandardDecode* sd, uint8_t marker, const Segment& s)
 }
 
 const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
-    if (s.size < 1) return KJ_TEXT("invalid SOS segment syntax");
+    if (s.size < 1) return report_text::kInvalidSosSegmentSyntax;
     StandardScan scan{};
     scan.count = s.bytes[0];
     if (scan.count < 1 || scan.count > 4 || scan.count > sd->componentCount || s.size < 4 + 2 * scan.count)
-        return KJ_TEXT("invalid SOS segment syntax");
+        return report_text::kInvalidSosSegmentSyntax;
     for (uint32_t i = 0; i < scan.count; ++i) {
         const uint8_t* p = s.bytes + 1 + 2 * i;
         uint32_t found = sd->componentCount;
         for (uint32_t c = 0; c < sd->componentCount; ++c)
             if (sd->components[c].identifier == p[0]) found = c;
-        if (found == sd->componentCount) return KJ_TEXT("invalid SOS segment syntax");
+        if (found == sd->componentCount) return report_text::kInvalidSosSegmentSyntax;
         for (uint32_t j = 0; j < i; ++j)
-            if (scan.component[j] == found) return KJ_TEXT("invalid SOS segment syntax");
+            if (scan.component[j] == found) return report_text::kInvalidSosSegmentSyntax;
         scan.component[i] = found;
         scan.dcTable[i] = static_cast<uint8_t>(p[1] >> 4);
         scan.acTable[i] = static_cast<uint8_t>(p[1] & 15);
@@ -193,9 +193,9 @@ const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
         bool dcBand = scan.ss == 0;
         if (scan.se > 63 || scan.ss > scan.se || (dcBand && scan.se != 0) || (!dcBand && scan.count != 1) ||
             scan.al > 13 || scan.ah > 13)
-            return KJ_TEXT("invalid progressive scan parameters");
+            return report_text::kInvalidProgressiveScanParameters;
     } else if (sd->sofMarker == markerWord(kSof3)) {
-        if (scan.ss < 1 || scan.ss > 7 || scan.al >= sd->precision) return KJ_TEXT("invalid lossless scan parameters");
+        if (scan.ss < 1 || scan.ss > 7 || scan.al >= sd->precision) return report_text::kInvalidLosslessScanParameters;
     }
     // A table selector counts only where the scan reads that table: a DC
     // refinement reads none, a progressive AC scan no DC table, a lossless
@@ -204,12 +204,13 @@ const KelChar16* readScan(StandardDecode* sd, const Segment& s) {
     const bool readsDc = !progressive || (scan.ss == 0 && scan.ah == 0);
     const bool readsAc = sd->sofMarker != markerWord(kSof3) && (!progressive || scan.ss != 0);
     for (uint32_t i = 0; i < scan.count; ++i) {
-        if ((readsDc && scan.dcTable[i] > 3) || (readsAc && scan.acTable[i] > 3)) return KJ_TEXT("invalid SOS segment syntax");
+        if ((readsDc && scan.dcTable[i] > 3) || (readsAc && scan.acTable[i] > 3))
+            return report_text::kInvalidSosSegmentSyntax;
         if (scan.dcTable[i] > 3) scan.dcTable[i] = 0;
         if (scan.acTable[i] > 3) scan.acTable[i] = 0;
     }
     // Each scan walks the whole frame, however few its bytes.
-    if (!scanCountAllowed(++sd->scanCount)) return KJ_TEXT("too many scans");
+    if (!scanCountAllowed(++sd->scanCount)) return report_text::kTooManyScans;
     sd->scan = scan;
     sd->scanReady = true;
     return nullptr;
@@ -293,26 +294,26 @@ const KelChar16* readSegment(Walk& walk, uint8_t marker) {
             walk.done = true;
             return noteStandardDamage(sd, JPEG_DAMAGE_TRUNCATED) ? nullptr : kStopped;
         }
-        return KJ_TEXT("invalid marker segment length");
+        return report_text::kInvalidMarkerSegmentLength;
     }
     if (marker >= kSof0 && marker <= kSof3) {
-        if (walk.frameSeen) return KJ_TEXT("more than one frame");
+        if (walk.frameSeen) return report_text::kMoreThanOneFrame;
         walk.frameSeen = true;
         return readFrame(sd, marker, s);
     }
     if (marker > kSof3 && marker <= 0xCF && marker != kDht && marker != kDac)
-        return KJ_TEXT("unsupported SOF coding mode");
+        return report_text::kUnsupportedSofCodingMode;
     switch (marker) {
         case kDht:
-            return readHuffmanTables(sd, s) ? nullptr : KJ_TEXT("invalid DHT segment syntax");
+            return readHuffmanTables(sd, s) ? nullptr : report_text::kInvalidDhtSegmentSyntax;
         case kDqt:
-            return readQuantTables(sd, s) ? nullptr : KJ_TEXT("invalid DQT segment syntax");
+            return readQuantTables(sd, s) ? nullptr : report_text::kInvalidDqtSegmentSyntax;
         case kDri:
-            if (s.size != 2) return KJ_TEXT("invalid DRI segment syntax");
+            if (s.size != 2) return report_text::kInvalidDriSegmentSyntax;
             sd->restartInterval = read16(s.bytes);
             return nullptr;
         case kSos:
-            if (!walk.frameSeen) return KJ_TEXT("scan before the frame header");
+            if (!walk.frameSeen) return report_text::kScanBeforeTheFrameHeader;
             walk.done = true;
             return readScan(sd, s);
         default:
@@ -337,7 +338,7 @@ bool readStandardHeaders(StandardDecode* sd, bool frameSeen) {
         while (sd->position < sd->length && sd->data[sd->position] == 0xFF) ++sd->position;
         if (sd->position >= sd->length) {
             if (!walk.frameSeen) {
-                reportJpegError(KJ_TEXT("no frame header"));
+                reportJpegError(report_text::kNoFrameHeader);
                 return false;
             }
             sd->finished = true;  // a stream cut after a scan ends there

@@ -76,17 +76,17 @@ const KelChar16* allocatePlanes(StandardDecode* sd, bool samplePlanes) {
         StandardComponent& component = sd->components[c];
         uint64_t samples = uint64_t{component.planeWidth} * component.planeHeight;
         total += samples * bytesPerSample;
-        if (total > kMaxStandardBytes) return KJ_TEXT("standard-mode plane allocation failed.");
+        if (total > kMaxStandardBytes) return report_text::kStandardModePlaneAllocationFailed;
         // The planes count against the host's memory limit.
         if (!reserveContextMemory(&sd->heldBytes, samples * bytesPerSample))
-            return KJ_TEXT("standard-mode plane allocation failed.");
+            return report_text::kStandardModePlaneAllocationFailed;
         if (samplePlanes) {
             component.samples = static_cast<uint16_t*>(allocateZeroed(samples * 2));
-            if (!component.samples) return KJ_TEXT("standard-mode plane allocation failed.");
+            if (!component.samples) return report_text::kStandardModePlaneAllocationFailed;
         }
         if (!lossless) {
             component.coefficients = static_cast<int16_t*>(allocateZeroed(samples * 2));
-            if (!component.coefficients) return KJ_TEXT("standard-mode plane allocation failed.");
+            if (!component.coefficients) return report_text::kStandardModePlaneAllocationFailed;
         }
     }
     return nullptr;
@@ -155,43 +155,43 @@ void writeBack(const JpegContext* context, const StandardDecode* sd, JpegDecodeP
 
 const KelChar16* openStandardDecode(JpegContext* context, JpegDecodeParams* params) {
     // The whole stream is read at once: pieces fed later have no place here.
-    if (params->options & JPEG_OPT_PARTIAL_BITSTREAM) return KJ_TEXT("Illegal options");
+    if (params->options & JPEG_OPT_PARTIAL_BITSTREAM) return report_text::kIllegalOptions;
     auto* sd = static_cast<StandardDecode*>(allocateZeroed(sizeof(StandardDecode)));
-    if (!sd) return KJ_TEXT("Prolog failed.");
+    if (!sd) return report_text::kPrologFailed;
     context->dec.standard = sd;
     sd->adobeTransform = -1;
     sd->scale = 3;
     sd->strict = (params->options & JPEG_OPT_STRICT) != 0;
     for (StandardCoverage& coverage : sd->coverage) std::memset(coverage.knownBits, kNeverCoded, sizeof coverage.knownBits);
-    if (!loadStream(sd, context->bitstream)) return KJ_TEXT("no such file or directory");
+    if (!loadStream(sd, context->bitstream)) return report_text::kNoSuchFileOrDirectory;
     if (sd->length < 2 || sd->data[0] != 0xFF || sd->data[1] != kSoi) {
-        reportJpegError(KJ_TEXT("not a JPEG file: no SOI marker at the start"));
-        return KJ_TEXT("Frame Level parse failed.");
+        reportJpegError(report_text::kNotAJpegFileNoSoiMarkerAtTheStart);
+        return report_text::kFrameLevelParseFailed;
     }
     sd->position = 2;
-    if (!readStandardHeaders(sd, false)) return KJ_TEXT("Frame Level parse failed.");
+    if (!readStandardHeaders(sd, false)) return report_text::kFrameLevelParseFailed;
     if (!sd->scanReady) {
-        reportJpegError(KJ_TEXT("no scan in the frame"));
-        return KJ_TEXT("Frame Level parse failed.");
+        reportJpegError(report_text::kNoScanInTheFrame);
+        return report_text::kFrameLevelParseFailed;
     }
     if (sd->height == 0) sd->height = findStandardDnlHeight(sd);
     if (sd->height == 0) {
-        reportJpegError(KJ_TEXT("the image has no height"));
-        return KJ_TEXT("Frame Level parse failed.");
+        reportJpegError(report_text::kTheImageHasNoHeight);
+        return report_text::kFrameLevelParseFailed;
     }
     if (!framePixelsAllowed(sd->width, sd->height)) {
-        reportJpegError(KJ_TEXT("image exceeds the pixel limit"));
-        return KJ_TEXT("Frame Level parse failed.");
+        reportJpegError(report_text::kImageExceedsThePixelLimit);
+        return report_text::kFrameLevelParseFailed;
     }
     computeGeometry(sd);
     context->params = params;
     fillContext(context, sd);
-    if (!openStandardStream(context, sd)) return KJ_TEXT("standard-mode plane allocation failed.");
+    if (!openStandardStream(context, sd)) return report_text::kStandardModePlaneAllocationFailed;
     // A frame streamed from its one scan knows now whether the data ends
     // without EOI; data cut inside the scan shows as the bands reach it.
     if (sd->stream && !standardStreamFromCoefficients(sd) && nextPlausibleMarker(sd, sd->position) >= sd->length &&
         !noteStandardDamage(sd, JPEG_DAMAGE_TRUNCATED))
-        return KJ_TEXT("Frame Level parse failed.");
+        return report_text::kFrameLevelParseFailed;
     // Interleaved sequential frames need no planes; other banded frames keep
     // their coefficients; the rest are rendered into sample planes.
     if (!sd->stream || standardStreamFromCoefficients(sd))

@@ -224,11 +224,11 @@ bool latchQuantTables(StandardDecode* sd) {
 
 bool standardScanTablesReady(StandardDecode* sd) {
     if (!scanTablesDefined(sd, passOf(sd))) {
-        reportJpegError(KJ_TEXT("Huffman table missing for the scan"));
+        reportJpegError(report_text::kHuffmanTableMissingForTheScan);
         return false;
     }
     if (!latchQuantTables(sd)) {
-        reportJpegError(KJ_TEXT("quantization table missing for the scan"));
+        reportJpegError(report_text::kQuantizationTableMissingForTheScan);
         return false;
     }
     return true;
