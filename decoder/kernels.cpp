@@ -1,8 +1,6 @@
 // Chooses the decoder's inner loops once per process, by processor.
 #include "decoder/kernels.h"
 
-#include <atomic>
-
 #include "decoder/colour_tables.h"
 #include "decoder/inverse_dct.h"
 #include "decoder/mcu_decode.h"
@@ -52,49 +50,21 @@ const DecoderKernels kNeon = {
     greyBlockScalar, &kQuickProgressive};
 #endif
 
-const DecoderKernels& bestForProcessor() {
-    switch (bestSimdLevel()) {
 #if KELJPEG_X86_KERNELS
-        case SimdLevel::Avx2: return kAvx2;
-        case SimdLevel::Sse2: return kSse2;
+const KernelSets<DecoderKernels> kSets = {&kScalar, &kSse2, &kAvx2, nullptr, {nullptr}};
+#elif KELJPEG_NEON_KERNELS
+const KernelSets<DecoderKernels> kSets = {&kScalar, nullptr, nullptr, &kNeon, {nullptr}};
+#else
+const KernelSets<DecoderKernels> kSets = {&kScalar, nullptr, nullptr, nullptr, {nullptr}};
 #endif
-#if KELJPEG_NEON_KERNELS
-        case SimdLevel::Neon: return kNeon;
-#endif
-        default: return kScalar;
-    }
-}
-
-// Written once at start-up (or by the test switch), read for every MCU row.
-std::atomic<const DecoderKernels*> chosen{nullptr};
 
 }  // namespace
 
-const DecoderKernels& decoderKernels() {
-    const DecoderKernels* kernels = chosen.load(std::memory_order_acquire);
-    if (!kernels) {
-        kernels = scalarKernelsRequested() ? &kScalar : &bestForProcessor();
-        chosen.store(kernels, std::memory_order_release);
-    }
-    return *kernels;
-}
+const DecoderKernels& decoderKernels() { return chosenSet(kSets); }
 
-std::vector<const DecoderKernels*> runnableDecoderKernels() {
-    std::vector<const DecoderKernels*> sets = {&kScalar};
-#if KELJPEG_X86_KERNELS
-    const SimdLevel level = bestSimdLevel();
-    if (level == SimdLevel::Sse2 || level == SimdLevel::Avx2) sets.push_back(&kSse2);
-    if (level == SimdLevel::Avx2) sets.push_back(&kAvx2);
-#endif
-#if KELJPEG_NEON_KERNELS
-    if (bestSimdLevel() == SimdLevel::Neon) sets.push_back(&kNeon);
-#endif
-    return sets;
-}
+std::vector<const DecoderKernels*> runnableDecoderKernels() { return runnableSets(kSets); }
 
-void forceScalarKernels(bool scalar) {
-    chosen.store(scalar ? &kScalar : &bestForProcessor(), std::memory_order_release);
-}
+void forceScalarKernels(bool scalar) { forcePlainSet(kSets, scalar); }
 
 void inverseDctClampScalar(int16_t* block) {
     inverseDct8x8(block);

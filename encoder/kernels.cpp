@@ -3,7 +3,6 @@
 #include "encoder/kernels.h"
 
 #include <array>
-#include <atomic>
 #include <cstring>
 
 #include "encoder/block_coder.h"
@@ -27,20 +26,13 @@ const EncoderKernels kNeon = {"neon",          codeMcuBlocksQuick,         trans
                               yccPixels16Neon, yccEven16Neon, luma16Neon,            levelShiftBlockNeon};
 #endif
 
-const EncoderKernels& bestForProcessor() {
-    switch (bestSimdLevel()) {
 #if KELJPEG_X86_KERNELS
-        case SimdLevel::Avx2: return kAvx2;
-        case SimdLevel::Sse2: return kSse2;
+const KernelSets<EncoderKernels> kSets = {&kScalar, &kSse2, &kAvx2, nullptr, {nullptr}};
+#elif KELJPEG_NEON_KERNELS
+const KernelSets<EncoderKernels> kSets = {&kScalar, nullptr, nullptr, &kNeon, {nullptr}};
+#else
+const KernelSets<EncoderKernels> kSets = {&kScalar, nullptr, nullptr, nullptr, {nullptr}};
 #endif
-#if KELJPEG_NEON_KERNELS
-        case SimdLevel::Neon: return kNeon;
-#endif
-        default: return kScalar;
-    }
-}
-
-std::atomic<const EncoderKernels*> chosen{nullptr};
 
 // For each nibble of a column-order mask (bits 4i..4i+3) and each of its
 // 16 values, the same coefficients' bits in zig-zag order.
@@ -66,31 +58,11 @@ inline void yccInto(const uint8_t* bgr, int16_t* y, int16_t* cb, int16_t* cr) {
 
 }  // namespace
 
-const EncoderKernels& encoderKernels() {
-    const EncoderKernels* kernels = chosen.load(std::memory_order_acquire);
-    if (!kernels) {
-        kernels = scalarKernelsRequested() ? &kScalar : &bestForProcessor();
-        chosen.store(kernels, std::memory_order_release);
-    }
-    return *kernels;
-}
+const EncoderKernels& encoderKernels() { return chosenSet(kSets); }
 
-std::vector<const EncoderKernels*> runnableEncoderKernels() {
-    std::vector<const EncoderKernels*> sets = {&kScalar};
-#if KELJPEG_X86_KERNELS
-    const SimdLevel level = bestSimdLevel();
-    if (level == SimdLevel::Sse2 || level == SimdLevel::Avx2) sets.push_back(&kSse2);
-    if (level == SimdLevel::Avx2) sets.push_back(&kAvx2);
-#endif
-#if KELJPEG_NEON_KERNELS
-    if (bestSimdLevel() == SimdLevel::Neon) sets.push_back(&kNeon);
-#endif
-    return sets;
-}
+std::vector<const EncoderKernels*> runnableEncoderKernels() { return runnableSets(kSets); }
 
-void forceScalarEncoderKernels(bool scalar) {
-    chosen.store(scalar ? &kScalar : &bestForProcessor(), std::memory_order_release);
-}
+void forceScalarEncoderKernels(bool scalar) { forcePlainSet(kSets, scalar); }
 
 void prepareQuantPlan(const int32_t zigzagDivisors[64], QuantPlan& plan) {
     for (int k = 0; k < 64; ++k) {
