@@ -24,16 +24,6 @@ constexpr int kTolerance = 3;
 // A reading that loses its place or its colours is off by far more.
 constexpr int kMisread = 10;
 
-ImageRect makeRect(int32_t width, int32_t height, int32_t stride, int32_t bitsPerPixel, uint8_t* bits) {
-    ImageRect rect{};
-    rect.width = width;
-    rect.height = height;
-    rect.stride = stride;
-    rect.bitsPerPixel = bitsPerPixel;
-    rect.bits = bits;
-    return rect;
-}
-
 [[maybe_unused]] int channelsFor(const std::vector<uint8_t>& jpeg) {
     // The frame's component count: grey output for one component, colour otherwise.
     std::vector<size_t> offsets = markerOffsets(jpeg);
@@ -568,7 +558,7 @@ TEST(StandardModeProgressive, EarlyPassesAreSmoothedAndEqualTheFileCutThere) {
     ReportCapture quiet;
     for (size_t pass = 0; pass < scans.size(); ++pass) {
         Picture shown = full;
-        ImageRect rect = makeRect(full.width, full.height, full.width * 3, 24, shown.pixels.data());
+        ImageRect rect = {full.width, full.height, full.width * 3, 24, 0, 0, shown.pixels.data(), 0};
         ASSERT_EQ(jpegDecodeToRect(h, &rect, uint32_t(full.height)), full.height);
         Picture cut;
         if (pass + 1 < scans.size()) {
@@ -641,7 +631,7 @@ void expectLosslessExact(const LosslessCase& c, bool cutShort = false) {
     JpegHandle h = jpegDecodeProlog(nullptr, &params);
     ASSERT_NE(h, nullptr);
     std::vector<uint8_t> pixels(size_t(spec.width) * spec.height * count * bytes);
-    ImageRect rect = makeRect(spec.width, spec.height, spec.width * count * bytes, 8 * count * bytes, pixels.data());
+    ImageRect rect = {spec.width, spec.height, spec.width * count * bytes, 8 * count * bytes, 0, 0, pixels.data(), 0};
     EXPECT_EQ(jpegDecodeToRect(h, &rect, uint32_t(spec.height)), spec.height);
     EXPECT_EQ(jpegDecodeQueryDamage(h), cutShort ? JPEG_DAMAGE_TRUNCATED : 0);
     EXPECT_EQ(reports.reports().size(), cutShort ? 1u : 0u);
@@ -693,7 +683,7 @@ TEST(StandardModeLossless, DifferenceOf32768CarriesNoBits) {
     JpegHandle h = jpegDecodeProlog(nullptr, &params);
     ASSERT_NE(h, nullptr);
     std::vector<uint8_t> pixels(size_t(spec.width) * spec.height * 2);
-    ImageRect rect = makeRect(spec.width, spec.height, spec.width * 2, 16, pixels.data());
+    ImageRect rect = {spec.width, spec.height, spec.width * 2, 16, 0, 0, pixels.data(), 0};
     int32_t rows = jpegDecodeToRect(h, &rect, uint32_t(spec.height));
     (void)jpegDecodeEpilog(h);
     bool exact = rows == spec.height;
