@@ -174,12 +174,8 @@ TEST(StandardMode, FilesTheLegacyReadingMisreadsOrRefusesMatchThePeer) {
     }
 }
 
-TEST(StandardModeSequential, SixteenBitTablesFillBytesAndHeightFromDnl) {
-    PeerSpec coarse = colour({{2, 2}, {1, 1}, {1, 1}});
-    coarse.quality = 3;
-    coarse.baseline = false;  // entries above 255: 16-bit tables, extended frame
-    EXPECT_LE(standardDifference(encoded(coarse)), kTolerance);
-
+// 16-bit tables in an extended frame are pinned by the manifest's q3 file.
+TEST(StandardModeSequential, FillBytesAndHeightFromDnl) {
     PeerSpec restarting = colour({{2, 1}, {1, 1}, {1, 1}}, 3);
     restarting.restartRows = 1;
     const std::vector<uint8_t> plain = encoded(restarting);
