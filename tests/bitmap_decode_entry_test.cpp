@@ -10,6 +10,8 @@
 
 using namespace bitmap_testing;
 using decoder_testing::MiniComponent;
+using decoder_testing::decodeWhole;  // top-down: where each row must land in the bitmap
+using decoder_testing::MemoryDecode;
 using decoder_testing::MiniJpeg;
 
 namespace {
@@ -32,19 +34,7 @@ std::vector<uint8_t> stream(uint16_t width, uint16_t height, const std::vector<M
     return decoder_testing::buildMiniJpeg(picture(width, height, components));
 }
 
-// The same stream decoded top-down into a tight rectangle: the oracle for
-// where each row must land in the bitmap.
-std::vector<uint8_t> decodeTopDown(const std::vector<uint8_t>& stream, int bytesPerPixel, uint16_t extraOptions = 0) {
-    OpenDecode d(stream);
-    std::vector<uint8_t> pixels(size_t{d.params.width} * d.params.height * bytesPerPixel);
-    ImageRect rect{d.params.width, d.params.height, d.params.width * bytesPerPixel, 8 * bytesPerPixel, 0, 0,
-                   pixels.data(), 0};
-    d.handle->options |= extraOptions;
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, d.params.height), d.params.height);
-    return pixels;
-}
-
-int32_t toBitmap(OpenDecode& d, uint32_t lines, Bitmap& bmp, int scale = JPEG_SCALE_FULL) {
+int32_t toBitmap(MemoryDecode& d, uint32_t lines, Bitmap& bmp, int scale = JPEG_SCALE_FULL) {
     return jpegDecodeScaleOutputToWinDIBits(d.handle, lines, bmp.bits.data(), bmp.header.get(), scale);
 }
 
@@ -58,7 +48,7 @@ TEST(DecodeToDibEntry, HeaderQueryDescribesTheOutputAndConvertsTheDensity) {
         layout.extraSegments = {0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F', 0, 1, 1, c.units,
                                 static_cast<uint8_t>(c.density >> 8), static_cast<uint8_t>(c.density),
                                 static_cast<uint8_t>(y >> 8), static_cast<uint8_t>(y), 0, 0};
-        OpenDecode d(decoder_testing::buildMiniJpeg(layout));
+        MemoryDecode d(decoder_testing::buildMiniJpeg(layout));
         DibHeader header(24);
         std::memset(header.get(), 0x55, sizeof(BITMAPINFOHEADER));
         header.get()->biBitCount = 24;
@@ -71,7 +61,7 @@ TEST(DecodeToDibEntry, HeaderQueryDescribesTheOutputAndConvertsTheDensity) {
         EXPECT_EQ(header.block[40], 0) << "no palette for 24 bits";
     }
     // Eight bits: the 202-entry dither palette, the rest of the table left alone.
-    OpenDecode d(stream(8, 8, kGrey));
+    MemoryDecode d(stream(8, 8, kGrey));
     DibHeader header(8);
     for (size_t i = 0; i < 256; ++i) header.setEntry(i, 1, 2, 3);
     EXPECT_EQ(jpegDecodeScaleOutputToWinDIBits(d.handle, 8, nullptr, header.get(), JPEG_SCALE_FULL), 0);
@@ -84,8 +74,8 @@ TEST(DecodeToDibEntry, HeaderQueryDescribesTheOutputAndConvertsTheDensity) {
 
 TEST(DecodeToDibEntry, ColourIntoEightBitsDithersRawSamplesAndRestoresTheOptions) {
     std::vector<uint8_t> s = stream(9, 8, kColour);
-    std::vector<uint8_t> raw = decodeTopDown(s, 3, JPEG_OPT_RAW_COMPONENTS);
-    OpenDecode d(s);
+    std::vector<uint8_t> raw = decodeWhole(s, JPEG_SCALE_FULL, JPEG_OPT_RAW_COMPONENTS);
+    MemoryDecode d(s);
     DibHeader query(8);
     ASSERT_EQ(jpegDecodeScaleOutputToWinDIBits(d.handle, 8, nullptr, query.get(), JPEG_SCALE_FULL), 0);
     const uint16_t optionsBefore = d.handle->options;
@@ -105,7 +95,7 @@ TEST(DecodeToDibEntry, ColourIntoEightBitsDithersRawSamplesAndRestoresTheOptions
 
     // Raw samples cannot be produced at a reduced size: nothing is delivered,
     // and the options are restored on that path too.
-    OpenDecode scaled(s);
+    MemoryDecode scaled(s);
     Bitmap small(8, 2, 1, 4);
     EXPECT_EQ(toBitmap(scaled, 1, small, JPEG_SCALE_1_4), 0);
     EXPECT_EQ(scaled.handle->options & JPEG_OPT_RAW_COMPONENTS, 0);
@@ -117,10 +107,10 @@ TEST(DecodeToDibEntry, EveryDepthGetsTheDirectDecodesRowsBottomUp) {
     // than the image: it keeps its own row length and the rest of each row.
     for (bool isColour : {false, true}) {
         std::vector<uint8_t> s = stream(10, 8, isColour ? kColour : kGrey);
-        std::vector<uint8_t> direct = decodeTopDown(s, isColour ? 3 : 1);
+        std::vector<uint8_t> direct = decodeWhole(s);
         for (int bitCount : {8, 16, 24, 32}) {
             if (bitCount == 8 && isColour) continue;  // dithered: below
-            OpenDecode d(s);
+            MemoryDecode d(s);
             const size_t step = (13 * bitCount / 8 + 3) & ~3u;
             Bitmap bmp(bitCount, 13, 8, step * 8);
             ASSERT_EQ(toBitmap(d, 8, bmp), 8);
@@ -149,7 +139,7 @@ TEST(DecodeToDibEntry, EveryDepthGetsTheDirectDecodesRowsBottomUp) {
 TEST(DecodeToDibEntry, RefusalsAndMisuseWriteNothing) {
     for (auto components : {std::vector<MiniComponent>{{1, 0x11}, {2, 0x11}},
                             std::vector<MiniComponent>{{1, 0x11}, {2, 0x11}, {3, 0x11}, {4, 0x11}}}) {
-        OpenDecode d(stream(8, 8, components));
+        MemoryDecode d(stream(8, 8, components));
         ASSERT_NE(d.handle, nullptr);
         DibHeader query(24);
         std::memset(query.get(), 0x55, 40);
@@ -161,7 +151,7 @@ TEST(DecodeToDibEntry, RefusalsAndMisuseWriteNothing) {
     }
     Bitmap bmp(24, 8, 8, 24 * 8);
     EXPECT_EQ(jpegDecodeScaleOutputToWinDIBits(nullptr, 8, bmp.bits.data(), bmp.header.get(), JPEG_SCALE_FULL), 0);
-    OpenDecode d(stream(8, 8, kColour));
+    MemoryDecode d(stream(8, 8, kColour));
     EXPECT_EQ(toBitmap(d, 0, bmp), 0);
     EXPECT_EQ(jpegDecodeScaleOutputToWinDIBits(d.handle, 8, bmp.bits.data(), nullptr, JPEG_SCALE_FULL), 0);
     EXPECT_TRUE(bmp.untouchedFrom(0, bmp.bits.size()));
@@ -174,10 +164,10 @@ TEST(DecodeToDibEntry, RefusalsAndMisuseWriteNothing) {
 
 TEST(DecodeToDibEntry, NeverWritesOutsideTheBitmapTheHeaderDescribes) {
     std::vector<uint8_t> s = stream(8, 16, kGrey);
-    std::vector<uint8_t> grey = decodeTopDown(s, 1);
+    std::vector<uint8_t> grey = decodeWhole(s);
     // More lines than the bitmap has rows: only the bitmap's rows are written,
     // each with the row the direct view would have put there.
-    OpenDecode d(s);
+    MemoryDecode d(s);
     Bitmap bmp(8, 8, 10, 8 * 12);
     ASSERT_EQ(toBitmap(d, 16, bmp), 16);
     for (int r = 0; r < 10; ++r) EXPECT_EQ(0, std::memcmp(&bmp.bits[8 * r], &grey[(15 - r) * 8], 8)) << r;
@@ -187,7 +177,7 @@ TEST(DecodeToDibEntry, NeverWritesOutsideTheBitmapTheHeaderDescribes) {
     // must not run below the bitmap's first row.
     MiniJpeg dnl = picture(8, 16, kGrey);
     dnl.heightInDnl = true;
-    OpenDecode withDnl(decoder_testing::buildMiniJpeg(dnl));
+    MemoryDecode withDnl(decoder_testing::buildMiniJpeg(dnl));
     ASSERT_NE(withDnl.handle, nullptr);
     Bitmap storage(8, 8, 5, 8 * 20);
     uint8_t* bits = storage.bits.data() + 8 * 10;  // rows 10..14 of the storage

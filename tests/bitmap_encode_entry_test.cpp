@@ -135,19 +135,9 @@ TEST(EncodeFromDibEntry, RefusedBitmapsAndMisuseEncodeNothing) {
     EXPECT_EQ(jpegEncodeFromWinDIB(), 0);
 }
 
-TEST(EncodeFromTwainEntry, TransferEncodesLikeItsBlueGreenRedRectangle) {
-    for (uint16_t width : {1, 7, 16}) {  // odd widths: rows padded to even length
-        const uint16_t height = 9;
-        size_t row = (3 * width + 1) & ~size_t{1};
-        Bytes transfer = rows(width, height, row, 3, false, [](int x, int y, uint8_t* p) {
-            colourAt(x, y, p);
-            std::swap(p[0], p[2]);
-        });
-        Bytes viaTwain = encodeWith(width, height, 3, k420, [&](JpegHandle h) {
-            EXPECT_EQ(jpegEncodeFromWinTWAIN(h, transfer.data(), width, height), height);
-        });
-        EXPECT_EQ(viaTwain, encodeRect(width, height, 3, k420, colourAt)) << width;
-    }
+// The transfer's rows are converted by the TWAIN converter (its own tests)
+// and the manifest pins the bytes of a TWAIN encode with padded rows.
+TEST(EncodeFromTwainEntry, AnEmptyTransferIsReported) {
     ReportCapture capture;
     const uint8_t empty[4] = {};
     encodeWith(8, 8, 3, k444, [&](JpegHandle h) { EXPECT_EQ(jpegEncodeFromWinTWAIN(h, empty, 0, 8), 0u); });

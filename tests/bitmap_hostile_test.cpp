@@ -69,7 +69,7 @@ TEST(HostileBitmaps, DecodeEntryStaysInsideTheDescribedBitmap) {
     const std::vector<uint8_t>* streams[] = {&colour, &grey, &dnl};
     Random random;
     for (int round = 0; round < 400; ++round) {
-        OpenDecode d(*streams[round % 3]);
+        decoder_testing::MemoryDecode d(*streams[round % 3]);
         ASSERT_NE(d.handle, nullptr);
         DibHeader header(random.pick(kDepths), random.between(-30, 30), random.between(-20, 20));
         if (round % 7 == 0) {

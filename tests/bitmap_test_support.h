@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 #include <vector>
 
 #include "KelJPEG.h"
@@ -83,24 +82,6 @@ struct Bitmap {
     bool untouchedFrom(size_t begin, size_t end) const {
         return std::all_of(bits.begin() + begin, bits.begin() + end, [](uint8_t b) { return b == kUntouched; });
     }
-};
-
-// A decode over a memory stream, closed on destruction.
-struct OpenDecode {
-    std::vector<uint8_t> stream;
-    JpegDecodeParams params{};
-    JpegHandle handle = nullptr;
-    explicit OpenDecode(std::vector<uint8_t> bytes) : stream(std::move(bytes)) {
-        params.options = JPEG_OPT_MEMORY;
-        params.data = stream.data();
-        params.dataLength = static_cast<uint32_t>(stream.size());
-        handle = jpegDecodeProlog(nullptr, &params);
-    }
-    ~OpenDecode() {
-        if (handle) jpegDecodeEpilog(handle);
-    }
-    OpenDecode(const OpenDecode&) = delete;
-    OpenDecode& operator=(const OpenDecode&) = delete;
 };
 
 }  // namespace bitmap_testing

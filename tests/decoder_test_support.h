@@ -185,6 +185,109 @@ inline std::vector<uint8_t> buildMiniJpeg(const MiniJpeg& spec) {
 
 // ---- Lossless streams ----
 
+struct LosslessSpec {
+    int width = 19, height = 13, precision = 8, predictor = 1, pointTransform = 0, restartInterval = 0;
+    std::vector<uint8_t> sampling;  // H*16+V per component
+    // The legacy reading takes 16 bits after category 16 as the difference
+    // itself; standard mode takes none, the category alone meaning 32768.
+    bool bitsAfter32768 = false;
+};
+
+// Component planes (already point-transformed, padded to whole MCUs) in,
+// file out. Categories 0..16 get codes of lengths 3..9 from one table.
+// Predictors other than 1..7 are written as given, for failure tests.
+inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::vector<std::vector<int32_t>>& planes) {
+    const int count = int(spec.sampling.size());
+    int maxH = 1, maxV = 1;
+    for (uint8_t s : spec.sampling) {
+        maxH = std::max(maxH, s >> 4);
+        maxV = std::max(maxV, s & 15);
+    }
+    const uint8_t counts[16] = {0, 0, 6, 0, 7, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0};  // 17 codes, none all ones
+    uint32_t codes[17];
+    int lengths[17];
+    for (uint32_t length = 1, symbol = 0, code = 0; length <= 16; ++length, code <<= 1)
+        for (int i = 0; i < counts[length - 1]; ++i, ++symbol) {
+            codes[symbol] = code++;
+            lengths[symbol] = int(length);
+        }
+    std::vector<uint8_t> out = {0xFF, 0xD8};
+    std::vector<uint8_t> sof = {uint8_t(spec.precision)};
+    put16(sof, uint32_t(spec.height));
+    put16(sof, uint32_t(spec.width));
+    sof.push_back(uint8_t(count));
+    for (int c = 0; c < count; ++c) sof.insert(sof.end(), {uint8_t(c + 1), spec.sampling[size_t(c)], 0});
+    putSegment(out, 0xC3, sof);
+    std::vector<uint8_t> dht(counts, counts + 16);
+    dht.insert(dht.begin(), 0x00);
+    for (int s = 0; s <= 16; ++s) dht.push_back(uint8_t(s));
+    putSegment(out, 0xC4, dht);
+    if (spec.restartInterval) putSegment(out, 0xDD, {uint8_t(spec.restartInterval >> 8), uint8_t(spec.restartInterval)});
+    std::vector<uint8_t> sos = {uint8_t(count)};
+    for (int c = 0; c < count; ++c) sos.insert(sos.end(), {uint8_t(c + 1), 0x00});
+    sos.insert(sos.end(), {uint8_t(spec.predictor), 0, uint8_t(spec.pointTransform)});
+    putSegment(out, 0xDA, sos);
+
+    // A scan of one component codes one sample per MCU, in the component's raster order.
+    const bool single = count == 1;
+    const int planeAcross = (spec.width + maxH - 1) / maxH;
+    const int mcusAcross = single ? spec.width : planeAcross, mcusDown = single ? spec.height : (spec.height + maxV - 1) / maxV;
+    std::vector<int> firstRow(static_cast<size_t>(count), 0);
+    const int32_t mid = 1 << (spec.precision - spec.pointTransform - 1);
+    BitWriter bits;
+    int restartNumber = 0;
+    for (int m = 0; m < mcusAcross * mcusDown; ++m) {
+        const int mx = m % mcusAcross, my = m / mcusAcross;
+        if (spec.restartInterval && m && m % spec.restartInterval == 0) {
+            bits.align();
+            bits.bytes().insert(bits.bytes().end(), {0xFF, uint8_t(0xD0 + (restartNumber++ & 7))});
+            for (int c = 0; c < count; ++c) firstRow[size_t(c)] = single ? my : my * (spec.sampling[size_t(c)] & 15);
+        }
+        for (int c = 0; c < count; ++c) {
+            const int h = single ? 1 : spec.sampling[size_t(c)] >> 4, v = single ? 1 : spec.sampling[size_t(c)] & 15;
+            const int w = planeAcross * (spec.sampling[size_t(c)] >> 4);
+            const std::vector<int32_t>& p = planes[size_t(c)];
+            auto at = [&](int xx, int yy) { return p[size_t(yy) * size_t(w) + size_t(xx)]; };
+            for (int vy = 0; vy < v; ++vy)
+                for (int hx = 0; hx < h; ++hx) {
+                    const int x = mx * h + hx, y = my * v + vy;
+                    int32_t px;
+                    if (y == firstRow[size_t(c)]) px = x == 0 ? mid : at(x - 1, y);
+                    else if (x == 0) px = at(0, y - 1);
+                    else {
+                        const int32_t ra = at(x - 1, y), rb = at(x, y - 1), rc = at(x - 1, y - 1);
+                        switch (spec.predictor) {
+                            case 1: px = ra; break;
+                            case 2: px = rb; break;
+                            case 3: px = rc; break;
+                            case 4: px = ra + rb - rc; break;
+                            case 5: px = ra + ((rb - rc) >> 1); break;
+                            case 6: px = rb + ((ra - rc) >> 1); break;
+                            default: px = (ra + rb) >> 1; break;
+                        }
+                    }
+                    int32_t d = (at(x, y) - px) & 0xFFFF;
+                    if (d >= 0x8000) d -= 0x10000;
+                    if (d == -32768) {
+                        bits.put(codes[16], lengths[16]);
+                        if (spec.bitsAfter32768) bits.put(0x8000, 16);
+                        continue;
+                    }
+                    const uint32_t magnitude = uint32_t(d < 0 ? -d : d);
+                    int category = 0;
+                    while ((magnitude >> category) != 0) ++category;
+                    bits.put(codes[category], lengths[category]);
+                    if (category) bits.put(uint32_t(d < 0 ? d - 1 : d) & ((1u << category) - 1), category);
+                }
+        }
+    }
+    bits.align();
+    out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
+    out.insert(out.end(), {0xFF, 0xD9});
+    return out;
+}
+
+// A picture of interleaved samples, every component sampled 1x1.
 struct LosslessImage {
     int width = 0;
     int height = 0;
@@ -194,77 +297,24 @@ struct LosslessImage {
 };
 
 struct LosslessOptions {
-    int predictor = 1;    // 1..7 (0 and others are written as given, for failure tests)
+    int predictor = 1;
     int pointTransform = 0;
 };
 
-// Difference categories 0..16: the DC luminance code lengths of the usual
-// tables, extended by one longer code per category up to 16. The all-ones
-// code of length 14 stays unused.
-constexpr uint8_t kCategoryCodeCounts[16] = {0, 1, 5, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0};
-
-inline int32_t predict(int predictor, int32_t ra, int32_t rb, int32_t rc) {
-    switch (predictor) {
-        case 1: return ra;
-        case 2: return rb;
-        case 3: return rc;
-        case 4: return ra + rb - rc;
-        case 5: return ra + ((rb - rc) >> 1);
-        case 6: return rb + ((ra - rc) >> 1);
-        case 7: return (ra + rb) >> 1;
-        default: return 0;
-    }
-}
-
-// The whole file, SOI to EOI, every component sampled 1x1. Differences are
-// taken modulo 2^16 and read back as signed.
+// The whole file as the legacy reading takes it.
 inline std::vector<uint8_t> encodeLossless(const LosslessImage& img, const LosslessOptions& opt = {}) {
-    std::vector<uint8_t> out = {0xFF, 0xD8}, sof = {static_cast<uint8_t>(img.precision)}, dht = {0x00},
-                         sos = {static_cast<uint8_t>(img.components)};
-    put16(sof, static_cast<uint32_t>(img.height));
-    put16(sof, static_cast<uint32_t>(img.width));
-    sof.push_back(static_cast<uint8_t>(img.components));
-    for (int c = 0; c < img.components; ++c) {
-        sof.insert(sof.end(), {static_cast<uint8_t>(c + 1), 0x11, 0});
-        sos.insert(sos.end(), {static_cast<uint8_t>(c + 1), 0x00});
-    }
-    dht.insert(dht.end(), std::begin(kCategoryCodeCounts), std::end(kCategoryCodeCounts));
-    for (int s = 0; s <= 16; ++s) dht.push_back(static_cast<uint8_t>(s));
-    sos.insert(sos.end(), {static_cast<uint8_t>(opt.predictor), 0, static_cast<uint8_t>(opt.pointTransform)});
-    putSegment(out, 0xC3, sof);
-    putSegment(out, 0xC4, dht);
-    putSegment(out, 0xDA, sos);
-
-    uint16_t codes[17] = {}, lengths[17] = {};
-    for (uint32_t length = 1, symbol = 0, code = 0; length <= 16; ++length, code <<= 1)
-        for (int i = 0; i < kCategoryCodeCounts[length - 1]; ++i, ++symbol) {
-            codes[symbol] = static_cast<uint16_t>(code++);
-            lengths[symbol] = static_cast<uint16_t>(length);
-        }
-    auto at = [&](int x, int y, int c) {
-        return static_cast<int32_t>(img.samples[(static_cast<size_t>(y) * img.width + x) * img.components + c] >> opt.pointTransform);
-    };
-    BitWriter bits;
-    for (int y = 0; y < img.height; ++y)
-        for (int x = 0; x < img.width; ++x)
-            for (int c = 0; c < img.components; ++c) {
-                int32_t px = y == 0 ? (x == 0 ? 1 << (img.precision - opt.pointTransform - 1) : at(x - 1, 0, c))
-                             : x == 0 ? at(0, y - 1, c)
-                                      : predict(opt.predictor, at(x - 1, y, c), at(x, y - 1, c), at(x - 1, y - 1, c));
-                int32_t d = (at(x, y, c) - px) & 0xFFFF;
-                d = d >= 0x8000 ? d - 0x10000 : d;
-                int category = 0;
-                while (category < 16 && ((d < 0 ? -d : d) >> category) != 0) ++category;
-                bits.put(codes[category], lengths[category]);
-                // The decoder reads 16 value bits after category 16 and takes them as the
-                // difference itself, so 32768 travels as the bits 0x8000.
-                if (category == 16) bits.put(0x8000, 16);
-                else if (category > 0) bits.put(static_cast<uint32_t>(d < 0 ? d - 1 : d) & ((1u << category) - 1), category);
-            }
-    bits.align();
-    out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
-    out.insert(out.end(), {0xFF, 0xD9});
-    return out;
+    LosslessSpec spec;
+    spec.width = img.width;
+    spec.height = img.height;
+    spec.precision = img.precision;
+    spec.predictor = opt.predictor;
+    spec.pointTransform = opt.pointTransform;
+    spec.sampling.assign(size_t(img.components), 0x11);
+    spec.bitsAfter32768 = true;
+    std::vector<std::vector<int32_t>> planes(size_t(img.components));
+    for (size_t i = 0; i < img.samples.size(); ++i)
+        planes[i % size_t(img.components)].push_back(img.samples[i] >> opt.pointTransform);
+    return writeLossless(spec, planes);
 }
 
 // ---- Peer-made streams ----

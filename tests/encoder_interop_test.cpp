@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "decoder_test_support.h"
 #include "encoder_test_support.h"
 
 #if defined(KELJPEG_HAVE_TURBOJPEG)
@@ -50,23 +51,6 @@ Decoded peerDecode(const std::vector<uint8_t>& stream, uint32_t components, bool
 Decoded peerDecode(const std::vector<uint8_t>&, uint32_t, bool = false) { return {}; }
 #define REQUIRE_PEER() GTEST_SKIP() << "libjpeg-turbo (turbojpeg.h) not available"
 #endif
-
-Decoded ownDecode(const std::vector<uint8_t>& stream, uint32_t components) {
-    Decoded d;
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_MEMORY;
-    params.data = stream.data();
-    params.dataLength = static_cast<uint32_t>(stream.size());
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    if (!h) return d;
-    TestImage out{params.width, params.height, components, {}};
-    out.pixels.resize(size_t{out.width} * out.height * components);
-    ImageRect rect = rectOf(out);
-    d.ok = jpegDecodeToRect(h, &rect, out.height) == static_cast<int32_t>(out.height);
-    d.ok = jpegDecodeEpilog(h) == 0 && d.ok;
-    d.pixels = std::move(out.pixels);
-    return d;
-}
 
 std::string describe(uint32_t components, uint32_t luma) {
     const char* name = luma == 0x11 ? "4:4:4" : luma == 0x21 ? "4:2:2" : luma == 0x12 ? "4:4:0" : "4:2:0";
@@ -140,17 +124,16 @@ TEST(EncoderInterop, OwnDecoderReadsOurStreams) {
             JpegEncodeParams p = paramsFor(image, components == 1 ? luma : colourSampling(luma), 75);
             p.restartInterval = 5;
             std::vector<uint8_t> stream = encodeImage(image, p);
-            Decoded own = ownDecode(stream, components);
-            ASSERT_TRUE(own.ok) << describe(components, luma);
-            EXPECT_GT(psnr(own.pixels, image.pixels), minimumPsnr(75, luma, components) - 1.0)
-                << describe(components, luma);
+            const std::vector<uint8_t> own = decoder_testing::decodeWhole(stream);
+            ASSERT_FALSE(own.empty()) << describe(components, luma);
+            EXPECT_GT(psnr(own, image.pixels), minimumPsnr(75, luma, components) - 1.0) << describe(components, luma);
 #if defined(KELJPEG_HAVE_TURBOJPEG)
             // Both decoders see the same coefficients, restart markers
             // included; they differ only in IDCT rounding and chroma upsampling.
             if (components == 1 && luma != 0x11) continue;  // the peer misreads those
             Decoded peer = peerDecode(stream, components);
             ASSERT_TRUE(peer.ok);
-            EXPECT_GT(psnr(own.pixels, peer.pixels), luma == 0x11 ? 40.0 : 30.0) << describe(components, luma);
+            EXPECT_GT(psnr(own, peer.pixels), luma == 0x11 ? 40.0 : 30.0) << describe(components, luma);
 #endif
         }
 }

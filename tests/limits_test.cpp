@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "KelJPEG.h"
+#include "decoder_test_support.h"
 #include "flat_stream.h"
 #include "test_support.h"
 
@@ -13,31 +14,14 @@ namespace {
 
 using flat_stream::flatGreyStream;
 
-class Decode {
-public:
-    explicit Decode(const std::vector<uint8_t>& stream) : stream_(stream) {
-        params.options = JPEG_OPT_MEMORY;
-        params.data = stream_.data();
-        params.dataLength = static_cast<uint32_t>(stream_.size());
-        handle = jpegDecodeProlog(nullptr, &params);
-    }
-    ~Decode() {
-        if (handle) jpegDecodeEpilog(handle);
-    }
-    Decode(const Decode&) = delete;
-    Decode& operator=(const Decode&) = delete;
-    // Rows delivered by one call for the whole picture (grey, 8 bits).
-    int32_t decodeAll() {
-        std::vector<uint8_t> pixels(static_cast<size_t>(params.width) * params.height + 16 * params.width);
-        ImageRect rect{params.width, params.height, params.width, 8, 0, 0, pixels.data(), 0};
-        return jpegDecodeToRect(handle, &rect, params.height);
-    }
-    JpegDecodeParams params{};
-    JpegHandle handle = nullptr;
+using Decode = decoder_testing::MemoryDecode;
 
-private:
-    std::vector<uint8_t> stream_;
-};
+// Rows delivered by one call for the whole picture (grey, 8 bits).
+int32_t decodeAll(Decode& d) {
+    std::vector<uint8_t> pixels(static_cast<size_t>(d.params.width) * d.params.height + 16 * d.params.width);
+    ImageRect rect{d.params.width, d.params.height, d.params.width, 8, 0, 0, pixels.data(), 0};
+    return jpegDecodeToRect(d.handle, &rect, d.params.height);
+}
 
 // Restores the default limits when a test ends, whatever it set.
 struct LimitsGuard {
@@ -93,7 +77,7 @@ TEST(Limits, ScanLimitEndsAProgressiveFrameOfTooManyScans) {
     {
         Decode fine(flatGreyStream(0xC2, 16, 16, 40));
         ASSERT_NE(fine.handle, nullptr);
-        EXPECT_EQ(fine.decodeAll(), 16);
+        EXPECT_EQ(decodeAll(fine), 16);
         EXPECT_TRUE(reports.reports().empty());
     }
     JpegLimits limits = limitsWith(10, 0, 0);
@@ -101,7 +85,7 @@ TEST(Limits, ScanLimitEndsAProgressiveFrameOfTooManyScans) {
     {
         Decode bomb(flatGreyStream(0xC2, 16, 16, 40));
         ASSERT_NE(bomb.handle, nullptr);  // the first scan is within the limit
-        EXPECT_EQ(bomb.decodeAll(), 0);
+        EXPECT_EQ(decodeAll(bomb), 0);
         EXPECT_TRUE(reports.saw("too many scans"));
     }
     // The default stops a file of more scans than any valid frame has.
@@ -109,7 +93,7 @@ TEST(Limits, ScanLimitEndsAProgressiveFrameOfTooManyScans) {
     reports.clear();
     Decode bomb(flatGreyStream(0xC2, 8, 8, 4000));
     ASSERT_NE(bomb.handle, nullptr);
-    EXPECT_EQ(bomb.decodeAll(), 0);
+    EXPECT_EQ(decodeAll(bomb), 0);
     EXPECT_EQ(reports.texts(), std::vector<std::string>{"too many scans"});
 }
 
@@ -137,6 +121,6 @@ TEST(Limits, PixelAndMemoryLimitsFailTheProlog) {
     reports.clear();
     Decode small(flatGreyStream(0xC2, 640, 480, 1));
     ASSERT_NE(small.handle, nullptr);
-    EXPECT_EQ(small.decodeAll(), 480);
+    EXPECT_EQ(decodeAll(small), 480);
     EXPECT_TRUE(reports.reports().empty());
 }

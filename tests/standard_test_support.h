@@ -2,7 +2,7 @@
 // writes the files (any sampling, scan script, restart interval, colour space)
 // and decodes them with the accurate integer transform and plain replication,
 // our decoder in standard or legacy mode, stream surgery (fill bytes, DNL),
-// and a small lossless writer for what the peer cannot write.
+// and a writer of DC-only frames for what the peer cannot write.
 #pragma once
 
 #include <algorithm>
@@ -13,12 +13,18 @@
 #include <vector>
 
 #include "KelJPEG.h"
+#include "decoder_test_support.h"
 
 #if defined(KELJPEG_HAVE_LIBJPEG)
 #include <jpeglib.h>
 #endif
 
 namespace standard_test {
+
+using decoder_testing::BitWriter;
+using decoder_testing::putSegment;
+using decoder_testing::LosslessSpec;
+using decoder_testing::writeLossless;
 
 // A picture with smooth gradients, edges and fine texture, so that every
 // coefficient band carries data.
@@ -318,142 +324,6 @@ inline std::vector<uint8_t> withDnlHeight(const std::vector<uint8_t>& jpeg) {
     return out;
 }
 
-// ---- A lossless writer as the standard defines it ----
-
-struct LosslessSpec {
-    int width = 19, height = 13, precision = 8, predictor = 1, pointTransform = 0, restartInterval = 0;
-    std::vector<uint8_t> sampling;  // H*16+V per component
-};
-
-class Bits {
-public:
-    void put(uint32_t value, int count) {
-        for (int i = count - 1; i >= 0; --i) {
-            byte_ = uint8_t((byte_ << 1) | ((value >> i) & 1));
-            if (++filled_ == 8) flush();
-        }
-    }
-    void pad() {
-        while (filled_) put(1, 1);
-    }
-    std::vector<uint8_t> out;
-
-private:
-    void flush() {
-        out.push_back(byte_);
-        if (byte_ == 0xFF) out.push_back(0);
-        byte_ = 0;
-        filled_ = 0;
-    }
-    uint8_t byte_ = 0;
-    int filled_ = 0;
-};
-
-// Component planes (already point-transformed) in, file out. Categories 0..16
-// get codes of lengths 3..9 from one table; category 16 carries no bits.
-inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::vector<std::vector<int32_t>>& planes) {
-    const int count = int(spec.sampling.size());
-    int maxH = 1, maxV = 1;
-    for (uint8_t s : spec.sampling) {
-        maxH = std::max(maxH, s >> 4);
-        maxV = std::max(maxV, s & 15);
-    }
-    const uint8_t counts[16] = {0, 0, 6, 0, 7, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0};  // 17 codes, none all ones
-    uint32_t codes[17];
-    int lengths[17];
-    {
-        uint32_t code = 0;
-        int symbol = 0;
-        for (int length = 1; length <= 16; ++length) {
-            for (int i = 0; i < counts[length - 1]; ++i) {
-                codes[symbol] = code++;
-                lengths[symbol++] = length;
-            }
-            code <<= 1;
-        }
-    }
-    auto segment = [](std::vector<uint8_t>& out, uint8_t marker, const std::vector<uint8_t>& body) {
-        out.insert(out.end(), {0xFF, marker, uint8_t((body.size() + 2) >> 8), uint8_t(body.size() + 2)});
-        out.insert(out.end(), body.begin(), body.end());
-    };
-    std::vector<uint8_t> out = {0xFF, 0xD8};
-    std::vector<uint8_t> sof = {uint8_t(spec.precision), uint8_t(spec.height >> 8), uint8_t(spec.height),
-                                uint8_t(spec.width >> 8), uint8_t(spec.width), uint8_t(count)};
-    for (int c = 0; c < count; ++c) sof.insert(sof.end(), {uint8_t(c + 1), spec.sampling[size_t(c)], 0});
-    segment(out, 0xC3, sof);
-    std::vector<uint8_t> dht(counts, counts + 16);
-    dht.insert(dht.begin(), 0x00);
-    for (int s = 0; s <= 16; ++s) dht.push_back(uint8_t(s));
-    segment(out, 0xC4, dht);
-    if (spec.restartInterval) segment(out, 0xDD, {uint8_t(spec.restartInterval >> 8), uint8_t(spec.restartInterval)});
-    std::vector<uint8_t> sos = {uint8_t(count)};
-    for (int c = 0; c < count; ++c) sos.insert(sos.end(), {uint8_t(c + 1), 0x00});
-    sos.insert(sos.end(), {uint8_t(spec.predictor), 0, uint8_t(spec.pointTransform)});
-    segment(out, 0xDA, sos);
-
-    // A scan of one component codes one sample per MCU, in the component's raster order.
-    const bool single = count == 1;
-    const int planeAcross = (spec.width + maxH - 1) / maxH;
-    const int mcusAcross = single ? spec.width : planeAcross, mcusDown = single ? spec.height : (spec.height + maxV - 1) / maxV;
-    std::vector<int> widths(static_cast<size_t>(count), 0);
-    std::vector<int> firstRow(static_cast<size_t>(count), 0);
-    for (int c = 0; c < count; ++c) widths[size_t(c)] = planeAcross * (spec.sampling[size_t(c)] >> 4);
-    const int32_t mid = 1 << (spec.precision - spec.pointTransform - 1);
-    Bits bits;
-    int restartNumber = 0;
-    for (int m = 0; m < mcusAcross * mcusDown; ++m) {
-        const int mx = m % mcusAcross, my = m / mcusAcross;
-        if (spec.restartInterval && m && m % spec.restartInterval == 0) {
-            bits.pad();
-            bits.out.insert(bits.out.end(), {0xFF, uint8_t(0xD0 + (restartNumber++ & 7))});
-            for (int c = 0; c < count; ++c) firstRow[size_t(c)] = single ? my : my * (spec.sampling[size_t(c)] & 15);
-        }
-        for (int c = 0; c < count; ++c) {
-            const int h = single ? 1 : spec.sampling[size_t(c)] >> 4, v = single ? 1 : spec.sampling[size_t(c)] & 15;
-            const int w = widths[size_t(c)];
-            const std::vector<int32_t>& p = planes[size_t(c)];
-            for (int vy = 0; vy < v; ++vy)
-                for (int hx = 0; hx < h; ++hx) {
-                    const int x = mx * h + hx, y = my * v + vy;
-                    auto at = [&](int xx, int yy) { return p[size_t(yy) * size_t(w) + size_t(xx)]; };
-                    int32_t px;
-                    if (y == firstRow[size_t(c)]) px = x == 0 ? mid : at(x - 1, y);
-                    else if (x == 0) px = at(0, y - 1);
-                    else {
-                        int32_t ra = at(x - 1, y), rb = at(x, y - 1), rc = at(x - 1, y - 1);
-                        switch (spec.predictor) {
-                            case 1: px = ra; break;
-                            case 2: px = rb; break;
-                            case 3: px = rc; break;
-                            case 4: px = ra + rb - rc; break;
-                            case 5: px = ra + ((rb - rc) >> 1); break;
-                            case 6: px = rb + ((ra - rc) >> 1); break;
-                            default: px = (ra + rb) >> 1; break;
-                        }
-                    }
-                    int32_t d = (at(x, y) - px) & 0xFFFF;
-                    if (d >= 0x8000) d -= 0x10000;
-                    if (d == -32768) {
-                        bits.put(codes[16], lengths[16]);  // 32768: the category alone
-                        continue;
-                    }
-                    uint32_t magnitude = uint32_t(d < 0 ? -d : d);
-                    int category = 0;
-                    while ((magnitude >> category) != 0) ++category;
-                    bits.put(codes[category], lengths[category]);
-                    if (category) bits.put(uint32_t(d < 0 ? d - 1 : d) & ((1u << category) - 1), category);
-                }
-        }
-    }
-    bits.pad();
-    out.insert(out.end(), bits.out.begin(), bits.out.end());
-    out.insert(out.end(), {0xFF, 0xD9});
-    return out;
-}
-
-}  // namespace standard_test
-
-namespace standard_test {
 
 // ---- Sequential frames of flat blocks, written by hand ----
 // Each block carries only its DC term, so every sample is known exactly:
@@ -476,10 +346,6 @@ struct FlatFrame {
 };
 
 inline std::vector<uint8_t> writeFlatFrame(const FlatFrame& f) {
-    auto segment = [](std::vector<uint8_t>& out, uint8_t marker, const std::vector<uint8_t>& body) {
-        out.insert(out.end(), {0xFF, marker, uint8_t((body.size() + 2) >> 8), uint8_t(body.size() + 2)});
-        out.insert(out.end(), body.begin(), body.end());
-    };
     // DC categories 0..15 on lengths 4 and 5; the AC table holds end-of-block alone.
     const uint8_t dcCounts[16] = {0, 0, 0, 14, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     std::vector<uint8_t> out = {0xFF, 0xD8};
@@ -490,7 +356,7 @@ inline std::vector<uint8_t> writeFlatFrame(const FlatFrame& f) {
     dht.push_back(1);
     for (int i = 1; i < 16; ++i) dht.push_back(0);
     dht.push_back(0x00);
-    segment(out, 0xC4, dht);
+    putSegment(out, 0xC4, dht);
     const int count = int(f.components.size());
     int maxH = 1, maxV = 1;
     for (const FlatComponent& c : f.components) {
@@ -506,16 +372,16 @@ inline std::vector<uint8_t> writeFlatFrame(const FlatFrame& f) {
         for (auto [table, dc] : scan.tables) {  // 16-bit entries: DC as given, the rest 1
             std::vector<uint8_t> dqt = {uint8_t(0x10 | table), uint8_t(dc >> 8), uint8_t(dc)};
             for (int k = 1; k < 64; ++k) dqt.insert(dqt.end(), {0, 1});
-            segment(out, 0xDB, dqt);
+            putSegment(out, 0xDB, dqt);
         }
-        if (!frameWritten) segment(out, 0xC1, sof);
+        if (!frameWritten) putSegment(out, 0xC1, sof);
         frameWritten = true;
-        segment(out, 0xDD, {uint8_t(scan.restartInterval >> 8), uint8_t(scan.restartInterval)});
+        putSegment(out, 0xDD, {uint8_t(scan.restartInterval >> 8), uint8_t(scan.restartInterval)});
         std::vector<uint8_t> sos = {uint8_t(scan.components.size())};
         for (int c : scan.components) sos.insert(sos.end(), {f.components[size_t(c)].id, 0x00});
         sos.insert(sos.end(), {0, 63, 0});
-        segment(out, 0xDA, sos);
-        Bits bits;
+        putSegment(out, 0xDA, sos);
+        BitWriter bits;
         std::vector<int> predictor(size_t(count), 0);
         auto block = [&](int c, int bx, int by) {
             int diff = f.level(c, bx, by) - predictor[size_t(c)];
@@ -534,8 +400,8 @@ inline std::vector<uint8_t> writeFlatFrame(const FlatFrame& f) {
         const int down = single ? ((f.height * first.v + maxV - 1) / maxV + 7) / 8 : mcusDown;
         for (int unit = 0, restarts = 0; unit < across * down; ++unit) {
             if (scan.restartInterval && unit && unit % scan.restartInterval == 0) {
-                bits.pad();
-                bits.out.insert(bits.out.end(), {0xFF, uint8_t(0xD0 + (restarts++ & 7))});
+                bits.align();
+                bits.bytes().insert(bits.bytes().end(), {0xFF, uint8_t(0xD0 + (restarts++ & 7))});
                 std::fill(predictor.begin(), predictor.end(), 0);
             }
             const int ux = unit % across, uy = unit / across;
@@ -548,8 +414,8 @@ inline std::vector<uint8_t> writeFlatFrame(const FlatFrame& f) {
                     for (int h = 0; h < f.components[size_t(c)].h; ++h)
                         block(c, ux * f.components[size_t(c)].h + h, uy * f.components[size_t(c)].v + v);
         }
-        bits.pad();
-        out.insert(out.end(), bits.out.begin(), bits.out.end());
+        bits.align();
+        out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
     }
     out.insert(out.end(), {0xFF, 0xD9});
     return out;

@@ -11,45 +11,19 @@
 #include <vector>
 
 #include "KelJPEG.h"
+#include "encoder_test_support.h"
 #include "test_support.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// A picture with edges and gradients, blue-green-red or grey.
-Bytes picture(int width, int height, int channels, int seed) {
-    Bytes pixels(static_cast<size_t>(width) * height * channels);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            for (int c = 0; c < channels; ++c)
-                pixels[(static_cast<size_t>(y) * width + x) * channels + c] =
-                    static_cast<uint8_t>((x * (3 + c) + y * (5 + seed) + ((x / 7 + y / 5) % 2) * 90) & 0xFF);
-    return pixels;
-}
-
 Bytes encode(int width, int height, int channels, uint32_t sampling, uint16_t quality, uint16_t restart) {
-    JpegEncodeParams params{};
-    params.width = static_cast<uint16_t>(width);
-    params.height = static_cast<uint16_t>(height);
-    params.componentCount = static_cast<uint16_t>(channels);
-    params.samplingFactors = sampling;
-    params.quality = quality;
+    using namespace encoder_testing;
+    const TestImage image = photoLikeImage(uint32_t(width), uint32_t(height), uint32_t(channels), quality);
+    JpegEncodeParams params = paramsFor(image, sampling, quality);
     params.restartInterval = restart;
-    params.options = JPEG_OPT_MEMORY;
-    JpegHandle handle = jpegEncodeProlog(nullptr, &params);
-    if (!handle) return {};
-    Bytes pixels = picture(width, height, channels, quality);
-    ImageRect rect{width, height, width * channels, 8 * channels, 0, 0, pixels.data(), 0};
-    // Strips of two MCU rows, as a streaming host would send them.
-    for (int row = 0; row < height; row += 32) {
-        rect.bits = pixels.data() + static_cast<size_t>(row) * rect.stride;
-        jpegEncodeFromRect(handle, &rect, static_cast<uint32_t>(std::min(32, height - row)));
-    }
-    jpegEncodeEpilog(handle);
-    Bytes out(params.outputBuffer, params.outputBuffer + params.outputSize);
-    jpegFreeMemory(params.outputBuffer);
-    return out;
+    return encodeImage(image, params, 32);  // strips of two MCU rows, as a streaming host would send them
 }
 
 // Decodes a stream at a scale, one MCU row per call as a strip-wise host
