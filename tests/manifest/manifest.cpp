@@ -71,16 +71,22 @@ void printLine(const std::string& what, const Outcome& outcome) {
 
 const char* const kScaleNames[] = {"1/8", "1/4", "1/2", "1/1"};
 
-// Decodes `data` in strips of `strip` rows (0: all at once) into a buffer
-// with room for whole bands, as the header asks of a legacy caller.
-void decodeInStrips(const std::vector<uint8_t>& data, uint16_t options, int32_t scale, uint32_t strip,
-                    Outcome& outcome) {
-    JpegDecodeParams params{};
+// A memory decode of `data`, its success counted among the return values.
+JpegHandle openDecode(const std::vector<uint8_t>& data, uint16_t options, JpegDecodeParams& params, Outcome& outcome) {
     params.options = static_cast<uint16_t>(JPEG_OPT_MEMORY | options);
     params.data = data.data();
     params.dataLength = static_cast<uint32_t>(data.size());
     JpegHandle handle = jpegDecodeProlog(nullptr, &params);
     outcome.returns.add(handle ? 1 : 0);
+    return handle;
+}
+
+// Decodes `data` in strips of `strip` rows (0: all at once) into a buffer
+// with room for whole bands, as the header asks of a legacy caller.
+void decodeInStrips(const std::vector<uint8_t>& data, uint16_t options, int32_t scale, uint32_t strip,
+                    Outcome& outcome) {
+    JpegDecodeParams params{};
+    JpegHandle handle = openDecode(data, options, params, outcome);
     if (!handle) return;
     uint32_t width = 0, height = 0;
     outcome.returns.add(jpegDecodeGetImageSize(handle, &width, &height, scale));
@@ -115,11 +121,7 @@ void decodeInStrips(const std::vector<uint8_t>& data, uint16_t options, int32_t 
 // Every pass of a progressive frame delivered one scan at a time.
 void decodeByPasses(const std::vector<uint8_t>& data, uint16_t options, Outcome& outcome) {
     JpegDecodeParams params{};
-    params.options = static_cast<uint16_t>(JPEG_OPT_MEMORY | options);
-    params.data = data.data();
-    params.dataLength = static_cast<uint32_t>(data.size());
-    JpegHandle handle = jpegDecodeProlog(nullptr, &params);
-    outcome.returns.add(handle ? 1 : 0);
+    JpegHandle handle = openDecode(data, options, params, outcome);
     if (!handle) return;
     outcome.returns.add(jpegDecodeSetProgressiveMode(handle, 1));
     const int32_t bytes = params.componentCount >= 3 ? 3 : 1;
@@ -145,11 +147,7 @@ void decodeByPasses(const std::vector<uint8_t>& data, uint16_t options, Outcome&
 // A bottom-up 24-bit bitmap of the picture at each scale.
 void decodeToBitmap(const std::vector<uint8_t>& data, int32_t scale, Outcome& outcome) {
     JpegDecodeParams params{};
-    params.options = JPEG_OPT_MEMORY;
-    params.data = data.data();
-    params.dataLength = static_cast<uint32_t>(data.size());
-    JpegHandle handle = jpegDecodeProlog(nullptr, &params);
-    outcome.returns.add(handle ? 1 : 0);
+    JpegHandle handle = openDecode(data, 0, params, outcome);
     if (!handle) return;
     BITMAPINFOHEADER header{};
     header.biSize = sizeof header;
