@@ -186,14 +186,11 @@ TEST(StandardModeSequential, FillBytesAndHeightFromDnl) {
     EXPECT_LE(largestDifference(ours, peer), kTolerance);
     // The height given after the first scan, read ahead by the prolog.
     std::vector<uint8_t> dnl = withDnlHeight(plain);
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_MEMORY | kStandard;
-    params.data = dnl.data();
-    params.dataLength = uint32_t(dnl.size());
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
-    ASSERT_NE(h, nullptr);
-    EXPECT_EQ(params.height, 45);
-    (void)jpegDecodeEpilog(h);
+    {
+        decoder_testing::MemoryDecode opened(dnl, kStandard);
+        ASSERT_NE(opened.handle, nullptr);
+        EXPECT_EQ(opened.params.height, 45);
+    }
     ASSERT_TRUE(ourDecode(dnl, kStandard, 3, ours));
     EXPECT_LE(largestDifference(ours, peer), kTolerance);
     // The legacy reading of the fill bytes before its restart markers goes wrong.
@@ -543,13 +540,10 @@ TEST(StandardModeProgressive, EarlyPassesAreSmoothedAndEqualTheFileCutThere) {
         for (size_t i = 0; i < full.pixels.size(); ++i) sum += std::abs(int(picture.pixels[i]) - int(full.pixels[i]));
         return sum / double(full.pixels.size());
     };
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_MEMORY | kStandard;
-    params.data = jpeg.data();
-    params.dataLength = uint32_t(jpeg.size());
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
+    decoder_testing::MemoryDecode opened(jpeg, kStandard);
+    JpegHandle h = opened.handle;
     ASSERT_NE(h, nullptr);
-    EXPECT_TRUE(params.options & JPEG_OPT_PROGRESSIVE);
+    EXPECT_TRUE(opened.params.options & JPEG_OPT_PROGRESSIVE);
     ASSERT_EQ(jpegDecodeSetProgressiveMode(h, 1), 1);
     ReportCapture quiet;
     for (size_t pass = 0; pass < scans.size(); ++pass) {
@@ -573,7 +567,6 @@ TEST(StandardModeProgressive, EarlyPassesAreSmoothedAndEqualTheFileCutThere) {
         }
     }
     EXPECT_EQ(jpegDecodeQueryDamage(h), 0);
-    (void)jpegDecodeEpilog(h);
 }
 
 #endif  // KELJPEG_HAVE_LIBJPEG
@@ -620,18 +613,14 @@ void expectLosslessExact(const LosslessCase& c, bool cutShort = false) {
     if (cutShort) jpeg.resize(jpeg.size() / 2 + scanDataOffsets(jpeg).front() / 2);
     ReportCapture reports;
     const int count = int(spec.sampling.size()), bytes = spec.precision > 8 ? 2 : 1;
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_MEMORY | kStandard;
-    params.data = jpeg.data();
-    params.dataLength = uint32_t(jpeg.size());
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
+    decoder_testing::MemoryDecode opened(jpeg, kStandard);
+    JpegHandle h = opened.handle;
     ASSERT_NE(h, nullptr);
     std::vector<uint8_t> pixels(size_t(spec.width) * spec.height * count * bytes);
     ImageRect rect = {spec.width, spec.height, spec.width * count * bytes, 8 * count * bytes, 0, 0, pixels.data(), 0};
     EXPECT_EQ(jpegDecodeToRect(h, &rect, uint32_t(spec.height)), spec.height);
     EXPECT_EQ(jpegDecodeQueryDamage(h), cutShort ? JPEG_DAMAGE_TRUNCATED : 0);
     EXPECT_EQ(reports.reports().size(), cutShort ? 1u : 0u);
-    (void)jpegDecodeEpilog(h);
     int maxH = 1, maxV = 1;
     for (uint8_t s : spec.sampling) {
         maxH = std::max(maxH, s >> 4);
@@ -671,17 +660,13 @@ TEST(StandardModeLossless, DifferenceOf32768CarriesNoBits) {
     spec.sampling = {0x11};
     LosslessCase c = losslessCase(spec, 1);
     std::vector<uint8_t> jpeg = writeLossless(spec, c.planes);
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_MEMORY;
-    params.data = jpeg.data();
-    params.dataLength = uint32_t(jpeg.size());
     ReportCapture quiet;
-    JpegHandle h = jpegDecodeProlog(nullptr, &params);
+    decoder_testing::MemoryDecode opened(jpeg);
+    JpegHandle h = opened.handle;
     ASSERT_NE(h, nullptr);
     std::vector<uint8_t> pixels(size_t(spec.width) * spec.height * 2);
     ImageRect rect = {spec.width, spec.height, spec.width * 2, 16, 0, 0, pixels.data(), 0};
     int32_t rows = jpegDecodeToRect(h, &rect, uint32_t(spec.height));
-    (void)jpegDecodeEpilog(h);
     bool exact = rows == spec.height;
     for (size_t i = 0; exact && i < size_t(spec.width) * size_t(spec.height); ++i) {
         uint16_t got;
