@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "decoder/huffman_fast.h"
+#include "runtime/byte_order.h"
 #include "runtime/inlining.h"
 
 // The bit reader's buffer, count and read position held in locals through
@@ -52,12 +53,6 @@ inline void save(const LocalBits bits, BitstreamFile* bf) {
     bf->readIndex = bits.index - back;
 }
 
-inline uint64_t bigEndian64(const uint8_t* p) {
-    uint64_t v = 0;
-    for (int i = 0; i < 8; ++i) v = v << 8 | p[i];
-    return v;
-}
-
 // The refill byte by byte, near a 0xFF or the end of the buffer.
 inline KELJPEG_NOINLINE LocalBits refillBytes(LocalBits bits, const BitstreamFile* bf) {
     const uint32_t end = bf->bufferedCount;
@@ -82,13 +77,10 @@ inline KELJPEG_NOINLINE LocalBits refillBytes(LocalBits bits, const BitstreamFil
 inline void refill(LocalBits& bits, const BitstreamFile* bf) {
     const uint8_t* at = bf->readBuffer + bits.index;
     if (bits.index + 8 <= bf->bufferedCount) {
-        uint64_t word;
-        std::memcpy(&word, at, 8);
-        // No 0xFF among the eight bytes: none of the complemented bytes is zero.
-        const uint64_t inverted = ~word;
-        if (((inverted - 0x0101010101010101u) & ~inverted & 0x8080808080808080u) == 0) {
+        const uint64_t word = loadBigEndian64(at);
+        if (!holdsByteFF(word)) {
             const uint32_t bytes = (64 - bits.count) >> 3;
-            bits.buffer |= bigEndian64(at) >> bits.count;
+            bits.buffer |= word >> bits.count;
             bits.count += 8 * bytes;
             bits.index += bytes;
             return;

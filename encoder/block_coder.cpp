@@ -9,6 +9,7 @@
 #include "encoder/encode_tables.h"
 #include "encoder/forward_dct.h"
 #include "runtime/bit_scan.h"
+#include "runtime/byte_order.h"
 
 namespace encoder {
 
@@ -48,18 +49,6 @@ void putCoded(BitstreamFile* bf, const HuffmanCode& entry, const Magnitude& m) {
     putBits(bf, (entry.code << size) | static_cast<uint16_t>(m.bits), entry.length + size);
 }
 
-inline uint32_t byteSwapped(uint32_t v) {
-#if defined(__GNUC__) || defined(__clang__)
-    return __builtin_bswap32(v);
-#else
-    return (v >> 24) | ((v >> 8) & 0xFF00u) | ((v << 8) & 0xFF0000u) | (v << 24);
-#endif
-}
-
-// True when one of the word's four bytes is 0xFF: the zero-byte test on its
-// complement. For 0x12FF3456 the complement 0xED00CBA9 has a zero byte.
-inline bool hasByteFF(uint32_t word) { return ((~word - 0x01010101u) & word & 0x80808080u) != 0; }
-
 // The bit writer's accumulator and output position held in locals for an
 // MCU, the accumulator in 64 bits so that codes go in without a trip through
 // memory. Every 32 bits leave as the word putBits would write at that point:
@@ -94,8 +83,8 @@ private:
     // store; the rest take writeWord's byte-by-byte way with its stuffing
     // and buffer drains.
     void emit(uint32_t word) {
-        if (!hasByteFF(word) && out_ < quickEnd_) {
-            uint32_t bigEndian = byteSwapped(word);
+        if (!holdsByteFF(word) && out_ < quickEnd_) {
+            uint32_t bigEndian = byteSwapped32(word);
             std::memcpy(out_, &bigEndian, 4);
             out_ += 4;
             return;

@@ -45,6 +45,7 @@ struct StandardComponent {
     uint16_t* samples;         // decoded samples, planeWidth per row
     uint32_t planeWidth, planeHeight;
     uint16_t quant[64];        // natural order, latched when the component's first scan starts
+    uint16_t zigzagQuant[64];  // the same in zigzag order, as the block decoder meets positions
     uint16_t largestQuant;
     bool quantLatched;
     uint8_t pointTransform;    // lossless: Pt of the component's scan, applied on output

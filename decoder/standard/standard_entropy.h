@@ -8,6 +8,7 @@
 
 #include "context/jpeg_constants.h"
 #include "decoder/standard/standard_decode.h"
+#include "runtime/byte_order.h"
 
 struct EntropyReader {
     const uint8_t* data;
@@ -29,24 +30,12 @@ inline void startEntropyReader(EntropyReader& r, const StandardDecode* sd) {
     r.padBits = 0;
 }
 
-// True when one of the eight bytes of v is 0xFF.
-inline bool holdsFF(uint64_t v) {
-    const uint64_t inverted = ~v;
-    return ((inverted - 0x0101010101010101ull) & ~inverted & 0x8080808080808080ull) != 0;
-}
-
-inline uint64_t loadBigEndian64(const uint8_t* p) {
-    uint64_t v = 0;
-    for (int i = 0; i < 8; ++i) v = (v << 8) | p[i];
-    return v;
-}
-
 inline void fillEntropyBits(EntropyReader& r) {
     // Whole bytes at once while eight of them hold no 0xFF: with 20 bits
     // buffered, the top 5 bytes of the word go in and 60 bits are held.
     if (!r.atMarker && r.bitCount <= 56 && r.length - r.position >= 8) {
         const uint64_t word = loadBigEndian64(r.data + r.position);
-        if (!holdsFF(word)) {
+        if (!holdsByteFF(word)) {
             const uint32_t bytes = static_cast<uint32_t>(64 - r.bitCount) >> 3;
             const uint64_t taken = bytes == 8 ? word : word & ~(~uint64_t{0} >> (8 * bytes));
             r.bits |= taken >> r.bitCount;

@@ -215,6 +215,7 @@ bool latchQuantTables(StandardDecode* sd) {
             component.quant[n] = sd->quantTables[component.quantTable][n];
             if (component.quant[n] > component.largestQuant) component.largestQuant = component.quant[n];
         }
+        for (int k = 0; k < 64; ++k) component.zigzagQuant[k] = component.quant[zigzagToNatural[k]];
         component.quantLatched = true;
     }
     return true;

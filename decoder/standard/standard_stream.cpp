@@ -160,85 +160,139 @@ struct BlockUse {
 };
 constexpr BlockUse kBlockUse[4] = {{0, 1}, {4, 16}, {24, 32}, {63, 64}};
 
-// One block of a sequential scan, dequantised (products held to 16 bits) in
-// natural order; coefficients the scale's transform does not read are decoded
-// and dropped.
-// Full size keeps every coefficient: its loop has no skip step, and takes one
-// or two coefficients at a time from `steps` (null when a step's value times
-// a quantiser could leave 16 bits, so that steps need no clamp).
-template <int32_t scale>
-[[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
-                               const uint64_t* steps, StandardComponent& component, int16_t* block) {
-    constexpr bool full = scale == 3;
-    constexpr BlockUse use = kBlockUse[scale];
-    std::memset(block, 0, use.clearedValues * sizeof(int16_t));
-    uint32_t entry = nextSymbol(reader, dc);
+// A value times its quantiser, held to 16 bits.
+inline int16_t dequantised(int32_t value, uint16_t quant) {
+    const int32_t v = static_cast<int16_t>(value) * int32_t{quant};
+    return static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v));
+}
+
+// One AC symbol in the walk of a block after index k: false for a code the
+// table does not hold or a coefficient past 63; else `k` is the coefficient's
+// index (size > 0), or the walk moved past sixteen zeros (run 15, size 0) or
+// the block ended (size 0, run below 15).
+struct AcSymbol {
+    uint32_t entry, run, size;
+};
+inline bool nextAcSymbol(EntropyReader& reader, const StandardHuffman& ac, uint32_t& k, AcSymbol& symbol) {
+    symbol.entry = nextSymbol(reader, ac);
+    if (symbol.entry == 0) return false;
+    symbol.run = (symbol.entry >> 12) & 15;
+    symbol.size = (symbol.entry >> 8) & 15;
+    if (symbol.size == 0) {
+        if (symbol.run == 15) k += 15;
+        return true;
+    }
+    k += symbol.run;
+    return k <= 63;
+}
+
+// The DC difference and the predictor; block[0] dequantised.
+[[nodiscard]] inline bool decodeDcTerm(EntropyReader& reader, const StandardHuffman& dc, uint16_t quant,
+                                       int32_t& predictor, int16_t* block) {
+    const uint32_t entry = nextSymbol(reader, dc);
     const uint32_t category = (entry >> 8) & 0xFF;
     if (entry == 0 || category > 15) return false;
     if (category) {
         const int32_t difference = symbolValue(reader, entry, category);
-        component.dcPredictor = static_cast<int32_t>(static_cast<uint32_t>(component.dcPredictor) + static_cast<uint32_t>(difference));
+        predictor = static_cast<int32_t>(static_cast<uint32_t>(predictor) + static_cast<uint32_t>(difference));
     }
-    auto dequantised = [&component](int32_t value, uint32_t position) {
-        const int32_t v = static_cast<int16_t>(value) * int32_t{component.quant[position]};
-        return static_cast<int16_t>(v < -32768 ? -32768 : (v > 32767 ? 32767 : v));
-    };
-    block[0] = dequantised(component.dcPredictor, 0);
+    block[0] = dequantised(predictor, quant);
+    return true;
+}
+
+// A full-size block's AC coefficients. With `steps` (given when no step
+// value times a quantiser can leave 16 bits, so that steps need no clamp)
+// one or two coefficients are taken per look-up; k is the index after the
+// last coefficient. The quantisers come in zigzag order, so that each one's
+// load does not wait for the position's.
+template <bool stepped>
+[[nodiscard]] bool decodeFullAc(EntropyReader& reader, const StandardHuffman& ac, const uint16_t* quant, int16_t* block) {
     for (uint32_t k = 1; k < 64; ++k) {
-        // At full size, one or two coefficients per step where the step
-        // table holds them (k is the index after the last coefficient).
-        if (full && steps) {
+        if (stepped) {
             if (reader.bitCount < 16) fillEntropyBits(reader);
-            const uint64_t step = steps[reader.bits >> (64 - kFastHuffmanBits)];
+            const uint64_t step = ac.steps[reader.bits >> (64 - kFastHuffmanBits)];
             if (step != 0 && k - 1 + stepReach(step) <= 63) {
                 const uint32_t taken = fastBitsTaken(static_cast<uint32_t>(step));
                 reader.bits <<= taken;
                 reader.bitCount -= static_cast<int32_t>(taken);
                 if (step & kStepOnlyEnd) break;
                 const uint32_t first = k - 1 + stepFirstAdvance(step), second = first + stepSecondAdvance(step);
-                const uint32_t firstAt = zigzagToNatural[first], secondAt = zigzagToNatural[second];
-                block[firstAt] = static_cast<int16_t>(stepFirstValue(step) * component.quant[firstAt]);
-                block[secondAt] = static_cast<int16_t>(stepSecondValue(step) * component.quant[secondAt]);
+                block[zigzagToNatural[first]] = static_cast<int16_t>(stepFirstValue(step) * quant[first]);
+                block[zigzagToNatural[second]] = static_cast<int16_t>(stepSecondValue(step) * quant[second]);
                 if ((step & kStepEndsBlock) || second == 63) break;
                 k = second;
                 continue;
             }
         }
-        // Past the coefficients the transform reads, several symbols at a
-        // time, as long as the one-symbol walk would have read them all: it
-        // goes on while k < 64, so symbols passing k + passed <= 64 positions
-        // are all its own, but an end of block after them is read only when
-        // k + passed < 64 (a block whose coefficient 63 is coded ends there,
-        // and the end-of-block code that follows belongs to the next block).
-        if (!full && k > use.lastZigzag) {
-            if (reader.bitCount < 16) fillEntropyBits(reader);
-            const uint32_t skip = ac.skip[reader.bits >> (64 - kFastHuffmanBits)];
-            const uint32_t passed = (skip >> 8) & 0xFF;
-            const uint32_t reach = passed + ((skip & kSkipEndsBlock) ? 1 : 0);
-            if (skip != 0 && k + reach <= 64) {
-                reader.bits <<= skip & 0xFF;
-                reader.bitCount -= static_cast<int32_t>(skip & 0xFF);
-                if (skip & kSkipEndsBlock) break;
-                k += passed - 1;
-                continue;
-            }
-        }
-        entry = nextSymbol(reader, ac);
-        if (entry == 0) return false;
-        const uint32_t run = (entry >> 12) & 15, size = (entry >> 8) & 15;
-        if (size == 0) {
-            if (run != 15) break;  // end of block
-            k += 15;               // sixteen zeros
+        AcSymbol symbol;
+        if (!nextAcSymbol(reader, ac, k, symbol)) return false;
+        if (symbol.size == 0) {
+            if (symbol.run != 15) break;
             continue;
         }
-        k += run;
-        if (k > 63) return false;
-        const int32_t value = symbolValue(reader, entry, size);
-        if (!full && k > use.lastZigzag) continue;
-        const uint32_t position = zigzagToNatural[k];
-        block[position] = dequantised(value, position);
+        block[zigzagToNatural[k]] = dequantised(symbolValue(reader, symbol.entry, symbol.size), quant[k]);
     }
     return true;
+}
+
+// A reduced-size block's AC coefficients: those the scale's transform reads
+// are kept, the rest decoded and dropped.
+template <int32_t scale>
+[[nodiscard]] bool decodeReducedAc(EntropyReader& reader, const StandardHuffman& ac, const uint16_t* quant,
+                                   int16_t* block) {
+    constexpr uint32_t last = kBlockUse[scale].lastZigzag;
+    uint32_t k = 1;
+    for (; k <= last; ++k) {
+        AcSymbol symbol;
+        if (!nextAcSymbol(reader, ac, k, symbol)) return false;
+        if (symbol.size == 0) {
+            if (symbol.run != 15) return true;
+            continue;
+        }
+        const int32_t value = symbolValue(reader, symbol.entry, symbol.size);
+        if (k <= last) block[zigzagToNatural[k]] = dequantised(value, quant[k]);
+    }
+    for (; k < 64; ++k) {
+        // Several symbols at a time, as long as the one-symbol walk would
+        // have read them all: it goes on while k < 64, so symbols passing
+        // k + passed <= 64 positions are all its own, but an end of block
+        // after them is read only when k + passed < 64 (a block whose
+        // coefficient 63 is coded ends there, and the end-of-block code that
+        // follows belongs to the next block).
+        if (reader.bitCount < 16) fillEntropyBits(reader);
+        const uint32_t skip = ac.skip[reader.bits >> (64 - kFastHuffmanBits)];
+        const uint32_t passed = (skip >> 8) & 0xFF;
+        const uint32_t reach = passed + ((skip & kSkipEndsBlock) ? 1 : 0);
+        if (skip != 0 && k + reach <= 64) {
+            reader.bits <<= skip & 0xFF;
+            reader.bitCount -= static_cast<int32_t>(skip & 0xFF);
+            if (skip & kSkipEndsBlock) return true;
+            k += passed - 1;
+            continue;
+        }
+        AcSymbol symbol;
+        if (!nextAcSymbol(reader, ac, k, symbol)) return false;
+        if (symbol.size == 0) {
+            if (symbol.run != 15) return true;
+            continue;
+        }
+        if (!fastValueIncluded(symbol.entry)) getEntropyBits(reader, symbol.size);
+    }
+    return true;
+}
+
+// One block of a sequential scan, dequantised (products held to 16 bits) in
+// natural order, as far as the scale's transform reads it.
+template <int32_t scale, bool stepped>
+[[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
+                               const uint16_t* quant, int32_t& predictor, int16_t* block) {
+    static_assert(scale == 3 || !stepped, "steps serve full size only");
+    std::memset(block, 0, kBlockUse[scale].clearedValues * sizeof(int16_t));
+    if (!decodeDcTerm(reader, dc, quant[0], predictor, block)) return false;
+    if constexpr (scale == 3)
+        return decodeFullAc<stepped>(reader, ac, quant, block);
+    else
+        return decodeReducedAc<scale>(reader, ac, quant, block);
 }
 
 // The block's samples at the scale, clamped to -128..127 and not level
@@ -308,10 +362,11 @@ template <int32_t scale>
         const StandardHuffman& dc = sd->dcTables[scan.dcTable[i]];
         const StandardHuffman& ac = sd->acTables[scan.acTable[i]];
         // 40 x 99 fits 16 bits, 300 x 255 does not.
-        const uint64_t* steps = ac.largestStepValue * component.largestQuant <= 32767 ? ac.steps : nullptr;
+        const bool stepped = scale == 3 && ac.largestStepValue * component.largestQuant <= 32767;
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
         for (uint32_t b = 0; ok && b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
-            ok = decodeBlock<scale>(reader, dc, ac, steps, component, block);
+            ok = stepped ? decodeBlock<scale, scale == 3>(reader, dc, ac, component.zigzagQuant, component.dcPredictor, block)
+                         : decodeBlock<scale, false>(reader, dc, ac, component.zigzagQuant, component.dcPredictor, block);
             if (!ok) break;
             transformBlock(block, scale, kernels);
         }
@@ -343,32 +398,32 @@ McuOutput bandOutputFor(const JpegContext* context, StandardColour model, uint32
 }
 
 // Each MCU of a band: rendered from the coefficient planes, or decoded from
-// the data, restart markers taken between restart intervals. false after a
-// report.
-using McuDecode = bool (*)(JpegContext* context, StandardDecode* sd, StandardStream& st);
-
+// the data, restart markers taken between restart intervals; one producer
+// per scale, so that the MCU decode is inlined. false after a report.
 struct BandMcus {
     StandardDecode* sd;
     StandardStream* st;
     int32_t scale;
-    McuDecode decode;  // for the scale
 };
 
-bool produceBandMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* state) {
+bool renderBandMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* state) {
+    const BandMcus& mcus = *static_cast<const BandMcus*>(state);
+    renderMcu(context, mcus.sd, *mcus.st, mcuRow, mcuX, mcus.scale);
+    return true;
+}
+
+template <int32_t scale>
+bool decodeBandMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* state) {
     const BandMcus& mcus = *static_cast<const BandMcus*>(state);
     StandardDecode* sd = mcus.sd;
     StandardStream& st = *mcus.st;
-    if (st.source == BandSource::CoefficientPlanes) {
-        renderMcu(context, sd, st, mcuRow, mcuX, mcus.scale);
-        return true;
-    }
     const uint64_t unit = uint64_t{mcuRow} * context->dec.mcusPerRow + mcuX;
     if (sd->restartInterval != 0 && unit != 0 && unit % sd->restartInterval == 0) {
         if (!takeRestartMarker(sd, st.reader, st.damage, unit)) return false;
         for (StandardComponent& component : sd->components) component.dcPredictor = 0;
     }
     if (!st.damage.lost) {
-        const bool valid = mcus.decode(context, sd, st);
+        const bool valid = decodeMcu<scale>(context, sd, st);
         const UnitOutcome outcome = checkStandardUnit(sd, st.reader, valid, st.damage, unit);
         // The scan's last MCU: what remains before the marker behind it is stray.
         if (outcome == UnitOutcome::Whole && unit + 1 == uint64_t{context->dec.mcusPerRow} * context->dec.mcuRows &&
@@ -396,10 +451,13 @@ struct BandTarget {
 [[nodiscard]] bool decodeBandRow(JpegContext* context, StandardDecode* sd, StandardStream& st, int32_t scale,
                                  uint32_t channels, const BandTarget& band) {
     const int32_t n = scale >= 3 ? 8 : (1 << scale);
-    constexpr McuDecode kDecodeAt[4] = {decodeMcu<0>, decodeMcu<1>, decodeMcu<2>, decodeMcu<3>};
-    BandMcus mcus = {sd, &st, scale, kDecodeAt[scale >= 3 ? 3 : scale]};
+    using Produce = bool (*)(JpegContext*, uint32_t, uint32_t, void*);
+    constexpr Produce kDecodeAt[4] = {decodeBandMcu<0>, decodeBandMcu<1>, decodeBandMcu<2>, decodeBandMcu<3>};
+    BandMcus mcus = {sd, &st, scale};
+    const Produce produce =
+        st.source == BandSource::CoefficientPlanes ? renderBandMcu : kDecodeAt[scale >= 3 ? 3 : scale];
     const McuOutput output = bandOutputFor(context, standardColourOf(context, sd), sd->componentCount, n);
-    const McuRowStage stage = {produceBandMcu, &mcus, output.expand, output.write, samplingMask(context), n,
+    const McuRowStage stage = {produce, &mcus, output.expand, output.write, samplingMask(context), n,
                                static_cast<int32_t>(context->dec.maxH) * n};
     ImageRect view{};  // the band as the writers see it
     view.width = band.columns;
