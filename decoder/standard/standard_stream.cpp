@@ -252,7 +252,8 @@ template <int32_t scale>
         const int32_t value = symbolValue(reader, symbol.entry, symbol.size);
         if (k <= last) block[zigzagToNatural[k]] = dequantised(value, quant[k]);
     }
-    for (; k < 64; ++k) {
+    const uint32_t* const skipTable = ac.skip;
+    while (k < 64) {
         // Several symbols at a time, as long as the one-symbol walk would
         // have read them all: it goes on while k < 64, so symbols passing
         // k + passed <= 64 positions are all its own, but an end of block
@@ -260,23 +261,21 @@ template <int32_t scale>
         // coefficient 63 is coded ends there, and the end-of-block code that
         // follows belongs to the next block).
         if (reader.bitCount < 16) fillEntropyBits(reader);
-        const uint32_t skip = ac.skip[reader.bits >> (64 - kFastHuffmanBits)];
+        const uint32_t skip = skipTable[reader.bits >> (64 - kFastHuffmanBits)];
         const uint32_t passed = (skip >> 8) & 0xFF;
         const uint32_t reach = passed + ((skip & kSkipEndsBlock) ? 1 : 0);
         if (skip != 0 && k + reach <= 64) {
             reader.bits <<= skip & 0xFF;
             reader.bitCount -= static_cast<int32_t>(skip & 0xFF);
             if (skip & kSkipEndsBlock) return true;
-            k += passed - 1;
+            k += passed;
             continue;
         }
         AcSymbol symbol;
         if (!nextAcSymbol(reader, ac, k, symbol)) return false;
-        if (symbol.size == 0) {
-            if (symbol.run != 15) return true;
-            continue;
-        }
-        if (!fastValueIncluded(symbol.entry)) getEntropyBits(reader, symbol.size);
+        if (symbol.size == 0 && symbol.run != 15) return true;
+        if (symbol.size != 0 && !fastValueIncluded(symbol.entry)) getEntropyBits(reader, symbol.size);
+        ++k;
     }
     return true;
 }
