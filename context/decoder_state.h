@@ -47,9 +47,12 @@ struct ScanHeader {
 // Row routine of the lossless decoder, kept between calls (owned by lossless decoding).
 using LosslessRowDecoder = int32_t (*)(JpegContext* context, uint8_t* row, const uint8_t* previousRow);
 
+struct DecoderKernels;
+
 struct DecoderState {
     // ---- Per operation ----
     const DecodeRoute* route;  // what the decode calls do, chosen by the prolog
+    const DecoderKernels* kernels;  // the kernel set, chosen once by the prolog
     uint32_t scanDataOffset;   // byte position of the first entropy-coded byte of the first scan
     uint32_t progressiveMode;  // bit 0: one scan per output pass (progressive frames)
     uint32_t rowsDelivered;    // rows delivered in the current output pass

@@ -5,6 +5,7 @@
 #include "context/jpeg_context.h"
 #include "decoder/marker_parser.h"
 #include "decoder/decode_route.h"
+#include "decoder/kernels.h"
 #include "decoder/standard/standard_decode.h"
 #include "runtime/bitstream_file.h"
 #include "runtime/file.h"
@@ -149,6 +150,7 @@ extern "C" KELJPEG_API JpegHandle KELJPEG_CALL jpegDecodeProlog(const KelChar16*
         return nullptr;
     }
     DecoderState& dec = context->dec;
+    dec.kernels = &decoderKernels();
     dec.lastMarker = 0;
     dec.imageHeight = dec.imageWidth = 0;
     dec.pendingCount = 0;

@@ -1,7 +1,7 @@
 // The decoder's exchangeable inner loops. Each has a plain version (the
 // reference) and, where the processor allows, vector versions that give the
 // same bits; decoderKernels() hands out the set chosen once per process for
-// this processor. The environment variable KELJPEG_FORCE_SCALAR (any value
+// this processor, and each decode's prolog keeps it in its context. The environment variable KELJPEG_FORCE_SCALAR (any value
 // but "0") or forceScalarKernels(true) selects the plain set.
 #pragma once
 

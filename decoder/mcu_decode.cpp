@@ -25,7 +25,7 @@ void meanClamp(int16_t* block) {
 // or -1.
 int32_t decodeMcu(JpegContext* context, const McuBlockStep& step) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
-    if (decoderKernels().decodeMcuBlocks(context, step) != 0) return -1;
+    if (context->dec.kernels->decodeMcuBlocks(context, step) != 0) return -1;
     finishMcu(context);
     return 1;
 }
@@ -44,7 +44,7 @@ void finishMcu(JpegContext* context) {
 
 int32_t decodeMcuFull(JpegContext* context) {
     if (context->dec.lastMarker == kMarkerEoi) return 0;
-    const DecoderKernels& kernels = decoderKernels();
+    const DecoderKernels& kernels = *context->dec.kernels;
     if (kernels.decodeMcuBlocks(context, {0, kKeepAll, kernels.inverseDctClamp}) != 0) {
         reportJpegError(report_text::kUnitNo);
         return -1;
@@ -56,7 +56,7 @@ int32_t decodeMcuFull(JpegContext* context) {
 // The reduced sizes clear only the values their transforms read (the 2x2
 // one reads 0, 1, 8 and 9) and keep the coefficients those need.
 int32_t decodeMcuHalf(JpegContext* context) {
-    return decodeMcu(context, {32, 24, decoderKernels().inverseDct4x4Clamp});
+    return decodeMcu(context, {32, 24, context->dec.kernels->inverseDct4x4Clamp});
 }
 
 int32_t decodeMcuQuarter(JpegContext* context) { return decodeMcu(context, {10, 4, inverseDct2x2Clamp}); }

@@ -129,7 +129,7 @@ bool writeHalfSizeMcu(const JpegContext* context, const ImageRect* band, int32_t
 }  // namespace
 
 void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
-    const auto greyBlock = decoderKernels().greyBlock;
+    const auto greyBlock = context->dec.kernels->greyBlock;
     const ptrdiff_t stride = band->stride;
     forEachBlock(context, band, x, w, n, 1, [greyBlock, stride](const PositionBlocks& blocks, uint8_t* origin,
                                                                int32_t rows, int32_t cols) {
@@ -143,7 +143,7 @@ void jpegDecodeWriteGray(const JpegContext* context, const ImageRect* band, int3
 }
 
 void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
-    const DecoderKernels& kernels = decoderKernels();
+    const DecoderKernels& kernels = *context->dec.kernels;
     const ptrdiff_t stride = band->stride;
     forEachBlock(context, band, x, w, n, 3, [&kernels, stride, n](const PositionBlocks& blocks, uint8_t* origin,
                                                                  int32_t rows, int32_t cols) {
@@ -167,7 +167,7 @@ void jpegDecodeWriteBGR(const JpegContext* context, const ImageRect* band, int32
 
 // Standard mode's colours: YCbCr with each term rounded, and RGB as stored.
 void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
-    const auto colourBlock = decoderKernels().roundedColourBlock;
+    const auto colourBlock = context->dec.kernels->roundedColourBlock;
     const ptrdiff_t stride = band->stride;
     forEachBlock(context, band, x, w, n, 3, [colourBlock, stride](const PositionBlocks& blocks, uint8_t* origin,
                                                                  int32_t rows, int32_t cols) {
@@ -186,7 +186,7 @@ void jpegDecodeWriteRoundedBGR(const JpegContext* context, const ImageRect* band
 // position reads chroma row r, or r / 2 when the MCU is two blocks tall, and
 // column c reads chroma column c / 2.
 void jpegDecodeWriteBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t n) {
-    const DecoderKernels& kernels = decoderKernels();
+    const DecoderKernels& kernels = *context->dec.kernels;
     if (n == 4 && writeHalfSizeMcu(context, band, x, w, kernels.colourBlockHalved)) return;
     const ptrdiff_t stride = band->stride;
     const bool tall = context->dec.maxV == 2;
@@ -207,7 +207,7 @@ void jpegDecodeWriteBGRHalvedChroma(const JpegContext* context, const ImageRect*
 
 void jpegDecodeWriteRoundedBGRHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w,
                                            int32_t n) {
-    const auto colourBlock = decoderKernels().roundedColourBlockHalved;
+    const auto colourBlock = context->dec.kernels->roundedColourBlockHalved;
     if (n == 4 && writeHalfSizeMcu(context, band, x, w, colourBlock)) return;
     const ptrdiff_t stride = band->stride;
     const bool tall = context->dec.maxV == 2;

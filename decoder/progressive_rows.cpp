@@ -83,7 +83,7 @@ bool rebuildNextMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void*)
 }  // namespace
 
 void rebuildProgressiveMcu(JpegContext* context) {
-    auto inverseDctClamp = decoderKernels().inverseDctClamp;  // inverseDct8x8 then clampBlock
+    auto inverseDctClamp = context->dec.kernels->inverseDctClamp;  // inverseDct8x8 then clampBlock
     DecoderState& dec = context->dec;
     const int16_t* in = dec.progressiveCursor;
     int16_t* out = dec.mcuBlocks;

@@ -229,7 +229,7 @@ const ProgressiveDecoders kPlainProgressive = decodersOn<PlainReader>();
 const ProgressiveDecoders kQuickProgressive = decodersOn<QuickReader>();
 
 ScanDecoder selectScanDecoder(const JpegContext* context) {
-    const ProgressiveDecoders& decoders = *decoderKernels().progressive;
+    const ProgressiveDecoders& decoders = *context->dec.kernels->progressive;
     switch (context->dec.scanPass) {
         case ScanPass::DcFirst: return decoders.dcFirst;
         case ScanPass::DcRefine: return decoders.dcRefine;

@@ -321,7 +321,7 @@ void renderTwelveBitBlock(const int16_t* coefficients, const uint16_t* quant, in
 // left them, then transformed at the scale (12-bit blocks: at full size).
 void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& st, uint32_t mcuY, uint32_t mcuX,
                int32_t scale) {
-    const DecoderKernels& kernels = decoderKernels();
+    const DecoderKernels& kernels = *context->dec.kernels;
 
     for (uint32_t c = 0; c < sd->componentCount; ++c) {
         const StandardComponent& component = sd->components[c];
@@ -350,7 +350,7 @@ void renderMcu(JpegContext* context, StandardDecode* sd, const StandardStream& s
 
 template <int32_t scale>
 [[nodiscard]] bool decodeMcu(JpegContext* context, StandardDecode* sd, StandardStream& st) {
-    const DecoderKernels& kernels = decoderKernels();
+    const DecoderKernels& kernels = *context->dec.kernels;
     const StandardScan& scan = sd->scan;
     // The reader in a local through the MCU, so that it stays in registers.
     EntropyReader reader = st.reader;
