@@ -161,8 +161,8 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
     // advances says so), else one symbol and its value bits in one step.
     const uint32_t* skip = fast ? skipHuffmanTable(lookup, maxLength) : nullptr;
     for (;;) {
-        if (bits.count < 16) refill(bits, bf);
-        if (skip && bits.count >= 16) {
+        if (bits.count < kSkipBitsMost) refill(bits, bf);
+        if (skip && bits.count >= kSkipBitsMost) {
             const uint32_t run = skip[bits.top(kFastHuffmanBits)];
             if (skipBitsTaken(run) != 0 && k + static_cast<int32_t>(skipAdvance(run)) < 63) {
                 bits.consume(skipBitsTaken(run));

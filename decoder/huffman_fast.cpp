@@ -69,13 +69,20 @@ void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_
     // 101 of symbol 0x02 with its two value bits leaves 00000 after 5 bits,
     // and when 00000 starts a 2-bit end of block, the entry takes 7 bits,
     // passes one position and ends the block.
+    // A last symbol whose code lies within them is taken even when its value
+    // bits run past them: they are skipped, never read, so the entry only
+    // needs that many bits buffered (at most kSkipBitsMost).
     for (uint32_t i = 0; i < (1u << kFastHuffmanBits); ++i) {
         uint32_t taken = 0, advance = 0, entry = 0;
         while (advance < 64) {
             const uint32_t next = fast[(i << taken) & ((1u << kFastHuffmanBits) - 1)];
             if (next == 0) break;
             const uint32_t symbol = fastSymbol(next), s = symbol & 15, r = symbol >> 4;
-            if (taken + fastCodeLength(next) + s > kFastHuffmanBits) break;
+            if (taken + fastCodeLength(next) > kFastHuffmanBits) break;
+            if (taken + fastCodeLength(next) + s > kFastHuffmanBits) {
+                if (s != 0) entry = (taken + fastCodeLength(next) + s) | (advance + r + 1) << 8;
+                break;
+            }
             taken += fastCodeLength(next) + s;
             if (endsBlock(symbol, rule)) {
                 entry = taken | advance << 8 | kSkipEndsBlock;

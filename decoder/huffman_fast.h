@@ -41,13 +41,16 @@ inline const uint32_t* fastHuffmanTable(const HuffmanLookupTable* lookup, uint32
 // After the short-code table, the skip table of the reduced-size decoders:
 // for the same kFastHuffmanBits leading bits, the symbols (with their value
 // bits) that lie wholly within them, taken one after the other up to and
-// including an end of block: entry = bits they take | coefficient index
+// including an end of block, or up to a symbol whose code lies within them
+// and whose value bits do not: entry = bits they take | coefficient index
 // advance << 8 | kSkipEndsBlock when the last one is the end of block; 0
-// when not even one symbol fits.
+// when not even one symbol's code fits. An entry takes at most
+// kSkipBitsMost bits: 10 of codes and values, then up to 15 value bits.
 inline const uint32_t* skipHuffmanTable(const HuffmanLookupTable* lookup, uint32_t maxCodeLength) {
     return fastHuffmanTable(lookup, maxCodeLength) + (1u << kFastHuffmanBits);
 }
 constexpr uint32_t kSkipEndsBlock = 1u << 16;
+constexpr uint32_t kSkipBitsMost = kFastHuffmanBits + 15;
 inline uint32_t skipBitsTaken(uint32_t entry) { return entry & 0xFF; }
 inline uint32_t skipAdvance(uint32_t entry) { return (entry >> 8) & 0xFF; }
 inline bool skipEndsBlock(uint32_t entry) { return (entry & kSkipEndsBlock) != 0; }

@@ -260,7 +260,7 @@ template <int32_t scale>
         // after them is read only when k + passed < 64 (a block whose
         // coefficient 63 is coded ends there, and the end-of-block code that
         // follows belongs to the next block).
-        if (reader.bitCount < 16) fillEntropyBits(reader);
+        if (reader.bitCount < static_cast<int32_t>(kSkipBitsMost)) fillEntropyBits(reader);
         const uint32_t skip = skipTable[reader.bits >> (64 - kFastHuffmanBits)];
         const uint32_t passed = (skip >> 8) & 0xFF;
         const uint32_t reach = passed + ((skip & kSkipEndsBlock) ? 1 : 0);
