@@ -158,7 +158,7 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
     }
     // Skip phase: several symbols at once from the skip table when none of
     // them can reach index 63 (the index only grows, so the sum of the
-    // advances says so), else one symbol and its value bits in one step.
+    // advances says so), else one symbol, its value bits skipped.
     const uint32_t* skip = fast ? skipHuffmanTable(lookup, maxLength) : nullptr;
     for (;;) {
         if (bits.count < kSkipBitsMost) refill(bits, bf);
@@ -171,13 +171,14 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
                 continue;
             }
         }
-        const uint32_t entry = peekCodeAndValue(bits, bf, fast);
+        const uint32_t entry = peekCode(bits, bf, fast);
         int32_t r, s;
         if (entry != 0) {
             const int32_t symbol = static_cast<int32_t>(fastSymbol(entry));
             r = symbol >> 4;
             s = symbol & 15;
-            bits.consume(fastCodeLength(entry) + static_cast<uint32_t>(s));
+            bits.consume(fastBitsTaken(entry));
+            if (s != 0 && !fastValueIncluded(entry)) skipValue(bits, bf, static_cast<uint32_t>(s));
         } else {
             const int32_t symbol = plainSymbolOn(bits, bf, lookup, codes, maxLength);
             if (symbol < 0) return kFailedDc;

@@ -133,17 +133,6 @@ inline void consumeBits(BitstreamFile* bf, uint32_t n) {
     bf->bitCount -= n;
 }
 
-// The entry for the next code when the table holds it with its value bits
-// and the buffer holds 16 bits (so that neither the plain peek nor the plain
-// value read would have refilled); 0 otherwise.
-inline uint32_t peekCodeWithValue(BitstreamFile* bf, const uint32_t* fast) {
-    if (bf->bitCount < 16) refillQuick(bf);
-    if (!fast || bf->bitCount < 16) return 0;
-    uint32_t entry = fast[bf->bitBuffer >> (32 - kFastHuffmanBits)];
-    if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
-    return entry;
-}
-
 // decodeHuffmanSymbol's result, reached quickly when the buffer allows.
 inline int32_t decodeHuffmanSymbolFast(BitstreamFile* bf, const HuffmanLookupTable* lookup, const HuffmanCode* codes,
                                        uint32_t maxCodeLength) {

@@ -97,13 +97,6 @@ inline uint32_t peekCode(LocalBits& bits, const BitstreamFile* bf, const uint32_
     return fast[bits.buffer >> (64 - kFastHuffmanBits)];
 }
 
-// peekCodeWithValue on the locals.
-inline uint32_t peekCodeAndValue(LocalBits& bits, const BitstreamFile* bf, const uint32_t* fast) {
-    const uint32_t entry = peekCode(bits, bf, fast);
-    if (entry == 0 || fastCodeLength(entry) + (fastSymbol(entry) & 15) > kFastHuffmanBits) return 0;
-    return entry;
-}
-
 // What the plain reader does itself: a long code, value bits near a marker.
 inline KELJPEG_NOINLINE LocalBits plainSymbol(LocalBits bits, BitstreamFile* bf, const HuffmanLookupTable* lookup,
                                        const HuffmanCode* codes, uint32_t maxLength, int32_t* symbol) {
