@@ -200,29 +200,40 @@ inline bool nextAcSymbol(EntropyReader& reader, const StandardHuffman& ac, uint3
     return true;
 }
 
-// A full-size block's AC coefficients. With `steps` (given when no step
-// value times a quantiser can leave 16 bits, so that steps need no clamp)
-// one or two coefficients are taken per look-up; k is the index after the
-// last coefficient. The quantisers come in zigzag order, so that each one's
-// load does not wait for the position's.
+// One or two coefficients in one look-up of the step table (k: the index of
+// the next coefficient, left at the last one taken), when the table holds
+// them and the walk would have kept them all: the last index they reach is
+// at most `last`. The steps are used only where no step value times a
+// quantiser can leave 16 bits, so they need no clamp.
+enum class StepTaken { No, Yes, EndedBlock };
+template <uint32_t last>
+inline StepTaken takeStep(EntropyReader& reader, const uint64_t* steps, const uint16_t* quant, uint32_t& k,
+                          int16_t* block) {
+    if (reader.bitCount < 16) fillEntropyBits(reader);
+    const uint64_t step = steps[reader.bits >> (64 - kFastHuffmanBits)];
+    if (step == 0 || k - 1 + stepReach(step) > last) return StepTaken::No;
+    const uint32_t taken = fastBitsTaken(static_cast<uint32_t>(step));
+    reader.bits <<= taken;
+    reader.bitCount -= static_cast<int32_t>(taken);
+    if (step & kStepOnlyEnd) return StepTaken::EndedBlock;
+    const uint32_t first = k - 1 + stepFirstAdvance(step), second = first + stepSecondAdvance(step);
+    block[zigzagToNatural[first]] = static_cast<int16_t>(stepFirstValue(step) * quant[first]);
+    block[zigzagToNatural[second]] = static_cast<int16_t>(stepSecondValue(step) * quant[second]);
+    if ((step & kStepEndsBlock) || second == 63) return StepTaken::EndedBlock;
+    k = second;
+    return StepTaken::Yes;
+}
+
+// A full-size block's AC coefficients, with `stepped` one or two at a time.
+// The quantisers come in zigzag order, so that each one's load does not wait
+// for the position's.
 template <bool stepped>
 [[nodiscard]] bool decodeFullAc(EntropyReader& reader, const StandardHuffman& ac, const uint16_t* quant, int16_t* block) {
     for (uint32_t k = 1; k < 64; ++k) {
         if (stepped) {
-            if (reader.bitCount < 16) fillEntropyBits(reader);
-            const uint64_t step = ac.steps[reader.bits >> (64 - kFastHuffmanBits)];
-            if (step != 0 && k - 1 + stepReach(step) <= 63) {
-                const uint32_t taken = fastBitsTaken(static_cast<uint32_t>(step));
-                reader.bits <<= taken;
-                reader.bitCount -= static_cast<int32_t>(taken);
-                if (step & kStepOnlyEnd) break;
-                const uint32_t first = k - 1 + stepFirstAdvance(step), second = first + stepSecondAdvance(step);
-                block[zigzagToNatural[first]] = static_cast<int16_t>(stepFirstValue(step) * quant[first]);
-                block[zigzagToNatural[second]] = static_cast<int16_t>(stepSecondValue(step) * quant[second]);
-                if ((step & kStepEndsBlock) || second == 63) break;
-                k = second;
-                continue;
-            }
+            const StepTaken step = takeStep<63>(reader, ac.steps, quant, k, block);
+            if (step == StepTaken::EndedBlock) break;
+            if (step == StepTaken::Yes) continue;
         }
         AcSymbol symbol;
         if (!nextAcSymbol(reader, ac, k, symbol)) return false;
@@ -237,12 +248,17 @@ template <bool stepped>
 
 // A reduced-size block's AC coefficients: those the scale's transform reads
 // are kept, the rest decoded and dropped.
-template <int32_t scale>
+template <int32_t scale, bool stepped>
 [[nodiscard]] bool decodeReducedAc(EntropyReader& reader, const StandardHuffman& ac, const uint16_t* quant,
                                    int16_t* block) {
     constexpr uint32_t last = kBlockUse[scale].lastZigzag;
     uint32_t k = 1;
     for (; k <= last; ++k) {
+        if (stepped) {
+            const StepTaken step = takeStep<last>(reader, ac.steps, quant, k, block);
+            if (step == StepTaken::EndedBlock) return true;
+            if (step == StepTaken::Yes) continue;
+        }
         AcSymbol symbol;
         if (!nextAcSymbol(reader, ac, k, symbol)) return false;
         if (symbol.size == 0) {
@@ -285,13 +301,12 @@ template <int32_t scale>
 template <int32_t scale, bool stepped>
 [[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
                                const uint16_t* quant, int32_t& predictor, int16_t* block) {
-    static_assert(scale == 3 || !stepped, "steps serve full size only");
     std::memset(block, 0, kBlockUse[scale].clearedValues * sizeof(int16_t));
     if (!decodeDcTerm(reader, dc, quant[0], predictor, block)) return false;
     if constexpr (scale == 3)
         return decodeFullAc<stepped>(reader, ac, quant, block);
     else
-        return decodeReducedAc<scale>(reader, ac, quant, block);
+        return decodeReducedAc<scale, stepped>(reader, ac, quant, block);
 }
 
 // The block's samples at the scale, clamped to -128..127 and not level
@@ -361,10 +376,10 @@ template <int32_t scale>
         const StandardHuffman& dc = sd->dcTables[scan.dcTable[i]];
         const StandardHuffman& ac = sd->acTables[scan.acTable[i]];
         // 40 x 99 fits 16 bits, 300 x 255 does not.
-        const bool stepped = scale == 3 && ac.largestStepValue * component.largestQuant <= 32767;
+        const bool stepped = ac.largestStepValue * component.largestQuant <= 32767;
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
         for (uint32_t b = 0; ok && b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
-            ok = stepped ? decodeBlock<scale, scale == 3>(reader, dc, ac, component.zigzagQuant, component.dcPredictor, block)
+            ok = stepped ? decodeBlock<scale, true>(reader, dc, ac, component.zigzagQuant, component.dcPredictor, block)
                          : decodeBlock<scale, false>(reader, dc, ac, component.zigzagQuant, component.dcPredictor, block);
             if (!ok) break;
             transformBlock(block, scale, kernels);
