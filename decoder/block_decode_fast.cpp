@@ -19,6 +19,12 @@ constexpr uint32_t kStepBits = 16 + kFastHuffmanBits - 1;
 // plain decoder makes, if any.
 constexpr int32_t kFailedDc = -1, kFailedAc = -2, kFailedSilently = -3;
 
+// Stand-ins for a slot without short-code tables: every entry says "not
+// here", so that the loops send every symbol the plain way without testing
+// for the tables on each step.
+constexpr uint64_t kNoSteps[1u << kFastHuffmanBits] = {};
+constexpr uint32_t kNoSkips[1u << kFastHuffmanBits] = {};
+
 inline int16_t dequantise(int32_t value, int32_t quant) {
     return static_cast<int16_t>(static_cast<uint32_t>(value) * static_cast<uint32_t>(quant));
 }
@@ -59,7 +65,7 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
     const HuffmanCode* codes = component->acCodeTable;
     const uint32_t maxLength = component->acMaxCodeLength;
     const uint32_t* fast = shortCodes(lookup, codes, maxLength);
-    const uint64_t* steps = fast ? stepHuffmanTable(lookup, maxLength) : nullptr;
+    const uint64_t* steps = fast ? stepHuffmanTable(lookup, maxLength) : kNoSteps;
     const int32_t* quant = component->quant;
     uint32_t k = 0;
     for (;;) {
@@ -68,7 +74,7 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
         // the first symbol (at most 9 of the 10 indexed bits), so that the
         // plain peek for the second would not have refilled either.
         if (bits.count < kStepBits) refill(bits, bf);
-        if (steps && bits.count >= kStepBits) {
+        if (bits.count >= kStepBits) {
             const uint64_t step = steps[bits.buffer >> (64 - kFastHuffmanBits)];
             if (step != 0 && k + stepReach(step) <= 63) {
                 bits.consume(fastBitsTaken(static_cast<uint32_t>(step)));
@@ -159,10 +165,10 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
     // Skip phase: several symbols at once from the skip table when none of
     // them can reach index 63 (the index only grows, so the sum of the
     // advances says so), else one symbol, its value bits skipped.
-    const uint32_t* skip = fast ? skipHuffmanTable(lookup, maxLength) : nullptr;
+    const uint32_t* skip = fast ? skipHuffmanTable(lookup, maxLength) : kNoSkips;
     for (;;) {
         if (bits.count < kSkipBitsMost) refill(bits, bf);
-        if (skip && bits.count >= kSkipBitsMost) {
+        if (bits.count >= kSkipBitsMost) {
             const uint32_t run = skip[bits.top(kFastHuffmanBits)];
             if (skipBitsTaken(run) != 0 && k + static_cast<int32_t>(skipAdvance(run)) < 63) {
                 bits.consume(skipBitsTaken(run));
