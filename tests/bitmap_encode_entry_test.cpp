@@ -11,7 +11,7 @@
 #include "test_support.h"
 
 using namespace bitmap_testing;
-using encoder_testing::takeOutput;
+using testing_support::takeOutput;
 using testing_support::ReportCapture;
 using Bytes = std::vector<uint8_t>;
 using PixelFunction = std::function<void(int, int, uint8_t*)>;

@@ -9,7 +9,6 @@
 #include "test_support.h"
 
 using namespace testing_support;
-using namespace decoder_testing;
 
 namespace {
 
@@ -18,19 +17,19 @@ int patternSample(int component, uint32_t mcu, int block) {
     return static_cast<int>((component * 50 + mcu * 7 + block * 13) % 200) - 100;
 }
 
-MiniJpeg colourImage(uint16_t width, uint16_t height, uint8_t lumaSampling, uint16_t restartInterval = 0) {
-    MiniJpeg spec;
+FlatJpeg colourImage(uint16_t width, uint16_t height, uint8_t lumaSampling, uint16_t restartInterval = 0) {
+    FlatJpeg spec;
     spec.width = width;
     spec.height = height;
     spec.components = {{1, lumaSampling}, {2, 0x11}, {3, 0x11}};
-    spec.sample = patternSample;
+    spec.level = samples(patternSample);
     spec.restartInterval = restartInterval;
     return spec;
 }
 
 // Expected raw sample of component c at pixel (x, y): the value of the block
 // that covers it after replication of subsampled components.
-uint8_t expectedRaw(const MiniJpeg& spec, int c, uint32_t x, uint32_t y) {
+uint8_t expectedRaw(const FlatJpeg& spec, int c, uint32_t x, uint32_t y) {
     int maxH = 1, maxV = 1;
     for (auto comp : spec.components) {
         maxH = std::max(maxH, comp.sampling >> 4);
@@ -41,12 +40,12 @@ uint8_t expectedRaw(const MiniJpeg& spec, int c, uint32_t x, uint32_t y) {
     int h = spec.components[c].sampling >> 4, v = spec.components[c].sampling & 15;
     uint32_t inX = x % (8 * maxH), inY = y % (8 * maxV);
     int bx = static_cast<int>(inX * h / (8 * maxH)), by = static_cast<int>(inY * v / (8 * maxV));
-    return static_cast<uint8_t>(spec.sample(c, mcu, by * h + bx) + 128);
+    return static_cast<uint8_t>(patternSample(c, mcu, by * h + bx) + 128);
 }
 
 // Raw pixels of a buffer `width` pixels wide: the first `rows` rows hold the
 // picture, the rest of the buffer its guard bytes.
-void expectRawImage(const MiniJpeg& spec, const std::vector<uint8_t>& pixels, uint32_t width, uint32_t rows) {
+void expectRawImage(const FlatJpeg& spec, const std::vector<uint8_t>& pixels, uint32_t width, uint32_t rows) {
     const uint32_t n = static_cast<uint32_t>(spec.components.size());
     for (uint32_t y = 0; y < pixels.size() / (width * n); ++y)
         for (uint32_t x = 0; x < width; ++x)
@@ -56,7 +55,7 @@ void expectRawImage(const MiniJpeg& spec, const std::vector<uint8_t>& pixels, ui
 }
 
 TEST(DecodeProlog, ReportsGeometryAndFrameHeader) {
-    MemoryDecode d(buildMiniJpeg(colourImage(17, 9, 0x22, 1)));
+    MemoryDecode d(flatJpeg(colourImage(17, 9, 0x22, 1)));
     ASSERT_NE(d.handle, nullptr);
     EXPECT_EQ(d.params.samplingSignature, 0x221111u);
     EXPECT_EQ(d.params.width, 17);
@@ -92,7 +91,7 @@ TEST(DecodeProlog, BadHandlesIllegalOptionsAndMissingFile) {
     EXPECT_EQ(jpegGetFrameHeader(reinterpret_cast<JpegHandle>(notAContext), &frame), -1);
     EXPECT_EQ(jpegDecodeToRect(nullptr, nullptr, 8), 0);
     EXPECT_EQ(jpegDecodeSetPartialBitstream(nullptr, nullptr, 0), -1);
-    auto bytes = buildMiniJpeg(MiniJpeg{});
+    auto bytes = flatJpeg(FlatJpeg{});
     std::string path = tempPath("illegal_options.jpg");
     writeFileBytes(path, bytes);
     WideName name = wideName(path);
@@ -119,7 +118,7 @@ TEST(DecodeProlog, BadHandlesIllegalOptionsAndMissingFile) {
 }
 
 TEST(DecodeProlog, CompletenessCheck) {
-    auto bytes = buildMiniJpeg(colourImage(40, 24, 0x21));
+    auto bytes = flatJpeg(colourImage(40, 24, 0x21));
     std::vector<uint8_t> trailing = bytes;
     trailing.insert(trailing.end(), {0x00, 0x12, 0x34});
     std::vector<uint8_t> cut(bytes.begin(), bytes.end() - 9);
@@ -145,11 +144,11 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
     std::vector<uint8_t> app1 = {0xFF, 0xE1, 0x00, 0x06, 0xFF, 0xD9, 0xFF, 0xD8};
     // An APP0 of another kind: Ln - 7 bytes follow its 5-byte identifier.
     std::vector<uint8_t> otherApp0 = {0xFF, 0xE0, 0x00, 0x0A, 'J', 'F', 'X', 'X', 0, 0xFF, 0xC0, 0x12};
-    MiniJpeg spec;
+    FlatJpeg spec;
     for (const auto* segment : {&app0, &com, &app1, &otherApp0})
         spec.extraSegments.insert(spec.extraSegments.end(), segment->begin(), segment->end());
-    spec.sample = [](int, uint32_t, int) { return 37; };
-    auto jpeg = buildMiniJpeg(spec);
+    spec.level = samples([](int, uint32_t, int) { return 37; });
+    auto jpeg = flatJpeg(spec);
     std::vector<uint8_t> file(100, 0x55);
     file.insert(file.end(), jpeg.begin(), jpeg.end());
     std::string path = tempPath("offset.jpg");
@@ -180,7 +179,7 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
 }
 
 TEST(DecodeProlog, HeaderFailuresReportTheirReason) {
-    const auto base = buildMiniJpeg(colourImage(16, 16, 0x22));
+    const auto base = flatJpeg(colourImage(16, 16, 0x22));
     const size_t sof = segmentAt(base, 0xC0), dht = segmentAt(base, 0xC4), dqt = segmentAt(base, 0xDB);
     const std::string frameFailed = "Frame Level parse failed.", badDht = "invalid DHT segment syntax";
     const struct {
@@ -221,10 +220,10 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
     const std::string readFailed = "read failed.", pastEnd = "found unexpected end of JPEG file",
                       badSof = "unsupported SOF coding mode", badSampling = "unsupported sampling factor",
                       frameFailed = "Frame Level parse failed.";
-    MiniJpeg spec = colourImage(16, 16, 0x22, 1);
+    FlatJpeg spec = colourImage(16, 16, 0x22, 1);
     // JFIF with a 2 x 1 thumbnail, bytes 20 to 25 of the file.
     spec.extraSegments = {0xFF, 0xE0, 0x00, 0x16, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 72, 0, 72, 2, 1, 9, 9, 9, 9, 9, 9};
-    const auto base = buildMiniJpeg(spec);
+    const auto base = flatJpeg(spec);
     const size_t dqt = segmentAt(base, 0xDB), dht = segmentAt(base, 0xC4), dri = segmentAt(base, 0xDD),
                  sof = segmentAt(base, 0xC0), sos = segmentAt(base, 0xDA);
     auto upTo = [&base](size_t end) { return std::vector<uint8_t>(base.begin(), base.begin() + static_cast<ptrdiff_t>(end)); };
@@ -298,7 +297,7 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
 
     // At every cut in the headers the end is reported first and once, and a
     // failure always names the parser's reason before the summary.
-    const auto bytes = buildMiniJpeg(colourImage(16, 16, 0x22, 1));
+    const auto bytes = flatJpeg(colourImage(16, 16, 0x22, 1));
     for (size_t cut = 1; cut < segmentAt(bytes, 0xDA) + 14; ++cut) {
         ReportCapture capture;
         MemoryDecode d(std::vector<uint8_t>(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(cut)),
@@ -318,7 +317,7 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
 TEST(DecodeToRect, RawOutputOfEverySamplingComponentCountAndRestartInterval) {
     const struct {
         uint16_t width, height, restartInterval;
-        std::vector<MiniComponent> components;
+        std::vector<FlatComponent> components;
     } cases[] = {
         {35, 21, 0, {{1, 0x11}, {2, 0x11}, {3, 0x11}}},
         {35, 21, 1, {{1, 0x21}, {2, 0x11}, {3, 0x11}}},
@@ -332,11 +331,11 @@ TEST(DecodeToRect, RawOutputOfEverySamplingComponentCountAndRestartInterval) {
         {32, 32, 0, {{1, 0x22}, {2, 0x12}, {3, 0x21}, {4, 0x11}}},
     };
     for (const auto& c : cases) {
-        MiniJpeg spec = colourImage(c.width, c.height, 0x11, c.restartInterval);
+        FlatJpeg spec = colourImage(c.width, c.height, 0x11, c.restartInterval);
         spec.components = c.components;
         const int count = static_cast<int>(c.components.size());
         ReportCapture capture;
-        MemoryDecode d(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+        MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
         ASSERT_NE(d.handle, nullptr);
         Output out = outputFor(c.width, c.height, count);
         ImageRect rect = out.rect();
@@ -345,7 +344,7 @@ TEST(DecodeToRect, RawOutputOfEverySamplingComponentCountAndRestartInterval) {
         EXPECT_TRUE(capture.reports().empty());
     }
     // Raw output needs a pixel size of one byte per component.
-    MemoryDecode d(buildMiniJpeg(colourImage(16, 16, 0x11)), JPEG_OPT_RAW_COMPONENTS);
+    MemoryDecode d(flatJpeg(colourImage(16, 16, 0x11)), JPEG_OPT_RAW_COMPONENTS);
     Output out = outputFor(16, 16, 4);
     ImageRect rect = out.rect();
     EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 16), 0);
@@ -353,11 +352,11 @@ TEST(DecodeToRect, RawOutputOfEverySamplingComponentCountAndRestartInterval) {
 }
 
 TEST(DecodeToRect, ColourAndGreyOutputIgnoreBitsPerPixel) {
-    MiniJpeg grey;
+    FlatJpeg grey;
     grey.width = 9;
     grey.height = 3;
-    grey.sample = [](int, uint32_t mcu, int) { return mcu == 0 ? -128 : 127; };
-    MemoryDecode g(buildMiniJpeg(grey));
+    grey.level = samples([](int, uint32_t mcu, int) { return mcu == 0 ? -128 : 127; });
+    MemoryDecode g(flatJpeg(grey));
     Output out = outputFor(9, 3, 3);  // 24 bits per pixel; grey still writes one byte
     ImageRect rect = out.rect();
     EXPECT_EQ(jpegDecodeToRect(g.handle, &rect, 3), 3);
@@ -366,9 +365,9 @@ TEST(DecodeToRect, ColourAndGreyOutputIgnoreBitsPerPixel) {
         EXPECT_EQ(out.pixels[y * 27 + 9], kGuard);
     }
 
-    MiniJpeg colour = colourImage(8, 8, 0x11);
-    colour.sample = [](int c, uint32_t, int) { return c == 0 ? 127 : (c == 2 ? 127 : 0); };
-    MemoryDecode d(buildMiniJpeg(colour));
+    FlatJpeg colour = colourImage(8, 8, 0x11);
+    colour.level = samples([](int c, uint32_t, int) { return c == 0 ? 127 : (c == 2 ? 127 : 0); });
+    MemoryDecode d(flatJpeg(colour));
     out = outputFor(8, 8, 3);
     rect = out.rect();
     rect.bitsPerPixel = 8;
@@ -379,8 +378,8 @@ TEST(DecodeToRect, ColourAndGreyOutputIgnoreBitsPerPixel) {
 }
 
 TEST(DecodeToRect, StripsOverSeveralCallsAndTheMixedRowReading) {
-    MiniJpeg spec = colourImage(17, 40, 0x22);
-    MemoryDecode d(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+    FlatJpeg spec = colourImage(17, 40, 0x22);
+    MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
     // The first band of a call is a whole MCU row whatever the position: the
     // third call writes 16 rows from row 32, so the buffer has room for 48.
     Output out = outputFor(17, 48, 3);
@@ -398,7 +397,7 @@ TEST(DecodeToRect, StripsOverSeveralCallsAndTheMixedRowReading) {
     // A short request delivers that many rows of the first MCU row, into a
     // rectangle narrower than the picture.
     spec = colourImage(40, 16, 0x22);
-    MemoryDecode narrow(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+    MemoryDecode narrow(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
     out = outputFor(20, 16, 3);
     rect = out.rect();
     EXPECT_EQ(jpegDecodeToRect(narrow.handle, &rect, 5), 5);
@@ -406,10 +405,10 @@ TEST(DecodeToRect, StripsOverSeveralCallsAndTheMixedRowReading) {
 }
 
 TEST(DecodeToRect, HeightFromDnl) {
-    MiniJpeg spec = colourImage(24, 20, 0x22);
+    FlatJpeg spec = colourImage(24, 20, 0x22);
     spec.heightInDnl = true;
     {
-        MemoryDecode d(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+        MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
         ASSERT_NE(d.handle, nullptr);
         EXPECT_EQ(d.params.height, 0);
         // Without a known height there is no bottom clip: whole MCU rows are written.
@@ -421,7 +420,7 @@ TEST(DecodeToRect, HeightFromDnl) {
     }
     // With restart markers the DNL segment is met and read.
     spec.restartInterval = 2;
-    MemoryDecode d(buildMiniJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+    MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
     Output out = outputFor(24, 32, 3);
     ImageRect rect = out.rect();
     EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 32), 32);
@@ -433,8 +432,8 @@ TEST(DecodeToRect, HeightFromDnl) {
 TEST(DecodeToRect, PartialBitstreamPieces) {
     // One restart interval per MCU row: each piece after the first is one
     // band's data, starting where the predictors restart.
-    MiniJpeg spec = colourImage(64, 24, 0x11, 8);
-    auto bytes = buildMiniJpeg(spec);
+    FlatJpeg spec = colourImage(64, 24, 0x11, 8);
+    auto bytes = flatJpeg(spec);
     std::vector<size_t> cuts;
     for (size_t i = segmentAt(bytes, 0xDA); i + 1 < bytes.size(); ++i)
         if (bytes[i] == 0xFF && bytes[i + 1] >= 0xD0 && bytes[i + 1] <= 0xD7) cuts.push_back(i + 2);
@@ -464,7 +463,7 @@ TEST(DecodeToRect, PartialBitstreamPieces) {
 }
 
 TEST(DecodeToRect, TruncatedAndCorruptDataFailWithReports) {
-    auto bytes = buildMiniJpeg(colourImage(64, 64, 0x22));
+    auto bytes = flatJpeg(colourImage(64, 64, 0x22));
     const size_t sos = segmentAt(bytes, 0xDA);
     // Cut inside the entropy data, accepted through the partial option.
     {

@@ -18,7 +18,6 @@
 #include "test_support.h"
 
 using namespace testing_support;
-using namespace decoder_testing;
 
 namespace {
 
@@ -250,11 +249,11 @@ TEST(BlockDecoder, PartialDecodeKeepsTheCornerAndSkipsTheRest) {
 // ---- Reduced-size MCU decoders and geometry, through the prolog ----
 
 TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
-    MiniJpeg spec;
+    FlatJpeg spec;
     spec.width = 24;
     // DC 8 * 137 = 1096 clamps to 127 at every size, -1096 to -128.
-    spec.sample = [](int, uint32_t mcu, int) { return mcu == 0 ? 137 : (mcu == 1 ? -100 : -137); };
-    auto bytes = buildMiniJpeg(spec);
+    spec.level = samples([](int, uint32_t mcu, int) { return mcu == 0 ? 137 : (mcu == 1 ? -100 : -137); });
+    auto bytes = flatJpeg(spec);
     for (McuDecoder decoder : {decodeMcuFull, decodeMcuHalf, decodeMcuQuarter, decodeMcuEighth}) {
         MemoryDecode d(bytes);
         ASSERT_NE(d.handle, nullptr);
@@ -273,9 +272,9 @@ TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
 TEST(MarkerParser, ThumbnailShiftsTheParseWithoutTheJfifOption) {
     // A 1x1 thumbnail and three stray bytes: without the option the parser
     // skips three bytes more than the segment holds, which here lands right.
-    MiniJpeg spec;
+    FlatJpeg spec;
     spec.extraSegments = {0xFF, 0xE0, 0x00, 0x13, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 1, 0, 1, 1, 1, 9, 9, 9, 0x77, 0x77, 0x77};
-    auto bytes = buildMiniJpeg(spec);
+    auto bytes = flatJpeg(spec);
     EXPECT_NE(MemoryDecode(bytes).handle, nullptr);
     std::vector<uint8_t> info(7 + 3);
     ReportCapture capture;
@@ -290,12 +289,12 @@ TEST(MarkerParser, ThumbnailShiftsTheParseWithoutTheJfifOption) {
 }
 
 TEST(MarkerParser, SegmentWarningsLetTheParseGoOn) {
-    MiniJpeg spec;
+    FlatJpeg spec;
     spec.height = 16;
     spec.heightInDnl = true;
     spec.restartInterval = 1;
     spec.extraSegments = {0xFF, 0xDD, 0x00, 0x05, 0x00, 0x00};  // DRI of the wrong length, rewritten later
-    auto bytes = buildMiniJpeg(spec);
+    auto bytes = flatJpeg(spec);
     bytes[segmentAt(bytes, 0xC0) + 6] = 16;  // the frame knows its height after all
     ReportCapture capture;
     MemoryDecode d(bytes);
@@ -310,13 +309,13 @@ TEST(MarkerParser, SegmentWarningsLetTheParseGoOn) {
 // ---- Damaged input ----
 
 TEST(DamagedInput, RandomMutationsEndWithAResult) {
-    MiniJpeg spec;
+    FlatJpeg spec;
     spec.width = 40;
     spec.height = 24;
     spec.components = {{1, 0x22}, {2, 0x11}, {3, 0x11}};
     spec.restartInterval = 2;
-    spec.sample = [](int c, uint32_t m, int b) { return (c * 31 + int(m) * 17 + b * 5) % 120 - 60; };
-    const auto original = buildMiniJpeg(spec);
+    spec.level = samples([](int c, uint32_t m, int b) { return (c * 31 + int(m) * 17 + b * 5) % 120 - 60; });
+    const auto original = flatJpeg(spec);
     std::mt19937 random(1234);
     ReportCapture capture;
     for (int trial = 0; trial < 3000; ++trial) {

@@ -2,6 +2,8 @@
 // DNL, memory output, write errors, strips and the padding of partial MCUs.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include <functional>
 #include <string>
 
@@ -10,7 +12,7 @@
 #include "encoder_test_support.h"
 #include "test_support.h"
 
-using namespace encoder_testing;
+using namespace testing_support;
 using testing_support::ReportCapture;
 using Bytes = std::vector<uint8_t>;
 
@@ -23,19 +25,19 @@ Bytes bytesAt(const Bytes& s, size_t offset, size_t count) {
 
 Bytes tail(const Bytes& s, size_t count) { return bytesAt(s, s.size() - std::min(count, s.size()), count); }
 
-Bytes encodeToFile(const std::string& path, const TestImage& image, JpegEncodeParams params) {
+Bytes encodeToFile(const std::string& path, const Picture& image, JpegEncodeParams params) {
     JpegHandle handle = jpegEncodeProlog(testing_support::wideName(path).c_str(), &params);
     if (!handle) return {};
     ImageRect rect = rectOf(image);
-    bool ok = jpegEncodeFromRect(handle, &rect, image.height) == image.height;
+    bool ok = jpegEncodeFromRect(handle, &rect, uint32_t(image.height)) == uint32_t(image.height);
     ok = jpegEncodeEpilog(handle) == 0 && ok;
     return ok ? testing_support::readFileBytes(path) : Bytes{};
 }
 
 TEST(EncoderStream, JfifSegmentOnlyForOneOrThreeComponentsAndCountsThumbnailBytes) {
-    TestImage grey = photoLikeImage(16, 16, 1), colour = photoLikeImage(8, 8);
-    EXPECT_EQ(headerSegments(encodeImage(grey, paramsFor(grey, 0x11, 75, JPEG_OPT_JFIF)))[1].marker, 0xE0);
-    EXPECT_EQ(headerSegments(encodeImage(colour, paramsFor(colour, 0x111111, 75, JPEG_OPT_JFIF |
+    Picture grey = photoLikeImage(16, 16, 1), colour = photoLikeImage(8, 8);
+    EXPECT_EQ(segmentsOf(encodeImage(grey, paramsFor(grey, 0x11, 75, JPEG_OPT_JFIF)), true)[1].marker, 0xE0);
+    EXPECT_EQ(segmentsOf(encodeImage(colour, paramsFor(colour, 0x111111, 75, JPEG_OPT_JFIF |
                                                                                     JPEG_OPT_RAW_COMPONENTS)))[1]
                   .marker,
               0xDB);
@@ -62,11 +64,11 @@ Bytes restartMarkers(const Bytes& data) {
 }
 
 TEST(EncoderStream, RestartMarkersCycleAfterEveryIntervalIncludingTheLast) {
-    TestImage image = photoLikeImage(80, 8);  // ten 8x8 MCUs at 4:4:4
+    Picture image = photoLikeImage(80, 8);  // ten 8x8 MCUs at 4:4:4
     JpegEncodeParams p = paramsFor(image, 0x111111, 75);
     p.restartInterval = 1;
     Bytes s = encodeImage(image, p);
-    std::vector<Segment> segments = headerSegments(s);
+    std::vector<Segment> segments = segmentsOf(s, true);
     EXPECT_EQ(bytesAt(s, segments[segments.size() - 2].offset, 6), (Bytes{0xFF, 0xDD, 0x00, 0x04, 0x00, 0x01}));
     Bytes data = scanData(s);
     EXPECT_EQ(restartMarkers(data), (Bytes{0xD0, 0xD1, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xD7, 0xD0, 0xD1}));
@@ -76,11 +78,11 @@ TEST(EncoderStream, RestartMarkersCycleAfterEveryIntervalIncludingTheLast) {
 }
 
 TEST(EncoderStream, UnknownHeightWritesZeroAndADnlSegmentWithTheLinesEncoded) {
-    TestImage image = photoLikeImage(24, 37);
+    Picture image = photoLikeImage(24, 37);
     JpegEncodeParams p = paramsFor(image, 0x111111, 75);
     p.height = 0;
     Bytes s = encodeImage(image, p, 8);  // strips of 8 lines, the last of 5
-    std::vector<Segment> segments = headerSegments(s);
+    std::vector<Segment> segments = segmentsOf(s, true);
     ASSERT_EQ(segments[segments.size() - 2].marker, 0xC0);
     EXPECT_EQ(bytesAt(s, segments[segments.size() - 2].offset + 5, 2), (Bytes{0, 0}));
     EXPECT_EQ(tail(s, 8), (Bytes{0xFF, 0xDC, 0x00, 0x04, 0x00, 37, 0xFF, 0xD9}));
@@ -90,7 +92,7 @@ TEST(EncoderStream, UnknownHeightWritesZeroAndADnlSegmentWithTheLinesEncoded) {
 }
 
 TEST(EncoderStream, MemoryOutputGrowsInWholeBuffersAndMatchesTheFile) {
-    TestImage image = photoLikeImage(320, 240);
+    Picture image = photoLikeImage(320, 240);
     JpegEncodeParams p = paramsFor(image, 0x211111, 90, JPEG_OPT_MEMORY);
     JpegHandle h = jpegEncodeProlog(nullptr, &p);
     ASSERT_NE(h, nullptr);
@@ -107,7 +109,7 @@ TEST(EncoderStream, MemoryOutputGrowsInWholeBuffersAndMatchesTheFile) {
 }
 
 TEST(EncoderStream, WriteErrorsAreStickyAndReachTheEpilog) {
-    TestImage image = photoLikeImage(256, 256);
+    Picture image = photoLikeImage(256, 256);
     JpegEncodeParams p = paramsFor(image, 0x221111, 95);
     ImageRect rect = rectOf(image);
     if (JpegHandle h = jpegEncodeProlog(testing_support::wideName("/dev/full").c_str(), &p)) {
@@ -138,7 +140,7 @@ TEST(EncoderStream, WriteErrorsAreStickyAndReachTheEpilog) {
 
 TEST(EncoderStream, PrologFailuresReportAndReturnNull) {
     ReportCapture capture;
-    TestImage image = photoLikeImage(8, 8);
+    Picture image = photoLikeImage(8, 8);
     JpegEncodeParams p = paramsFor(image, 0x111111, 75, JPEG_OPT_DECODE);
     EXPECT_EQ(jpegEncodeProlog(nullptr, &p), nullptr);
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Illegal options parameter",
@@ -157,14 +159,14 @@ TEST(EncoderStream, PrologFailuresReportAndReturnNull) {
     EXPECT_EQ(capture.texts(), (std::vector<std::string>{"file create error", "no such file or directory"}));
     EXPECT_EQ(jpegEncodeEpilog(nullptr), -1);
     EXPECT_EQ(jpegEncodeFromRect(nullptr, nullptr, 8), 0u);
-    TestImage four = photoLikeImage(24, 16, 4);  // four components only at full sampling
+    Picture four = photoLikeImage(24, 16, 4);  // four components only at full sampling
     EXPECT_FALSE(encodeImage(four, paramsFor(four, 0x11111111, 75)).empty());
     EXPECT_TRUE(encodeImage(four, paramsFor(four, 0x22111111, 75)).empty());
 }
 
 TEST(EncoderStrips, WholeMcuRowStripsGiveTheSameStreamAsOneCall) {
     for (uint32_t sampling : {0x111111u, 0x121111u, 0x211111u, 0x221111u}) {
-        TestImage image = photoLikeImage(45, 64);
+        Picture image = photoLikeImage(45, 64);
         JpegEncodeParams p = paramsFor(image, sampling, 80);
         p.restartInterval = 5;
         Bytes whole = encodeImage(image, p);
@@ -177,11 +179,11 @@ TEST(EncoderStrips, WholeMcuRowStripsGiveTheSameStreamAsOneCall) {
 TEST(EncoderStrips, APartialMcuRowAtTheStartOfACallIsPaddedWithZeros) {
     // 16 x 20 at 4:4:4 in strips of 16 and 4 lines: the last call's MCUs start
     // from a fresh work buffer, as if the strip were a 16 x 8 image of mid grey.
-    TestImage image = photoLikeImage(16, 20);
+    Picture image = photoLikeImage(16, 20);
     JpegEncodeParams p = paramsFor(image, 0x111111, 90);
     p.restartInterval = 2;  // a restart at the strip edge resets the DC predictors too
     Bytes strips = scanData(encodeImage(image, p, 16));
-    TestImage last{16, 8, 3, Bytes(16 * 8 * 3, 128)};
+    Picture last{16, 8, 3, Bytes(16 * 8 * 3, 128)};
     std::memcpy(last.pixels.data(), image.row(16), 16 * 4 * 3);
     Bytes lastScan = scanData(encodeImage(last, p));
     ASSERT_GT(strips.size(), lastScan.size());
@@ -195,14 +197,14 @@ TEST(EncoderStrips, APartialMcuRowAtTheStartOfACallIsPaddedWithZeros) {
 // An image of the given size spelling out, through `source`, what the padding
 // rule leaves in the partial MCUs of `partial`: the pixel at (x, y) comes from
 // the partial image's (sx, sy) when source returns true, else it is `fill`.
-TestImage spelledOut(const TestImage& partial, uint32_t w, uint32_t h, uint8_t fill,
+Picture spelledOut(const Picture& partial, uint32_t w, uint32_t h, uint8_t fill,
                      const std::function<bool(uint32_t&, uint32_t&)>& source) {
-    TestImage full{w, h, partial.components, Bytes(size_t(w) * h * partial.components, fill)};
+    Picture full{int(w), int(h), partial.channels, Bytes(size_t(w) * h * partial.channels, fill)};
     for (uint32_t y = 0; y < h; ++y)
         for (uint32_t x = 0; x < w; ++x) {
             uint32_t sx = x, sy = y;
-            if (source(sx, sy)) std::memcpy(full.row(y) + x * full.components, partial.row(sy) + sx * full.components,
-                                            full.components);
+            if (source(sx, sy)) std::memcpy(full.row(y) + x * full.channels, partial.row(sy) + sx * full.channels,
+                                            full.channels);
         }
     return full;
 }
@@ -210,7 +212,7 @@ TestImage spelledOut(const TestImage& partial, uint32_t w, uint32_t h, uint8_t f
 TEST(EncoderPadding, PartialMcusRepeatThePreviousMcuOrStartFromZeroSamples) {
     struct Case {
         const char* what;
-        TestImage partial;
+        Picture partial;
         uint32_t w, h, sampling;
         uint8_t fill;
         std::function<bool(uint32_t&, uint32_t&)> source;
@@ -230,7 +232,7 @@ TEST(EncoderPadding, PartialMcusRepeatThePreviousMcuOrStartFromZeroSamples) {
          [](uint32_t& x, uint32_t& y) { return x < 5 && y < 3; }},
     };
     for (const Case& c : cases) {
-        TestImage full = spelledOut(c.partial, c.w, c.h, c.fill, c.source);
+        Picture full = spelledOut(c.partial, c.w, c.h, c.fill, c.source);
         Bytes a = scanData(encodeImage(c.partial, paramsFor(c.partial, c.sampling, 90)));
         ASSERT_FALSE(a.empty()) << c.what;
         EXPECT_EQ(a, scanData(encodeImage(full, paramsFor(full, c.sampling, 90)))) << c.what;
@@ -242,7 +244,7 @@ TEST(EncoderColour, KnownColoursConvertToTheirYCbCr) {
     // plus 128 fed to the raw path: both encodes must match.
     const uint8_t bgr[4][3] = {{255, 255, 255}, {0, 0, 0}, {128, 128, 128}, {0, 255, 0}};
     const uint8_t ycc[4][3] = {{255, 128, 128}, {0, 128, 128}, {128, 128, 128}, {150, 44, 21}};
-    TestImage rgb{32, 8, 3, Bytes(32 * 8 * 3)}, raw = rgb;
+    Picture rgb{32, 8, 3, Bytes(32 * 8 * 3)}, raw = rgb;
     for (uint32_t y = 0; y < 8; ++y)
         for (uint32_t x = 0; x < 32; ++x) {
             std::memcpy(rgb.row(y) + 3 * x, bgr[x / 8], 3);
@@ -277,7 +279,7 @@ TEST(EncoderPlanar, ChromaOrderIsTheOnlyDifferenceBetweenTheTwoEntries) {
 }
 
 TEST(EncoderFrameRestart, HandsBackTheStreamAndStartsOverWithTheSameTables) {
-    TestImage image = photoLikeImage(16, 16);
+    Picture image = photoLikeImage(16, 16);
     JpegEncodeParams p = paramsFor(image, 0x111111, 75, JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM);
     JpegHandle h = jpegEncodeProlog(nullptr, &p);
     ASSERT_NE(h, nullptr);

@@ -326,8 +326,8 @@ TEST(VectorKernels, HalvedChromaMatchesTheRowsOfWidenedChroma) {
 
 // A picture whose blocks range from DC only to full: gradients, noise in
 // patches and a flat quarter.
-encoder_testing::TestImage patchyImage(uint32_t width, uint32_t height, uint32_t components, uint32_t seed) {
-    encoder_testing::TestImage image{width, height, components,
+testing_support::Picture patchyImage(uint32_t width, uint32_t height, uint32_t components, uint32_t seed) {
+    testing_support::Picture image{int(width), int(height), int(components),
                                      std::vector<uint8_t>(static_cast<size_t>(width) * height * components)};
     std::mt19937 rng(seed);
     for (uint32_t y = 0; y < height; ++y)
@@ -343,10 +343,10 @@ encoder_testing::TestImage patchyImage(uint32_t width, uint32_t height, uint32_t
 
 std::vector<uint8_t> encodePicture(uint32_t sampling, uint16_t components, uint32_t width, uint32_t height,
                                    uint16_t quality, uint16_t restartInterval, uint32_t seed) {
-    const encoder_testing::TestImage image = patchyImage(width, height, components, seed);
-    JpegEncodeParams params = encoder_testing::paramsFor(image, sampling, quality);
+    const testing_support::Picture image = patchyImage(width, height, components, seed);
+    JpegEncodeParams params = testing_support::paramsFor(image, sampling, quality);
     params.restartInterval = restartInterval;
-    return encoder_testing::encodeImage(image, params);
+    return testing_support::encodeImage(image, params);
 }
 
 struct Shape {
@@ -378,7 +378,7 @@ void expectSameMcus(const std::vector<uint8_t>& jpeg, const std::string& what) {
     const McuDecoder decoders[] = {decodeMcuFull, decodeMcuHalf, decodeMcuQuarter, decodeMcuEighth};
     for (size_t scale = 0; scale < 4; ++scale) {
         testing_support::ReportCapture capture;
-        decoder_testing::MemoryDecode plain(jpeg), quick(jpeg);
+        testing_support::MemoryDecode plain(jpeg), quick(jpeg);
         if (!plain.handle || !quick.handle) {
             ASSERT_EQ(plain.handle == nullptr, quick.handle == nullptr) << what;
             return;
@@ -555,15 +555,15 @@ TEST(VectorKernels, EncodedStreamsAreTheSameWithFastPathsOnAndOff) {
         {0x221111, 3, 200, 120, 0},
     };
     for (const Case& c : cases) {
-        encoder_testing::TestImage image = patchyImage(c.width, c.height, c.components, c.sampling + c.width);
+        testing_support::Picture image = patchyImage(c.width, c.height, c.components, c.sampling + c.width);
         for (uint16_t quality : {1, 30, 75, 100})
             for (uint16_t restart : {0, 5}) {
-                JpegEncodeParams params = encoder_testing::paramsFor(image, c.sampling, quality);
+                JpegEncodeParams params = testing_support::paramsFor(image, c.sampling, quality);
                 params.restartInterval = restart;
                 encoder::forceScalarEncoderKernels(true);
-                std::vector<uint8_t> plain = encoder_testing::encodeImage(image, params, c.strip);
+                std::vector<uint8_t> plain = testing_support::encodeImage(image, params, c.strip);
                 encoder::forceScalarEncoderKernels(false);
-                std::vector<uint8_t> fast = encoder_testing::encodeImage(image, params, c.strip);
+                std::vector<uint8_t> fast = testing_support::encodeImage(image, params, c.strip);
                 ASSERT_FALSE(plain.empty());
                 ASSERT_TRUE(plain == fast) << "sampling " << std::hex << c.sampling << std::dec << " q" << quality
                                            << " restart " << restart << " (kernels "

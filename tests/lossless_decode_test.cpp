@@ -9,7 +9,7 @@
 
 #include "decoder_test_support.h"
 
-using namespace decoder_testing;
+using namespace testing_support;
 
 namespace {
 
