@@ -285,9 +285,10 @@ struct LosslessImage {
 struct LosslessOptions {
     int predictor = 1;
     int pointTransform = 0;
+    bool bitsAfter32768 = true;  // the legacy reading's way
 };
 
-// The whole file as the legacy reading takes it.
+// The whole file, as the legacy reading takes it unless told otherwise.
 inline std::vector<uint8_t> encodeLossless(const LosslessImage& img, const LosslessOptions& opt = {}) {
     LosslessSpec spec;
     spec.width = img.width;
@@ -296,7 +297,7 @@ inline std::vector<uint8_t> encodeLossless(const LosslessImage& img, const Lossl
     spec.predictor = opt.predictor;
     spec.pointTransform = opt.pointTransform;
     spec.sampling.assign(size_t(img.components), 0x11);
-    spec.bitsAfter32768 = true;
+    spec.bitsAfter32768 = opt.bitsAfter32768;
     std::vector<std::vector<int32_t>> planes(size_t(img.components));
     for (size_t i = 0; i < img.samples.size(); ++i)
         planes[i % size_t(img.components)].push_back(img.samples[i] >> opt.pointTransform);
