@@ -12,8 +12,8 @@ namespace {
 TEST(Context, DirectionBitsAreChecked) {
     ReportCapture capture;
     for (uint32_t options : {0u, 3u, 0x0103u}) EXPECT_EQ(complibCreateJpegContext(nullptr, options), nullptr);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>(3, "Illegal options parameter"));
-    EXPECT_EQ(capture.reports()[0].source, "JPEG");
+    EXPECT_EQ(capture.texts(), std::vector<std::string>(3, text(report_text::kIllegalOptionsParameter)));
+    EXPECT_EQ(capture.reports()[0].source, text(report_text::kJpeg));
     JpegContext* ctx = complibCreateJpegContext(KJ_TEXT("name.jpg"), 0x0012);
     ASSERT_NE(ctx, nullptr);
     EXPECT_EQ(ctx->magic, kContextMagic);

@@ -102,19 +102,19 @@ TEST(DecodeProlog, BadHandlesIllegalOptionsAndMissingFile) {
         params.data = bytes.data();
         params.dataLength = static_cast<uint32_t>(bytes.size());
         EXPECT_EQ(jpegDecodeProlog(name.c_str(), &params), nullptr);
-        EXPECT_TRUE(capture.saw("Illegal options")) << options;
+        EXPECT_TRUE(capture.saw(report_text::kIllegalOptions)) << options;
     }
     {
         ReportCapture capture;
         MemoryDecode d(bytes, JPEG_OPT_ENCODE);
         EXPECT_EQ(d.handle, nullptr);
-        EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Illegal options parameter", "Prolog failed."}));
+        EXPECT_EQ(capture.texts(), (std::vector<std::string>{text(report_text::kIllegalOptionsParameter), text(report_text::kPrologFailed)}));
     }
     ReportCapture capture;
     JpegDecodeParams params{};
     WideName missing = wideName(tempPath("does_not_exist.jpg"));
     EXPECT_EQ(jpegDecodeProlog(missing.c_str(), &params), nullptr);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"no such file or directory"});
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kNoSuchFileOrDirectory)});
 }
 
 TEST(DecodeProlog, CompletenessCheck) {
@@ -129,7 +129,7 @@ TEST(DecodeProlog, CompletenessCheck) {
         MemoryDecode d(data);
         EXPECT_EQ(d.handle != nullptr, complete) << data.size();
         if (!complete) {
-            EXPECT_EQ(capture.texts(), std::vector<std::string>{"JPEG file is NOT complete"}) << data.size();
+            EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kJpegFileIsNotComplete)}) << data.size();
         }
     }
     // The partial-bitstream option skips the check.
@@ -181,25 +181,25 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
 TEST(DecodeProlog, HeaderFailuresReportTheirReason) {
     const auto base = flatJpeg(colourImage(16, 16, 0x22));
     const size_t sof = segmentAt(base, 0xC0), dht = segmentAt(base, 0xC4), dqt = segmentAt(base, 0xDB);
-    const std::string frameFailed = "Frame Level parse failed.", badDht = "invalid DHT segment syntax";
+    const std::string frameFailed = text(report_text::kFrameLevelParseFailed), badDht = text(report_text::kInvalidDhtSegmentSyntax);
     const struct {
         size_t at;
         uint8_t value;
         std::string reason;  // the first report
     } cases[] = {
-        {1, 0xD7, "extraneous bytes before SOI marker"},
-        {sof + 1, 0xC5, "unsupported SOF coding mode"},
-        {sof + 1, 0xCC, "arithmetic coding not supported"},
-        {sof + 11, 0x31, "unsupported sampling factor"},
-        {sof + 11, 0x20, "unsupported sampling factor"},
-        {sof + 9, 0, "not support image components"},
-        {sof + 12, 7, "invalid quantization table number"},
+        {1, 0xD7, text(report_text::kExtraneousBytesBeforeSoiMarker)},
+        {sof + 1, 0xC5, text(report_text::kUnsupportedSofCodingMode)},
+        {sof + 1, 0xCC, text(report_text::kArithmeticCodingNotSupported)},
+        {sof + 11, 0x31, text(report_text::kUnsupportedSamplingFactor)},
+        {sof + 11, 0x20, text(report_text::kUnsupportedSamplingFactor)},
+        {sof + 9, 0, text(report_text::kNotSupportImageComponents)},
+        {sof + 12, 7, text(report_text::kInvalidQuantizationTableNumber)},
         {dht + 4, 0x25, badDht},     // table class 2
         {dht + 4, 0x07, badDht},     // table number 7
         {dht + 3, 0x10, badDht},     // segment shorter than its tables
         {dht + 5 + 3, 200, badDht},  // 200 codes of length 4 (too many symbols for the segment)
         {dht + 5, 9, badDht},        // 9 codes of length 1: codes wider than their length
-        {dqt + 4, 0x05, "invalid DQT segment syntax"},  // table number 5
+        {dqt + 4, 0x05, text(report_text::kInvalidDqtSegmentSyntax)},  // table number 5
     };
     for (const auto& c : cases) {
         auto bytes = base;
@@ -217,9 +217,9 @@ TEST(DecodeProlog, HeaderFailuresReportTheirReason) {
 // failed."), every byte asked for after it once more, and the parse goes on
 // as if 0xFF bytes followed, so the parser's own reason comes next.
 TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
-    const std::string readFailed = "read failed.", pastEnd = "found unexpected end of JPEG file",
-                      badSof = "unsupported SOF coding mode", badSampling = "unsupported sampling factor",
-                      frameFailed = "Frame Level parse failed.";
+    const std::string readFailed = text(report_text::kReadFailedStop), pastEnd = text(report_text::kFoundUnexpectedEndOfJpegFile),
+                      badSof = text(report_text::kUnsupportedSofCodingMode), badSampling = text(report_text::kUnsupportedSamplingFactor),
+                      frameFailed = text(report_text::kFrameLevelParseFailed);
     FlatJpeg spec = colourImage(16, 16, 0x22, 1);
     // JFIF with a 2 x 1 thumbnail, bytes 20 to 25 of the file.
     spec.extraSegments = {0xFF, 0xE0, 0x00, 0x16, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 72, 0, 72, 2, 1, 9, 9, 9, 9, 9, 9};
@@ -246,7 +246,7 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
         std::vector<Run> reports;
         bool opens;
     } cases[] = {
-        {"SOI", {0xFF}, partial, ends(1, "extraneous bytes before SOI marker"), false},
+        {"SOI", {0xFF}, partial, ends(1, text(report_text::kExtraneousBytesBeforeSoiMarker)), false},
         // Length 0x00FF: 5 identifier bytes, Ln - 7 skipped, 2 peeked for the next marker.
         {"APP0 length", upTo(5), partial, ends(1 + 5 + 248 + 2, badSof), false},
         // 4 thumbnail bytes copied out, 0xFF among them.
@@ -255,11 +255,11 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
         {"JFIF thumbnail dropped", upTo(22), partial & ~JPEG_OPT_JFIF, ends(4 + 6 + 2, badSof), false},
         {"DQT entries", upTo(dqt + 15), partial, ends(54 + 2, badSof), false},
         // 13 counts of 0xFF: more symbols than the segment holds.
-        {"DHT counts", upTo(dht + 8), partial, ends(13, "invalid DHT segment syntax"), false},
+        {"DHT counts", upTo(dht + 8), partial, ends(13, text(report_text::kInvalidDhtSegmentSyntax)), false},
         {"DHT symbols", upTo(dri - 2), partial, ends(2 + 2, badSof), false},
         // A malformed DRI is reported and the walk goes on.
         {"DRI length", upTo(dri + 3), partial,
-         {{readFailed}, {"invalid DRI segment syntax"}, {pastEnd, 2 + 2}, {badSof}, {frameFailed}}, false},
+         {{readFailed}, {text(report_text::kInvalidDriSegmentSyntax)}, {pastEnd, 2 + 2}, {badSof}, {frameFailed}}, false},
         // Sampling byte 0xFF on the second component.
         {"SOF component", upTo(sof + 14), partial, ends(5, badSampling), false},
         // 0xFFFF samples per line and 255 components, all read.
@@ -267,7 +267,7 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
         // The walk stops at 0xFFFF; the scan header of a frame without SOS stays empty.
         {"before SOS", upTo(sos), partial, {{readFailed}, {pastEnd}}, true},
         // Table byte 0xFF on the first component; the rest of the segment is still read.
-        {"SOS tables", upTo(sos + 6), partial, ends(1 + 2 + 2 + 3, "invalid SOS segment syntax"), false},
+        {"SOS tables", upTo(sos + 6), partial, ends(1 + 2 + 2 + 3, text(report_text::kInvalidSosSegmentSyntax)), false},
         {"SOS selection", upTo(sos + 11), partial, {{readFailed}, {pastEnd, 2}}, true},
         // 62 bytes to skip, 10 of them there.
         {"APP1 ending in FF D9, file", exifCut, 0, ends(52 + 2, badSof), false},
@@ -454,7 +454,7 @@ TEST(DecodeToRect, PartialBitstreamPieces) {
         EXPECT_EQ(jpegDecodeToRect(d.handle, &view, static_cast<uint32_t>(8 * (band + 1))), 8) << band;
     }
     expectRawImage(spec, out.pixels, 64, 24);
-    EXPECT_FALSE(capture.saw("UnitNo"));
+    EXPECT_FALSE(capture.saw(report_text::kUnitNo));
 
     // Without the partial option the feeder refuses.
     MemoryDecode whole(bytes);
@@ -475,9 +475,9 @@ TEST(DecodeToRect, TruncatedAndCorruptDataFailWithReports) {
         ImageRect rect = out.rect();
         EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 64), 0);
         ASSERT_GE(capture.reports().size(), 3u);
-        EXPECT_TRUE(capture.saw("read failed."));
-        EXPECT_TRUE(capture.saw("found unexpected end of JPEG file"));
-        EXPECT_TRUE(capture.saw("UnitNo"));
+        EXPECT_TRUE(capture.saw(report_text::kReadFailedStop));
+        EXPECT_TRUE(capture.saw(report_text::kFoundUnexpectedEndOfJpegFile));
+        EXPECT_TRUE(capture.saw(report_text::kUnitNo));
     }
     // Corrupt codes: 1111 is no DC code of the stream's table.
     for (size_t at = sos + 14; at < bytes.size() - 2; at += 7) {
@@ -491,7 +491,7 @@ TEST(DecodeToRect, TruncatedAndCorruptDataFailWithReports) {
         int32_t rows = jpegDecodeToRect(d.handle, &rect, 64);
         EXPECT_TRUE(rows == 0 || rows == 64);
         if (rows == 0) {
-            EXPECT_TRUE(capture.saw("UnitNo"));
+            EXPECT_TRUE(capture.saw(report_text::kUnitNo));
         }
     }
 }

@@ -143,7 +143,7 @@ TEST(HuffmanLookup, TablesTheFrameTypeCannotUseAreRefused) {
     EXPECT_EQ(jpegDecodeInitializeDecVLCTable(context), -1);
     context->frame.sofMarker = 0xFFC5;
     EXPECT_EQ(jpegDecodeInitializeDecVLCTable(context), -1);
-    EXPECT_TRUE(capture.saw("illegal SOFx code in jpegDecodeInitializeDecVLCTable ()"));
+    EXPECT_TRUE(capture.saw(report_text::kIllegalSOFxCodeInJpegDecodeInitializeDecVLCTable));
     complibDestroyJpegContext(context);
 }
 
@@ -210,7 +210,7 @@ TEST(BlockDecoder, EndOfBlockCoefficientAt63PredictionAndZeroRunsPastTheEnd) {
     EXPECT_TRUE(capture.reports().empty());
     EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
     EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), -1);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"AC"});
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kAc)});
 }
 
 TEST(BlockDecoder, PartialDecodeKeepsTheCornerAndSkipsTheRest) {
@@ -243,7 +243,7 @@ TEST(BlockDecoder, PartialDecodeKeepsTheCornerAndSkipsTheRest) {
     EXPECT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 4), -1);
     EXPECT_TRUE(capture.reports().empty());
     EXPECT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 4), -1);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"DC"});
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kDc)});
 }
 
 // ---- Reduced-size MCU decoders and geometry, through the prolog ----
@@ -284,7 +284,7 @@ TEST(MarkerParser, ThumbnailShiftsTheParseWithoutTheJfifOption) {
     params.data = bytes.data();
     params.dataLength = static_cast<uint32_t>(bytes.size());
     EXPECT_EQ(jpegDecodeProlog(nullptr, &params), nullptr);
-    EXPECT_TRUE(capture.saw("unsupported SOF coding mode"));
+    EXPECT_TRUE(capture.saw(report_text::kUnsupportedSofCodingMode));
     EXPECT_EQ(info[7], 9);
 }
 
@@ -299,11 +299,11 @@ TEST(MarkerParser, SegmentWarningsLetTheParseGoOn) {
     ReportCapture capture;
     MemoryDecode d(bytes);
     ASSERT_NE(d.handle, nullptr);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"invalid DRI segment syntax"});
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kInvalidDriSegmentSyntax)});
     Output out = outputFor(8, 16, 1);
     ImageRect rect = out.rect();
     EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 16), 16);
-    EXPECT_TRUE(capture.saw("no effect DNL segment"));
+    EXPECT_TRUE(capture.saw(report_text::kNoEffectDnlSegment));
 }
 
 // ---- Damaged input ----

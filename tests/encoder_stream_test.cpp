@@ -130,7 +130,7 @@ TEST(EncoderStream, WriteErrorsAreStickyAndReachTheEpilog) {
     bf->memPosition = UINT32_MAX;  // a write position no block can grow to
     rect = rectOf(image, 64);
     EXPECT_EQ(jpegEncodeFromRect(h, &rect, 192), 0u);
-    EXPECT_TRUE(capture.saw("GlobalRealloc failed"));
+    EXPECT_TRUE(capture.saw(report_text::kGlobalReallocFailed));
     EXPECT_EQ(jpegEncodeEpilog(h), -1);
     uint8_t* output = p.outputBuffer;  // packed field: copied before gtest binds a reference
     EXPECT_EQ(output, block);
@@ -143,20 +143,20 @@ TEST(EncoderStream, PrologFailuresReportAndReturnNull) {
     Picture image = photoLikeImage(8, 8);
     JpegEncodeParams p = paramsFor(image, 0x111111, 75, JPEG_OPT_DECODE);
     EXPECT_EQ(jpegEncodeProlog(nullptr, &p), nullptr);
-    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"Illegal options parameter",
-                                                         "jpegProlog failed in jpegEncodeProlog"}));
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{text(report_text::kIllegalOptionsParameter),
+                                                         text(report_text::kJpegPrologFailedInJpegEncodeProlog)}));
     capture.clear();
     for (uint32_t sampling : {0x131111u, 0x111100u, 0x441111u, 0x11u}) {
         p = paramsFor(image, sampling, 75, JPEG_OPT_MEMORY);
         if (sampling == 0x11) p.componentCount = 5;
         EXPECT_EQ(jpegEncodeProlog(nullptr, &p), nullptr);
     }
-    EXPECT_EQ(capture.texts(), std::vector<std::string>(4, "Unsupported sampling factors"));
+    EXPECT_EQ(capture.texts(), std::vector<std::string>(4, text(report_text::kUnsupportedSamplingFactors)));
     capture.clear();
     p = paramsFor(image, 0x111111, 75);
     std::string missing = testing_support::tempPath("no/such/dir/out.jpg");
     EXPECT_EQ(jpegEncodeProlog(testing_support::wideName(missing).c_str(), &p), nullptr);
-    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"file create error", "no such file or directory"}));
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{text(report_text::kFileCreateError), text(report_text::kNoSuchFileOrDirectory)}));
     EXPECT_EQ(jpegEncodeEpilog(nullptr), -1);
     EXPECT_EQ(jpegEncodeFromRect(nullptr, nullptr, 8), 0u);
     Picture four = photoLikeImage(24, 16, 4);  // four components only at full sampling

@@ -15,6 +15,7 @@ namespace {
 using testing_support::flatGrey;
 
 using Decode = testing_support::MemoryDecode;
+using testing_support::text;
 
 // Rows delivered by one call for the whole picture (grey, 8 bits).
 int32_t decodeAll(Decode& d) {
@@ -86,7 +87,7 @@ TEST(Limits, ScanLimitEndsAProgressiveFrameOfTooManyScans) {
         Decode bomb(flatGrey(0xC2, 16, 16, 40));
         ASSERT_NE(bomb.handle, nullptr);  // the first scan is within the limit
         EXPECT_EQ(decodeAll(bomb), 0);
-        EXPECT_TRUE(reports.saw("too many scans"));
+        EXPECT_TRUE(reports.saw(report_text::kTooManyScans));
     }
     // The default stops a file of more scans than any valid frame has.
     jpegSetLimits(nullptr);
@@ -94,7 +95,7 @@ TEST(Limits, ScanLimitEndsAProgressiveFrameOfTooManyScans) {
     Decode bomb(flatGrey(0xC2, 8, 8, 4000));
     ASSERT_NE(bomb.handle, nullptr);
     EXPECT_EQ(decodeAll(bomb), 0);
-    EXPECT_EQ(reports.texts(), std::vector<std::string>{"too many scans"});
+    EXPECT_EQ(reports.texts(), std::vector<std::string>{text(report_text::kTooManyScans)});
 }
 
 TEST(Limits, PixelAndMemoryLimitsFailTheProlog) {
@@ -106,7 +107,7 @@ TEST(Limits, PixelAndMemoryLimitsFailTheProlog) {
         Decode refused(flatGrey(0xC0, 16, 16));
         EXPECT_EQ(refused.handle, nullptr);
         EXPECT_EQ(reports.texts(),
-                  (std::vector<std::string>{"image exceeds the pixel limit", "Frame Level parse failed."}));
+                  (std::vector<std::string>{text(report_text::kImageExceedsThePixelLimit), text(report_text::kFrameLevelParseFailed)}));
         Decode fits(flatGrey(0xC0, 15, 17));
         EXPECT_NE(fits.handle, nullptr);
     }
@@ -117,7 +118,7 @@ TEST(Limits, PixelAndMemoryLimitsFailTheProlog) {
     reports.clear();
     Decode huge(flatGrey(0xC2, 65535, 65535));
     EXPECT_EQ(huge.handle, nullptr);
-    EXPECT_EQ(reports.texts(), std::vector<std::string>{"mcu_blocks memory allocation failed."});
+    EXPECT_EQ(reports.texts(), std::vector<std::string>{text(report_text::kMcuBlocksMemoryAllocationFailed)});
     reports.clear();
     Decode small(flatGrey(0xC2, 640, 480));
     ASSERT_NE(small.handle, nullptr);

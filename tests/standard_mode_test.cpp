@@ -142,7 +142,7 @@ TEST(StandardMode, FilesTheLegacyReadingMisreadsOrRefusesMatchThePeer) {
         ReportCapture reports;
         Picture ours;
         EXPECT_FALSE(ourDecode(jpeg, kLegacy, ours));
-        EXPECT_TRUE(reports.saw("unsupported sampling factor"));
+        EXPECT_TRUE(reports.saw(report_text::kUnsupportedSamplingFactor));
     }
 }
 
@@ -429,7 +429,7 @@ TEST(StandardModeDamage, StrayBytesBadLengthsAndASecondSoiAreSkipped) {
         ReportCapture reports;
         Picture refused;
         EXPECT_FALSE(ourDecode(table, kStandard, refused)) << source.name;
-        EXPECT_TRUE(reports.saw("invalid DHT segment syntax")) << source.name;
+        EXPECT_TRUE(reports.saw(report_text::kInvalidDhtSegmentSyntax)) << source.name;
     }
 }
 
@@ -592,12 +592,12 @@ TEST(StandardModeOptions, PartialBitstreamIsRefusedAndLegacyDefaultsStay) {
     params.dataLength = uint32_t(jpeg.size());
     ReportCapture reports;
     EXPECT_EQ(jpegDecodeProlog(nullptr, &params), nullptr);
-    EXPECT_TRUE(reports.saw("Illegal options"));
+    EXPECT_TRUE(reports.saw(report_text::kIllegalOptions));
     // A stream with no frame fails with the prolog's own report.
     reports.clear();
     params.options = JPEG_OPT_MEMORY | kStandard;
     EXPECT_EQ(jpegDecodeProlog(nullptr, &params), nullptr);
-    EXPECT_TRUE(reports.saw("Frame Level parse failed."));
+    EXPECT_TRUE(reports.saw(report_text::kFrameLevelParseFailed));
 }
 
 }  // namespace

@@ -54,6 +54,7 @@ public:
         for (const auto& r : reports_) if (r.text == text) return true;
         return false;
     }
+    bool saw(const KelChar16* entry) const { return saw(narrow(entry)); }
     void clear() { reports_.clear(); }
 
 private:
