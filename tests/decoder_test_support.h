@@ -358,8 +358,7 @@ struct PeerSpec {
     int restartBlocks = 0, restartRows = 0;
     bool optimize = false, arithmetic = false;
     int seed = 1;
-    bool smooth = false;                        // smoothPicture, as photographs mostly are
-    const Picture* picture = nullptr;           // the pixels (red-green-blue) instead of a noisy picture
+    const Picture* picture = nullptr;           // the pixels (red-green-blue) instead of a noisyPicture
 };
 
 // Luma factors h x v, chroma 1x1.
@@ -387,9 +386,7 @@ inline std::vector<jpeg_scan_info> scanScript(const std::string& text) {
 
 // The peer's file, empty when it fails.
 inline std::vector<uint8_t> peerEncode(const PeerSpec& spec) {
-    const Picture source = spec.picture ? *spec.picture
-                           : spec.smooth ? smoothPicture(spec.width, spec.height, spec.inputChannels)
-                                         : noisyPicture(spec.width, spec.height, spec.inputChannels, spec.seed);
+    const Picture source = spec.picture ? *spec.picture : noisyPicture(spec.width, spec.height, spec.inputChannels, spec.seed);
     jpeg_compress_struct cinfo;
     PeerError error;
     cinfo.err = jpeg_std_error(&error.manager);
@@ -447,10 +444,10 @@ inline std::vector<uint8_t> peerJpeg(const Picture& picture, int h, int v, int q
     return peerEncode(spec);
 }
 
-enum PeerFlags { kPeerSmoothing = 1, kPeerFancyUpsampling = 2, kPeerYCbCr = 4 };
+enum PeerFlags { kPeerFancyUpsampling = 1, kPeerYCbCr = 2 };
 
-// The peer's decode with the accurate integer transform, replicated chroma
-// and no smoothing of an incomplete progression unless flags ask: grey,
+// The peer's decode with the accurate integer transform, no smoothing of an
+// incomplete progression and replicated chroma unless flags ask: grey,
 // blue-green-red (YCbCr with kPeerYCbCr), or four-component files shown as a
 // viewer shows Adobe CMYK; at a scale (JPEG_SCALE_*) through its reduced
 // transforms. False when the peer fails.
@@ -474,7 +471,7 @@ inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out, int scale
                             : (flags & kPeerYCbCr) ? JCS_YCbCr : JCS_EXT_BGR;
     cinfo.dct_method = JDCT_ISLOW;
     cinfo.do_fancy_upsampling = (flags & kPeerFancyUpsampling) ? TRUE : FALSE;
-    cinfo.do_block_smoothing = (flags & kPeerSmoothing) ? TRUE : FALSE;
+    cinfo.do_block_smoothing = FALSE;
     cinfo.scale_num = 1;
     cinfo.scale_denom = 1u << (JPEG_SCALE_FULL - scale);
     jpeg_start_decompress(&cinfo);

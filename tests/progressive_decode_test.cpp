@@ -1,12 +1,12 @@
 // Progressive decoding checked by exact properties: a progressive file the
 // peer makes from the same picture, tables and sampling as a baseline one
-// carries the same quantised coefficients, so it must decode to the very same pixels, for every
-// sampling and every scan script; passes of one scan each must end at that
-// same picture. Then streams the decoder cannot or must not decode: restart
-// markers (single-component scans do no restart processing), scan headers
-// with impossible bands, shifts or components, stray markers between scans,
-// cut and damaged data. Each must end in the failure value or a finished
-// picture, never a crash, a hang or a write outside the buffers.
+// carries the same quantised coefficients, so it must decode to the very
+// same pixels, for every sampling and every scan script. Then streams the
+// decoder cannot or must not decode: restart markers (single-component scans
+// do no restart processing), scan headers with impossible bands, shifts or
+// components, stray markers between scans. Each must end in the failure
+// value or a finished picture, never a crash, a hang or a write outside the
+// buffers (random damage: DamagedInput).
 #include <gtest/gtest.h>
 
 #include <string>
@@ -68,23 +68,6 @@ std::vector<uint8_t> coded(const Picture& picture, int h, int v, int quality, co
     return peerEncode(spec);
 }
 
-// Decodes one pass of the whole picture per call until the stream reports
-// completion; returns every pass's pixels.
-std::vector<std::vector<uint8_t>> decodePassByPass(const std::vector<uint8_t>& jpeg) {
-    MemoryDecode d(jpeg);
-    std::vector<std::vector<uint8_t>> passes;
-    if (!d.handle) return passes;
-    EXPECT_EQ(jpegDecodeSetProgressiveMode(d.handle, 1), 1);
-    const int width = d.params.width, height = d.params.height, bpp = d.params.componentCount >= 3 ? 3 : 1;
-    Output out = outputFor(width, height, bpp);
-    while (!jpegDecodeQueryProgressiveComplete(d.handle) && passes.size() < 64) {
-        ImageRect rect = out.rect();
-        if (jpegDecodeToRect(d.handle, &rect, static_cast<uint32_t>(height)) != height) break;
-        passes.push_back(out.packed(width, height));
-    }
-    return passes;
-}
-
 size_t scanCount(const std::vector<uint8_t>& jpeg) {
     size_t n = 0;
     for (const Segment& s : segmentsOf(jpeg)) n += s.marker == 0xDA;
@@ -113,17 +96,6 @@ TEST(ProgressiveDecode, EveryScanScriptGivesTheBaselinePixelsForEverySampling) {
     // bands, coded as end-of-band runs that span them.
     const Picture flat = cellPicture(256, 200, 3, 64);
     EXPECT_EQ(decodeWhole(coded(flat, 2, 2, 20, "")), decodeWhole(coded(flat, 2, 2, 20)));
-}
-
-TEST(ProgressiveDecode, TheFirstPassOfADcScanShowsBlockMeans) {
-    // Every pass of the corpus's progressions, down to the last, is pinned by the manifest.
-    const Picture picture = busyPicture(40, 24, 1);
-    auto grey = coded(picture, 1, 1, 90);
-    auto passes = decodePassByPass(coded(picture, 1, 1, 90, "0: 0-0, 0, 0; 0: 1-63, 0, 0;"));
-    ASSERT_EQ(passes.size(), 2u);
-    EXPECT_EQ(passes.back(), decodeWhole(grey));
-    for (int y = 0; y < 24; ++y)
-        for (int x = 0; x < 40; ++x) ASSERT_EQ(passes[0][y * 40 + x], passes[0][(y / 8 * 8) * 40 + x / 8 * 8]) << x << "," << y;
 }
 
 TEST(ProgressiveDecode, CompletionAndRowCountsOverSeveralCalls) {
@@ -271,21 +243,6 @@ TEST_F(ProgressiveHostile, ImpossibleScanHeadersFailOrDecodeWithinBounds) {
     damaged = base_;
     damaged[stray + 1] = 0xC8;
     EXPECT_EQ(decodeAllPasses(damaged, 0), 0);
-}
-
-TEST_F(ProgressiveHostile, CutAndDamagedStreamsNeverHarm) {
-    for (size_t keep = base_.size() - 1; keep > 200; keep -= 37) {
-        std::vector<uint8_t> cut(base_.begin(), base_.begin() + static_cast<std::ptrdiff_t>(keep));
-        decodeAllPasses(cut, keep % 2, JPEG_OPT_PARTIAL_BITSTREAM);
-    }
-    for (uint32_t trial = 0; trial < 400; ++trial) {
-        auto damaged = base_;
-        for (uint32_t flips = 0; flips <= trial % 3; ++flips) {
-            const size_t at = 2 + mix(trial * 7 + flips) % (damaged.size() - 4);
-            damaged[at] = static_cast<uint8_t>(mix(trial * 13 + flips + 1));
-        }
-        decodeAllPasses(damaged, trial % 2, JPEG_OPT_PARTIAL_BITSTREAM);
-    }
 }
 
 #endif  // KELJPEG_HAVE_LIBJPEG

@@ -154,27 +154,4 @@ TEST(ScaledOutput, ProgressiveAndLosslessFramesAndRefusedCases) {
     EXPECT_EQ(samples.pixels, std::vector<uint8_t>(16 * 8 * 3, 77));
 }
 
-TEST(ScaledOutput, DamagedStreamsFailWithoutHarmAtEveryScale) {
-    PeerSpec spec;
-    const Picture source = busyPicture(48, 40, 3);
-    spec.picture = &source;
-    spec.sampling = lumaSampling(2, 2);
-    spec.restartRows = 2;
-    const auto jpeg = peerEncode(spec);
-    testing_support::ReportCapture quiet;
-    for (uint32_t trial = 0; trial < 150; ++trial) {
-        auto damaged = jpeg;
-        const size_t at = 2 + mix(trial) % (jpeg.size() - 4);
-        damaged[at] = static_cast<uint8_t>(mix(trial + 77));
-        const int scale = static_cast<int>(trial % 3);
-        MemoryDecode d(damaged, JPEG_OPT_PARTIAL_BITSTREAM);
-        if (!d.handle) continue;
-        const Size size = scaledSize(d.handle, scale);
-        if (size.width > 48 || size.height > 40) continue;  // a damaged header may claim any size
-        Output out = outputFor(static_cast<int>(size.width), static_cast<int>(size.height) + 8, 3);
-        ImageRect rect = out.rect();
-        jpegDecodeScaleOutputToRect(d.handle, &rect, size.height, scale);
-        jpegDecodeScaleOutputToRect(d.handle, &rect, size.height, (scale + 1) % 3);
-    }
-}
 #endif

@@ -239,14 +239,6 @@ inline Picture noisyPicture(int width, int height, int channels, int seed) {
     });
 }
 
-// Gradients and slow waves, no texture: what a blurred early pass should approach.
-inline Picture smoothPicture(int width, int height, int channels) {
-    return pictureOf(width, height, channels, [&](int x, int y, int c) {
-        const int wave = ((x * (2 + c) + y * 3) / 4) % 64;
-        return 30 + (x * 160) / width + (y * 60) / height + (wave < 32 ? wave : 64 - wave);
-    });
-}
-
 // Photograph-like content: smooth colour gradients, a soft shape, fine
 // texture and a little noise, deterministic for a given seed.
 inline Picture photoLikeImage(int width, int height, int channels = 3, uint32_t seed = 1) {
