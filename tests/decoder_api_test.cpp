@@ -462,38 +462,4 @@ TEST(DecodeToRect, PartialBitstreamPieces) {
     EXPECT_EQ(jpegDecodeSetPartialBitstream(whole.handle, pieces[1].data(), 10), -1);
 }
 
-TEST(DecodeToRect, TruncatedAndCorruptDataFailWithReports) {
-    auto bytes = flatJpeg(colourImage(64, 64, 0x22));
-    const size_t sos = segmentAt(bytes, 0xDA);
-    // Cut inside the entropy data, accepted through the partial option.
-    {
-        ReportCapture capture;
-        MemoryDecode d(std::vector<uint8_t>(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(sos + 14 + 20)),
-                       JPEG_OPT_PARTIAL_BITSTREAM);
-        ASSERT_NE(d.handle, nullptr);
-        Output out = outputFor(64, 64, 3);
-        ImageRect rect = out.rect();
-        EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 64), 0);
-        ASSERT_GE(capture.reports().size(), 3u);
-        EXPECT_TRUE(capture.saw(report_text::kReadFailedStop));
-        EXPECT_TRUE(capture.saw(report_text::kFoundUnexpectedEndOfJpegFile));
-        EXPECT_TRUE(capture.saw(report_text::kUnitNo));
-    }
-    // Corrupt codes: 1111 is no DC code of the stream's table.
-    for (size_t at = sos + 14; at < bytes.size() - 2; at += 7) {
-        auto bad = bytes;
-        bad[at] = 0xF7;
-        ReportCapture capture;
-        MemoryDecode d(bad);
-        ASSERT_NE(d.handle, nullptr);
-        Output out = outputFor(64, 80, 3);
-        ImageRect rect = out.rect();
-        int32_t rows = jpegDecodeToRect(d.handle, &rect, 64);
-        EXPECT_TRUE(rows == 0 || rows == 64);
-        if (rows == 0) {
-            EXPECT_TRUE(capture.saw(report_text::kUnitNo));
-        }
-    }
-}
-
 }  // namespace
