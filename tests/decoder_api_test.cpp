@@ -377,33 +377,6 @@ TEST(DecodeToRect, ColourAndGreyOutputIgnoreBitsPerPixel) {
     EXPECT_EQ(out.pixels[2], 255);  // red: saturated
 }
 
-TEST(DecodeToRect, StripsOverSeveralCallsAndTheMixedRowReading) {
-    FlatJpeg spec = colourImage(17, 40, 0x22);
-    MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
-    // The first band of a call is a whole MCU row whatever the position: the
-    // third call writes 16 rows from row 32, so the buffer has room for 48.
-    Output out = outputFor(17, 48, 3);
-    ImageRect rect = out.rect();
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 0), 0);
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 65536 + 16), 16);  // only the low 16 bits count
-    // The second call names the row up to which to decode: 32, not 16 more.
-    rect = out.rect(16);
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 32), 16);
-    rect = out.rect(32);
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 40), 8);
-    out.pixels.resize(17 * 40 * 3);
-    expectRawImage(spec, out.pixels, 17, 40);
-
-    // A short request delivers that many rows of the first MCU row, into a
-    // rectangle narrower than the picture.
-    spec = colourImage(40, 16, 0x22);
-    MemoryDecode narrow(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
-    out = outputFor(20, 16, 3);
-    rect = out.rect();
-    EXPECT_EQ(jpegDecodeToRect(narrow.handle, &rect, 5), 5);
-    expectRawImage(spec, out.pixels, 20, 5);
-}
-
 TEST(DecodeToRect, HeightFromDnl) {
     FlatJpeg spec = colourImage(24, 20, 0x22);
     spec.heightInDnl = true;

@@ -68,11 +68,12 @@ std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const Loss
     return samples;
 }
 
-// The file as `written` codes it, decoded by `reading`.
+// The file as `written` codes it, decoded by `reading`, one row per call
+// when the picture has components enough to need the kept row.
 std::vector<uint16_t> roundTrip(const LosslessImage& img, int predictor, int pointTransform, const Mode& reading,
                                 const Mode& written) {
     LosslessOptions opt{predictor, pointTransform, written.bitsAfter32768};
-    return decodeSamples(encodeLossless(img, opt), img, img.height, nullptr, reading.options);
+    return decodeSamples(encodeLossless(img, opt), img, img.components > 1 ? 1 : img.height, nullptr, reading.options);
 }
 std::vector<uint16_t> roundTrip(const LosslessImage& img, int predictor, int pointTransform, const Mode& mode) {
     return roundTrip(img, predictor, pointTransform, mode, mode);
@@ -191,28 +192,6 @@ TEST(LosslessDecode, InitialPredictionAndTheDifferenceOf32768) {
             EXPECT_NE(roundTrip(img, predictor, 0, mode, kModes[mode.options ? 0 : 1]), img.samples) << predictor;
         }
     }
-}
-
-TEST(LosslessDecode, CallsInPiecesContinueFromTheKeptRow) {
-    LosslessImage img = rangeImage(31, 25, 3, 12);
-    LosslessOptions opt;
-    opt.predictor = 6;
-    auto jpeg = encodeLossless(img, opt);
-    MemoryDecode d(jpeg);
-    ASSERT_NE(d.handle, nullptr);
-    Output out = outputFor(31 * 3, 25, 2);
-    std::vector<int32_t> delivered;
-    for (int row = 0; row < 25;) {
-        ImageRect rect = out.rect(row);
-        delivered.push_back(jpegDecodeToRect(d.handle, &rect, 10));
-        if (delivered.back() <= 0) break;
-        row += delivered.back();
-    }
-    EXPECT_EQ(delivered, (std::vector<int32_t>{10, 10, 5}));
-    EXPECT_EQ(decodeSamples(jpeg, img, 1), img.samples);
-    // The picture is complete: nothing more to deliver.
-    ImageRect rect = out.rect(24);
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 1), 0);
 }
 
 TEST(LosslessDecode, UnsupportedFramesDeliverNothingAndSamplingIsIgnored) {

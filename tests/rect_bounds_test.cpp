@@ -9,7 +9,6 @@
 
 #include "KelJPEG.h"
 #include "decoder_test_support.h"
-#include "decoder_test_support.h"
 
 namespace {
 
@@ -71,8 +70,10 @@ TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
         // Rows 20..23 lie below the 20-row picture: the last band writes them.
         {"full size, rows past the picture", grey, JPEG_SCALE_FULL, 16, 1,
          {{24, 24, {{8, 128}, {8, 138}, {8, 148}}}}},
+        // No rows asked, no rows; only the low 16 bits of the count count.
         {"full size, second call a whole band", grey, JPEG_SCALE_FULL, 16, 1,
-         {{4, 4, {{4, 128}}}, {8, 8, {{8, 138}}}}},
+         {{0, 0, {}}, {65536 + 4, 4, {{4, 128}}}, {8, 8, {{8, 138}}}}},
+        {"full size, a rectangle narrower than the picture", grey, JPEG_SCALE_FULL, 10, 1, {{5, 5, {{5, 128}}}}},
         // Height still to come from DNL: no clip, whole bands.
         {"DNL frame", greyDnl, JPEG_SCALE_FULL, 16, 1, {{12, 16, {{8, 128}, {8, 138}}}}},
         {"DNL frame, half size clips at the rows asked", greyDnl, JPEG_SCALE_1_2, 8, 1,
@@ -83,7 +84,9 @@ TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
         // so the third call starts a new pass from the top.
         {"progressive", testing_support::flatGrey(0xC2, 16, 20), JPEG_SCALE_FULL, 16, 1,
          {{12, 16, {{16, 0}}}, {16, 4, {{8, 0}}}, {8, 8, {{8, 0}}}}},
-        {"lossless", testing_support::encodeLossless({16, 24, 1, 8, std::vector<uint16_t>(16 * 24, 128)}), JPEG_SCALE_FULL, 16, 1, {{3, 3, {{3, 0}}}}},
+        // Lossless rows are a count too, and nothing follows the last.
+        {"lossless", testing_support::encodeLossless({16, 24, 1, 8, std::vector<uint16_t>(16 * 24, 128)}), JPEG_SCALE_FULL, 16, 1,
+         {{3, 3, {{3, 0}}}, {10, 10, {{10, 0}}}, {10, 10, {{10, 0}}}, {1, 1, {{1, 0}}}, {1, 0, {}}}},
     };
     for (const StripCase& c : cases) {
         SCOPED_TRACE(c.name);
