@@ -1,7 +1,9 @@
 // Every text the library puts in a report: the severity words, the source
 // tags and the messages, exactly as hosts have always received them (a host
 // may match on them, so they never change). Code reports through these names;
-// a name spells out its text.
+// a name spells out its text. The catalogue is one list, KJ_REPORT_TEXTS(X)
+// calling X(name, text) for every entry, from which the constants are made
+// and which the manifest program prints whole.
 #pragma once
 
 #include "KelJPEG.h"
@@ -13,113 +15,123 @@
 #define KJ_TEXT(s) u##s
 #endif
 
-namespace report_text {
-
 // Severity words that open the composed line.
-inline constexpr const KelChar16* kError = KJ_TEXT("ERROR");
-inline constexpr const KelChar16* kFatal = KJ_TEXT("FATAL");
-inline constexpr const KelChar16* kTrace = KJ_TEXT("TRACE");
-inline constexpr const KelChar16* kWarning = KJ_TEXT("WARNING");
+#define KJ_REPORT_SEVERITIES(X) \
+    X(kError, "ERROR") \
+    X(kFatal, "FATAL") \
+    X(kTrace, "TRACE") \
+    X(kWarning, "WARNING")
 
 // Source tags: the routine or layer that reports.
-inline constexpr const KelChar16* kCompl = KJ_TEXT("COMPL");
-inline constexpr const KelChar16* kComplibAllocImageRect = KJ_TEXT("complibAllocImageRect");
-inline constexpr const KelChar16* kComplibAppendBitstreamFile = KJ_TEXT("complibAppendBitstreamFile");
-inline constexpr const KelChar16* kComplibConvertWinTWAINToRect = KJ_TEXT("complibConvertWinTWAINToRect");
-inline constexpr const KelChar16* kComplibCreateBitstreamFile = KJ_TEXT("complibCreateBitstreamFile");
-inline constexpr const KelChar16* kComplibCreateWinDIBits = KJ_TEXT("complibCreateWinDIBits");
-inline constexpr const KelChar16* kComplibDupBitstreamFile = KJ_TEXT("complibDupBitstreamFile");
-inline constexpr const KelChar16* kComplibGetDIBitsFromRect = KJ_TEXT("complibGetDIBitsFromRect");
-inline constexpr const KelChar16* kComplibOpenBitstreamFile = KJ_TEXT("complibOpenBitstreamFile");
-inline constexpr const KelChar16* kComplibSetDIBitsToRect = KJ_TEXT("complibSetDIBitsToRect");
-inline constexpr const KelChar16* kComplibWriteBitstreamFile = KJ_TEXT("complibWriteBitstreamFile");
-inline constexpr const KelChar16* kJpeg = KJ_TEXT("JPEG");
-inline constexpr const KelChar16* kReadBitstreamData = KJ_TEXT("readBitstreamData");
+#define KJ_REPORT_SOURCES(X) \
+    X(kCompl, "COMPL") \
+    X(kComplibAllocImageRect, "complibAllocImageRect") \
+    X(kComplibAppendBitstreamFile, "complibAppendBitstreamFile") \
+    X(kComplibConvertWinTWAINToRect, "complibConvertWinTWAINToRect") \
+    X(kComplibCreateBitstreamFile, "complibCreateBitstreamFile") \
+    X(kComplibCreateWinDIBits, "complibCreateWinDIBits") \
+    X(kComplibDupBitstreamFile, "complibDupBitstreamFile") \
+    X(kComplibGetDIBitsFromRect, "complibGetDIBitsFromRect") \
+    X(kComplibOpenBitstreamFile, "complibOpenBitstreamFile") \
+    X(kComplibSetDIBitsToRect, "complibSetDIBitsToRect") \
+    X(kComplibWriteBitstreamFile, "complibWriteBitstreamFile") \
+    X(kJpeg, "JPEG") \
+    X(kReadBitstreamData, "readBitstreamData")
 
 // The legacy decoder's terse texts for a failing block or MCU.
-inline constexpr const KelChar16* kAc = KJ_TEXT("AC");
-inline constexpr const KelChar16* kAcBase = KJ_TEXT("AC-Base");
-inline constexpr const KelChar16* kAcDiff = KJ_TEXT("AC-Diff");
-inline constexpr const KelChar16* kDc = KJ_TEXT("DC");
-inline constexpr const KelChar16* kDcBase = KJ_TEXT("DC-Base");
-inline constexpr const KelChar16* kUnitEquals0 = KJ_TEXT("Unit = 0");
-inline constexpr const KelChar16* kUnitNo = KJ_TEXT("UnitNo");
+#define KJ_REPORT_UNIT_TEXTS(X) \
+    X(kAc, "AC") \
+    X(kAcBase, "AC-Base") \
+    X(kAcDiff, "AC-Diff") \
+    X(kDc, "DC") \
+    X(kDcBase, "DC-Base") \
+    X(kUnitEquals0, "Unit = 0") \
+    X(kUnitNo, "UnitNo")
 
 // Messages.
-inline constexpr const KelChar16* kArithmeticCodingNotSupported = KJ_TEXT("arithmetic coding not supported");
-inline constexpr const KelChar16* kComplibAllocImageRectFailed = KJ_TEXT("complibAllocImageRect () failed.");
-inline constexpr const KelChar16* kComplibAllocMemoryCallFailed = KJ_TEXT("complibAllocMemory () failed");
-inline constexpr const KelChar16* kComplibAllocMemoryFailed = KJ_TEXT("complibAllocMemory failed");
-inline constexpr const KelChar16* kComplibSetDIBitsToRectFailed = KJ_TEXT("complibSetDIBitsToRect failed.");
-inline constexpr const KelChar16* kCorruptEntropyCodedData = KJ_TEXT("corrupt entropy-coded data");
-inline constexpr const KelChar16* kExtraneousBytesBeforeMarker = KJ_TEXT("extraneous bytes before marker");
-inline constexpr const KelChar16* kExtraneousBytesBeforeSoiMarker = KJ_TEXT("extraneous bytes before SOI marker");
-inline constexpr const KelChar16* kFileCreateError = KJ_TEXT("file create error");
-inline constexpr const KelChar16* kFileOpenError = KJ_TEXT("file open error");
-inline constexpr const KelChar16* kFoundUnexpectedEndOfJpegFile = KJ_TEXT("found unexpected end of JPEG file");
-inline constexpr const KelChar16* kFoundUnexpectedEof = KJ_TEXT("found unexpected EOF");
-inline constexpr const KelChar16* kFrameLevelParseFailed = KJ_TEXT("Frame Level parse failed.");
-inline constexpr const KelChar16* kGlobalAllocFailed = KJ_TEXT("GlobalAlloc failed");
-inline constexpr const KelChar16* kGlobalLockFailedInJpegProlog = KJ_TEXT("GlobalLock failed in jpegProlog");
-inline constexpr const KelChar16* kGlobalReallocFailed = KJ_TEXT("GlobalRealloc failed");
-inline constexpr const KelChar16* kHeapFreeFailed = KJ_TEXT("HeapFree () failed.");
-inline constexpr const KelChar16* kHuffmanTableMissingForTheScan = KJ_TEXT("Huffman table missing for the scan");
-inline constexpr const KelChar16* kHuffmanDecodeTableAllocationFailed = KJ_TEXT("Huffman-Decode Table Allocation failed.");
-inline constexpr const KelChar16* kHuffmanEncodeTableAllocationFailed = KJ_TEXT("Huffman-Encode Table Allocation failed.");
-inline constexpr const KelChar16* kIllegalOptions = KJ_TEXT("Illegal options");
-inline constexpr const KelChar16* kIllegalOptionsParameter = KJ_TEXT("Illegal options parameter");
-inline constexpr const KelChar16* kIllegalSOFxCodeInJpegDecodeInitializeDecVLCTable = KJ_TEXT("illegal SOFx code in jpegDecodeInitializeDecVLCTable ()");
-inline constexpr const KelChar16* kIllegalSosMarkerCode = KJ_TEXT("Illegal SOS Marker code.");
-inline constexpr const KelChar16* kImageExceedsThePixelLimit = KJ_TEXT("image exceeds the pixel limit");
-inline constexpr const KelChar16* kInitializeVlcTableFailed = KJ_TEXT("Initialize VLC Table failed.");
-inline constexpr const KelChar16* kInvalidDhtSegmentSyntax = KJ_TEXT("invalid DHT segment syntax");
-inline constexpr const KelChar16* kInvalidDnlSegmentSyntax = KJ_TEXT("invalid DNL segment syntax");
-inline constexpr const KelChar16* kInvalidDqtSegmentSyntax = KJ_TEXT("invalid DQT segment syntax");
-inline constexpr const KelChar16* kInvalidDriSegmentSyntax = KJ_TEXT("invalid DRI segment syntax");
-inline constexpr const KelChar16* kInvalidLosslessScanParameters = KJ_TEXT("invalid lossless scan parameters");
-inline constexpr const KelChar16* kInvalidMarkerSegmentLength = KJ_TEXT("invalid marker segment length");
-inline constexpr const KelChar16* kInvalidProgressiveScanParameters = KJ_TEXT("invalid progressive scan parameters");
-inline constexpr const KelChar16* kInvalidQuantizationTableNumber = KJ_TEXT("invalid quantization table number");
-inline constexpr const KelChar16* kInvalidSofSegmentSyntax = KJ_TEXT("invalid SOF segment syntax");
-inline constexpr const KelChar16* kInvalidSosSegmentSyntax = KJ_TEXT("invalid SOS segment syntax");
-inline constexpr const KelChar16* kJpegFileIsNotComplete = KJ_TEXT("JPEG file is NOT complete");
-inline constexpr const KelChar16* kJpegPrologFailedInJpegEncodeProlog = KJ_TEXT("jpegProlog failed in jpegEncodeProlog");
-inline constexpr const KelChar16* kLocalAllocFailed = KJ_TEXT("LocalAlloc failed");
-inline constexpr const KelChar16* kLocallockFailed = KJ_TEXT("Locallock failed");
-inline constexpr const KelChar16* kMcuBlocksMemoryAllocationFailed = KJ_TEXT("mcu_blocks memory allocation failed.");
-inline constexpr const KelChar16* kMcuXYBlocksAllocationFailed = KJ_TEXT("mcu_XYBlocks allocation failed.");
-inline constexpr const KelChar16* kMcuXYBlocksInxMemoryAllocationFailed = KJ_TEXT("mcu_XYBlocksInx memory allocation failed.");
-inline constexpr const KelChar16* kMemoryAllocationFailed = KJ_TEXT("Memory allocation failed.");
-inline constexpr const KelChar16* kMoreThanOneFrame = KJ_TEXT("more than one frame");
-inline constexpr const KelChar16* kNoEffectDnlSegment = KJ_TEXT("no effect DNL segment");
-inline constexpr const KelChar16* kNoFrameHeader = KJ_TEXT("no frame header");
-inline constexpr const KelChar16* kNoScanInTheFrame = KJ_TEXT("no scan in the frame");
-inline constexpr const KelChar16* kNoSuchFileOrDirectory = KJ_TEXT("no such file or directory");
-inline constexpr const KelChar16* kNotAJpegFileNoSoiMarkerAtTheStart = KJ_TEXT("not a JPEG file: no SOI marker at the start");
-inline constexpr const KelChar16* kNotBiRgb = KJ_TEXT("not BI_RGB.");
-inline constexpr const KelChar16* kNotSupportImageComponents = KJ_TEXT("not support image components");
-inline constexpr const KelChar16* kPrematureEndOfData = KJ_TEXT("premature end of data");
-inline constexpr const KelChar16* kPrologFailed = KJ_TEXT("Prolog failed.");
-inline constexpr const KelChar16* kQuantizationTableMissingForTheScan = KJ_TEXT("quantization table missing for the scan");
-inline constexpr const KelChar16* kReadFailed = KJ_TEXT("read failed");
-inline constexpr const KelChar16* kReadFailedStop = KJ_TEXT("read failed.");
-inline constexpr const KelChar16* kReadFailedReadEqualsEof = KJ_TEXT("Read failed: read () == EOF\n");
-inline constexpr const KelChar16* kScanBeforeTheFrameHeader = KJ_TEXT("scan before the frame header");
-inline constexpr const KelChar16* kSeekFailedCapitalised = KJ_TEXT("Seek failed");
-inline constexpr const KelChar16* kSeekFailed = KJ_TEXT("seek failed");
-inline constexpr const KelChar16* kSeekFailedStop = KJ_TEXT("seek failed.");
-inline constexpr const KelChar16* kSpatialPrevLineMemoryAllocationFailed = KJ_TEXT("spatialPrevLine memory allocation failed.");
-inline constexpr const KelChar16* kStandardModePlaneAllocationFailed = KJ_TEXT("standard-mode plane allocation failed.");
-inline constexpr const KelChar16* kTablesCreateFailedInJpegEncodeProlog = KJ_TEXT("Tables Create failed in jpegEncodeProlog");
-inline constexpr const KelChar16* kTheImageHasNoHeight = KJ_TEXT("the image has no height");
-inline constexpr const KelChar16* kTheImageHasNoWidth = KJ_TEXT("the image has no width");
-inline constexpr const KelChar16* kTooManyScans = KJ_TEXT("too many scans");
-inline constexpr const KelChar16* kUndefinedBiBitCountInDib = KJ_TEXT("undefined biBitCount in DIB");
-inline constexpr const KelChar16* kUnexpectedMarkerInEntropyCodedData = KJ_TEXT("unexpected marker in entropy-coded data");
-inline constexpr const KelChar16* kUnsupportedSamplePrecision = KJ_TEXT("unsupported sample precision");
-inline constexpr const KelChar16* kUnsupportedSamplingFactor = KJ_TEXT("unsupported sampling factor");
-inline constexpr const KelChar16* kUnsupportedSamplingFactors = KJ_TEXT("Unsupported sampling factors");
-inline constexpr const KelChar16* kUnsupportedSofCodingMode = KJ_TEXT("unsupported SOF coding mode");
-inline constexpr const KelChar16* kWriteFailed = KJ_TEXT("write failed.");
+#define KJ_REPORT_MESSAGES(X) \
+    X(kArithmeticCodingNotSupported, "arithmetic coding not supported") \
+    X(kComplibAllocImageRectFailed, "complibAllocImageRect () failed.") \
+    X(kComplibAllocMemoryCallFailed, "complibAllocMemory () failed") \
+    X(kComplibAllocMemoryFailed, "complibAllocMemory failed") \
+    X(kComplibSetDIBitsToRectFailed, "complibSetDIBitsToRect failed.") \
+    X(kCorruptEntropyCodedData, "corrupt entropy-coded data") \
+    X(kExtraneousBytesBeforeMarker, "extraneous bytes before marker") \
+    X(kExtraneousBytesBeforeSoiMarker, "extraneous bytes before SOI marker") \
+    X(kFileCreateError, "file create error") \
+    X(kFileOpenError, "file open error") \
+    X(kFoundUnexpectedEndOfJpegFile, "found unexpected end of JPEG file") \
+    X(kFoundUnexpectedEof, "found unexpected EOF") \
+    X(kFrameLevelParseFailed, "Frame Level parse failed.") \
+    X(kGlobalAllocFailed, "GlobalAlloc failed") \
+    X(kGlobalLockFailedInJpegProlog, "GlobalLock failed in jpegProlog") \
+    X(kGlobalReallocFailed, "GlobalRealloc failed") \
+    X(kHeapFreeFailed, "HeapFree () failed.") \
+    X(kHuffmanTableMissingForTheScan, "Huffman table missing for the scan") \
+    X(kHuffmanDecodeTableAllocationFailed, "Huffman-Decode Table Allocation failed.") \
+    X(kHuffmanEncodeTableAllocationFailed, "Huffman-Encode Table Allocation failed.") \
+    X(kIllegalOptions, "Illegal options") \
+    X(kIllegalOptionsParameter, "Illegal options parameter") \
+    X(kIllegalSOFxCodeInJpegDecodeInitializeDecVLCTable, "illegal SOFx code in jpegDecodeInitializeDecVLCTable ()") \
+    X(kIllegalSosMarkerCode, "Illegal SOS Marker code.") \
+    X(kImageExceedsThePixelLimit, "image exceeds the pixel limit") \
+    X(kInitializeVlcTableFailed, "Initialize VLC Table failed.") \
+    X(kInvalidDhtSegmentSyntax, "invalid DHT segment syntax") \
+    X(kInvalidDnlSegmentSyntax, "invalid DNL segment syntax") \
+    X(kInvalidDqtSegmentSyntax, "invalid DQT segment syntax") \
+    X(kInvalidDriSegmentSyntax, "invalid DRI segment syntax") \
+    X(kInvalidLosslessScanParameters, "invalid lossless scan parameters") \
+    X(kInvalidMarkerSegmentLength, "invalid marker segment length") \
+    X(kInvalidProgressiveScanParameters, "invalid progressive scan parameters") \
+    X(kInvalidQuantizationTableNumber, "invalid quantization table number") \
+    X(kInvalidSofSegmentSyntax, "invalid SOF segment syntax") \
+    X(kInvalidSosSegmentSyntax, "invalid SOS segment syntax") \
+    X(kJpegFileIsNotComplete, "JPEG file is NOT complete") \
+    X(kJpegPrologFailedInJpegEncodeProlog, "jpegProlog failed in jpegEncodeProlog") \
+    X(kLocalAllocFailed, "LocalAlloc failed") \
+    X(kLocallockFailed, "Locallock failed") \
+    X(kMcuBlocksMemoryAllocationFailed, "mcu_blocks memory allocation failed.") \
+    X(kMcuXYBlocksAllocationFailed, "mcu_XYBlocks allocation failed.") \
+    X(kMcuXYBlocksInxMemoryAllocationFailed, "mcu_XYBlocksInx memory allocation failed.") \
+    X(kMemoryAllocationFailed, "Memory allocation failed.") \
+    X(kMoreThanOneFrame, "more than one frame") \
+    X(kNoEffectDnlSegment, "no effect DNL segment") \
+    X(kNoFrameHeader, "no frame header") \
+    X(kNoScanInTheFrame, "no scan in the frame") \
+    X(kNoSuchFileOrDirectory, "no such file or directory") \
+    X(kNotAJpegFileNoSoiMarkerAtTheStart, "not a JPEG file: no SOI marker at the start") \
+    X(kNotBiRgb, "not BI_RGB.") \
+    X(kNotSupportImageComponents, "not support image components") \
+    X(kPrematureEndOfData, "premature end of data") \
+    X(kPrologFailed, "Prolog failed.") \
+    X(kQuantizationTableMissingForTheScan, "quantization table missing for the scan") \
+    X(kReadFailed, "read failed") \
+    X(kReadFailedStop, "read failed.") \
+    X(kReadFailedReadEqualsEof, "Read failed: read () == EOF\n") \
+    X(kScanBeforeTheFrameHeader, "scan before the frame header") \
+    X(kSeekFailedCapitalised, "Seek failed") \
+    X(kSeekFailed, "seek failed") \
+    X(kSeekFailedStop, "seek failed.") \
+    X(kSpatialPrevLineMemoryAllocationFailed, "spatialPrevLine memory allocation failed.") \
+    X(kStandardModePlaneAllocationFailed, "standard-mode plane allocation failed.") \
+    X(kTablesCreateFailedInJpegEncodeProlog, "Tables Create failed in jpegEncodeProlog") \
+    X(kTheImageHasNoHeight, "the image has no height") \
+    X(kTheImageHasNoWidth, "the image has no width") \
+    X(kTooManyScans, "too many scans") \
+    X(kUndefinedBiBitCountInDib, "undefined biBitCount in DIB") \
+    X(kUnexpectedMarkerInEntropyCodedData, "unexpected marker in entropy-coded data") \
+    X(kUnsupportedSamplePrecision, "unsupported sample precision") \
+    X(kUnsupportedSamplingFactor, "unsupported sampling factor") \
+    X(kUnsupportedSamplingFactors, "Unsupported sampling factors") \
+    X(kUnsupportedSofCodingMode, "unsupported SOF coding mode") \
+    X(kWriteFailed, "write failed.")
+
+#define KJ_REPORT_TEXTS(X) KJ_REPORT_SEVERITIES(X) KJ_REPORT_SOURCES(X) KJ_REPORT_UNIT_TEXTS(X) KJ_REPORT_MESSAGES(X)
+
+namespace report_text {
+
+#define KJ_REPORT_TEXT_CONSTANT(name, text) inline constexpr const KelChar16* name = KJ_TEXT(text);
+KJ_REPORT_TEXTS(KJ_REPORT_TEXT_CONSTANT)
+#undef KJ_REPORT_TEXT_CONSTANT
 
 }  // namespace report_text

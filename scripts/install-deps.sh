@@ -11,10 +11,14 @@ command -v make >/dev/null || need+=(make)
 command -v xxd >/dev/null || need+=(xxd)
 # The CLI test reads the PNG files keljpeg writes with netpbm, an independent reader.
 command -v pngtopnm >/dev/null || need+=(netpbm)
+# libjpeg-turbo as a black-box peer: its library for the unit tests'
+# interoperability cases, its programs for the CLI test's progressive passes,
+# the examples' progressive copy and the install check, TurboJPEG for the
+# benchmark.
 if [ "${KELJPEG_PEERS:-1}" = 1 ]; then
+  [ -f /usr/include/jpeglib.h ] || need+=(libjpeg62-turbo-dev)
   command -v cjpeg >/dev/null || need+=(libjpeg-turbo-progs)
   [ -f /usr/include/turbojpeg.h ] || need+=(libturbojpeg0-dev)
-  [ -f /usr/include/jpeglib.h ] || need+=(libjpeg62-turbo-dev)
 fi
 if [ ${#need[@]} -gt 0 ]; then
   SUDO=""; [ "$(id -u)" = 0 ] || SUDO=sudo

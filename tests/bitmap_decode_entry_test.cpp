@@ -9,29 +9,30 @@
 #include "test_support.h"
 
 using namespace bitmap_testing;
-using decoder_testing::MiniComponent;
-using decoder_testing::decodeWhole;  // top-down: where each row must land in the bitmap
-using decoder_testing::MemoryDecode;
-using decoder_testing::MiniJpeg;
+using testing_support::FlatComponent;
+using testing_support::decodeWhole;  // top-down: where each row must land in the bitmap
+using testing_support::MemoryDecode;
+using testing_support::FlatJpeg;
+using testing_support::samples;
 
 namespace {
 
-const std::vector<MiniComponent> kGrey = {{1, 0x11}};
-const std::vector<MiniComponent> kColour = {{1, 0x11}, {2, 0x11}, {3, 0x11}};
+const std::vector<FlatComponent> kGrey = {{1, 0x11}};
+const std::vector<FlatComponent> kColour = {{1, 0x11}, {2, 0x11}, {3, 0x11}};
 
 // Flat 8x8 blocks: component c of MCU m has sample 10m + 20c - 60, so every
 // block of the picture is distinguishable.
-MiniJpeg picture(uint16_t width, uint16_t height, std::vector<MiniComponent> components) {
-    MiniJpeg layout;
+FlatJpeg picture(uint16_t width, uint16_t height, std::vector<FlatComponent> components) {
+    FlatJpeg layout;
     layout.width = width;
     layout.height = height;
     layout.components = std::move(components);
-    layout.sample = [](int c, uint32_t m, int) { return static_cast<int>(10 * m) + 20 * c - 60; };
+    layout.level = samples([](int c, uint32_t m, int) { return static_cast<int>(10 * m) + 20 * c - 60; });
     return layout;
 }
 
-std::vector<uint8_t> stream(uint16_t width, uint16_t height, const std::vector<MiniComponent>& components) {
-    return decoder_testing::buildMiniJpeg(picture(width, height, components));
+std::vector<uint8_t> stream(uint16_t width, uint16_t height, const std::vector<FlatComponent>& components) {
+    return testing_support::flatJpeg(picture(width, height, components));
 }
 
 int32_t toBitmap(MemoryDecode& d, uint32_t lines, Bitmap& bmp, int scale = JPEG_SCALE_FULL) {
@@ -43,12 +44,12 @@ int32_t toBitmap(MemoryDecode& d, uint32_t lines, Bitmap& bmp, int scale = JPEG_
 TEST(DecodeToDibEntry, HeaderQueryDescribesTheOutputAndConvertsTheDensity) {
     struct Case { uint8_t units; uint16_t density; int32_t perMetre; };
     for (Case c : {Case{1, 72, 2835}, Case{2, 28, 2800}, Case{0, 72, 0}, Case{3, 72, 0}}) {
-        MiniJpeg layout = picture(17, 9, kColour);
+        FlatJpeg layout = picture(17, 9, kColour);
         uint16_t y = static_cast<uint16_t>(2 * c.density);
         layout.extraSegments = {0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F', 0, 1, 1, c.units,
                                 static_cast<uint8_t>(c.density >> 8), static_cast<uint8_t>(c.density),
                                 static_cast<uint8_t>(y >> 8), static_cast<uint8_t>(y), 0, 0};
-        MemoryDecode d(decoder_testing::buildMiniJpeg(layout));
+        MemoryDecode d(testing_support::flatJpeg(layout));
         DibHeader header(24);
         std::memset(header.get(), 0x55, sizeof(BITMAPINFOHEADER));
         header.get()->biBitCount = 24;
@@ -137,8 +138,8 @@ TEST(DecodeToDibEntry, EveryDepthGetsTheDirectDecodesRowsBottomUp) {
 }
 
 TEST(DecodeToDibEntry, RefusalsAndMisuseWriteNothing) {
-    for (auto components : {std::vector<MiniComponent>{{1, 0x11}, {2, 0x11}},
-                            std::vector<MiniComponent>{{1, 0x11}, {2, 0x11}, {3, 0x11}, {4, 0x11}}}) {
+    for (auto components : {std::vector<FlatComponent>{{1, 0x11}, {2, 0x11}},
+                            std::vector<FlatComponent>{{1, 0x11}, {2, 0x11}, {3, 0x11}, {4, 0x11}}}) {
         MemoryDecode d(stream(8, 8, components));
         ASSERT_NE(d.handle, nullptr);
         DibHeader query(24);
@@ -175,9 +176,9 @@ TEST(DecodeToDibEntry, NeverWritesOutsideTheBitmapTheHeaderDescribes) {
 
     // A height still to come from DNL: the decoder fills whole MCU rows, which
     // must not run below the bitmap's first row.
-    MiniJpeg dnl = picture(8, 16, kGrey);
+    FlatJpeg dnl = picture(8, 16, kGrey);
     dnl.heightInDnl = true;
-    MemoryDecode withDnl(decoder_testing::buildMiniJpeg(dnl));
+    MemoryDecode withDnl(testing_support::flatJpeg(dnl));
     ASSERT_NE(withDnl.handle, nullptr);
     Bitmap storage(8, 8, 5, 8 * 20);
     uint8_t* bits = storage.bits.data() + 8 * 10;  // rows 10..14 of the storage

@@ -10,6 +10,7 @@
 using namespace bitmap_testing;
 using testing_support::ReportCapture;
 using Bytes = std::vector<uint8_t>;
+using testing_support::text;
 
 namespace {
 
@@ -100,7 +101,7 @@ TEST(DibToRect, BitFieldsGoThroughTheSixteenBitConverterOnly) {
     EXPECT_EQ(Bytes(grey.rect.bits, grey.rect.bits + 2), (Bytes{0xFC, 0}));
     ReportCapture capture;
     EXPECT_EQ(complibSetDIBitsToRect(&out.rect, wide, masked.get()), kFailure);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"not BI_RGB."});
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kNotBiRgb)});
 }
 
 TEST(DibToRect, RefusalsAndTheirReports) {
@@ -114,12 +115,12 @@ TEST(DibToRect, RefusalsAndTheirReports) {
     DibHeader depth2(2);
     EXPECT_EQ(complibSetDIBitsToRect(&rect.rect, bits, depth2.get()), kFailure);
     ASSERT_EQ(capture.reports().size(), 1u);
-    EXPECT_EQ(capture.reports()[0].source, "complibSetDIBitsToRect");
-    EXPECT_EQ(capture.reports()[0].text, "undefined biBitCount in DIB");
+    EXPECT_EQ(capture.reports()[0].source, text(report_text::kComplibSetDIBitsToRect));
+    EXPECT_EQ(capture.reports()[0].text, text(report_text::kUndefinedBiBitCountInDib));
     capture.clear();
     depth2.get()->biCompression = 1;  // compression is looked at before the depth
     EXPECT_EQ(complibSetDIBitsToRect(&rect.rect, bits, depth2.get()), kFailure);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"not BI_RGB."});
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kNotBiRgb)});
 
     // Destination depths a converter does not make fail without a word.
     capture.clear();

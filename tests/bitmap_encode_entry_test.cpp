@@ -11,10 +11,11 @@
 #include "test_support.h"
 
 using namespace bitmap_testing;
-using encoder_testing::takeOutput;
+using testing_support::takeOutput;
 using testing_support::ReportCapture;
 using Bytes = std::vector<uint8_t>;
 using PixelFunction = std::function<void(int, int, uint8_t*)>;
+using testing_support::text;
 
 namespace {
 
@@ -115,17 +116,17 @@ TEST(EncodeFromDibEntry, RefusedBitmapsAndMisuseEncodeNothing) {
     DibHeader masks(16, 8, 8);
     masks.setMasks(0xF800, 0x07E0, 0x001F);
     encodeDib(8, 8, 3, k444, bits, masks, 0);
-    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"not BI_RGB.", "complibSetDIBitsToRect failed."}));
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{text(report_text::kNotBiRgb), text(report_text::kComplibSetDIBitsToRectFailed)}));
     capture.clear();
     DibHeader two(2, 8, 8);
     encodeDib(8, 8, 3, k444, bits, two, 0);
-    EXPECT_EQ(capture.texts(), (std::vector<std::string>{"undefined biBitCount in DIB", "complibSetDIBitsToRect failed."}));
-    EXPECT_EQ(capture.reports()[1].source, "JPEG");
+    EXPECT_EQ(capture.texts(), (std::vector<std::string>{text(report_text::kUndefinedBiBitCountInDib), text(report_text::kComplibSetDIBitsToRectFailed)}));
+    EXPECT_EQ(capture.reports()[1].source, text(report_text::kJpeg));
     // Four components would need a 32-bit rectangle, which no bitmap converter makes.
     capture.clear();
     DibHeader header(24, 8, 8, 0);
     encodeDib(8, 8, 4, 0x11111111, bits, header, 0);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"complibSetDIBitsToRect failed."});
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kComplibSetDIBitsToRectFailed)});
 
     EXPECT_EQ(jpegEncodeFromWinDIBits(nullptr, 8, bits.data(), header.get()), 0u);
     encodeWith(8, 8, 3, k444, [&](JpegHandle h) {
@@ -141,5 +142,5 @@ TEST(EncodeFromTwainEntry, AnEmptyTransferIsReported) {
     ReportCapture capture;
     const uint8_t empty[4] = {};
     encodeWith(8, 8, 3, k444, [&](JpegHandle h) { EXPECT_EQ(jpegEncodeFromWinTWAIN(h, empty, 0, 8), 0u); });
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"LocalAlloc failed"});
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kLocalAllocFailed)});
 }

@@ -11,6 +11,7 @@
 
 using namespace bitmap_testing;
 using testing_support::ReportCapture;
+using testing_support::text;
 
 TEST(DibHeaderServices, ColourTableSizeAndPixelAddress) {
     struct Case { int depth; uint32_t compression, used, size; uint64_t table; };
@@ -96,8 +97,8 @@ TEST(CreateWinDIBits, FillsTheHeaderAllocatesBothBlocksOrReports) {
         capture.clear();
         EXPECT_EQ(complibCreateWinDIBits(&bits, &header, w, h, 32), 0);
         ASSERT_EQ(capture.reports().size(), 1u);
-        EXPECT_EQ(capture.reports()[0].source, "complibCreateWinDIBits");
-        EXPECT_EQ(capture.reports()[0].text, "complibAllocMemory () failed");
+        EXPECT_EQ(capture.reports()[0].source, text(report_text::kComplibCreateWinDIBits));
+        EXPECT_EQ(capture.reports()[0].text, text(report_text::kComplibAllocMemoryCallFailed));
     }
     EXPECT_EQ(bits, nullptr);
     EXPECT_EQ(header, nullptr);

@@ -57,19 +57,19 @@ TEST(HostileBitmaps, ConvertersStayInsideBothBuffers) {
 
 TEST(HostileBitmaps, DecodeEntryStaysInsideTheDescribedBitmap) {
     testing_support::ReportCapture quiet;
-    decoder_testing::MiniJpeg layout;
+    testing_support::FlatJpeg layout;
     layout.width = 21;
     layout.height = 11;
     layout.components = {{1, 0x22}, {2, 0x11}, {3, 0x11}};
-    std::vector<uint8_t> colour = decoder_testing::buildMiniJpeg(layout);
+    std::vector<uint8_t> colour = testing_support::flatJpeg(layout);
     layout.components = {{1, 0x11}};
-    std::vector<uint8_t> grey = decoder_testing::buildMiniJpeg(layout);
+    std::vector<uint8_t> grey = testing_support::flatJpeg(layout);
     layout.heightInDnl = true;
-    std::vector<uint8_t> dnl = decoder_testing::buildMiniJpeg(layout);
+    std::vector<uint8_t> dnl = testing_support::flatJpeg(layout);
     const std::vector<uint8_t>* streams[] = {&colour, &grey, &dnl};
     Random random;
     for (int round = 0; round < 400; ++round) {
-        decoder_testing::MemoryDecode d(*streams[round % 3]);
+        testing_support::MemoryDecode d(*streams[round % 3]);
         ASSERT_NE(d.handle, nullptr);
         DibHeader header(random.pick(kDepths), random.between(-30, 30), random.between(-20, 20));
         if (round % 7 == 0) {

@@ -13,6 +13,7 @@
 using namespace bitmap_testing;
 using testing_support::ReportCapture;
 using Bytes = std::vector<uint8_t>;
+using testing_support::text;
 
 namespace {
 
@@ -144,8 +145,8 @@ TEST(RectToDib, RefusalsWriteNothingAndReportOnlyAnUnknownDepth) {
     EXPECT_EQ(toDib(rect32, 24, 2, 2, 16, 2), Bytes(16, U));
     EXPECT_EQ(toDib(rect, 2, 2, 2, 16, 0), Bytes(16, U));
     ASSERT_EQ(capture.reports().size(), 1u);
-    EXPECT_EQ(capture.reports()[0].source, "complibGetDIBitsFromRect");
-    EXPECT_EQ(capture.reports()[0].text, "undefined biBitCount in DIB");
+    EXPECT_EQ(capture.reports()[0].source, text(report_text::kComplibGetDIBitsFromRect));
+    EXPECT_EQ(capture.reports()[0].text, text(report_text::kUndefinedBiBitCountInDib));
 
     TestRect square(4, 4, 8, 4);
     fillCounting(square);

@@ -12,8 +12,8 @@ namespace {
 TEST(Context, DirectionBitsAreChecked) {
     ReportCapture capture;
     for (uint32_t options : {0u, 3u, 0x0103u}) EXPECT_EQ(complibCreateJpegContext(nullptr, options), nullptr);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>(3, "Illegal options parameter"));
-    EXPECT_EQ(capture.reports()[0].source, "JPEG");
+    EXPECT_EQ(capture.texts(), std::vector<std::string>(3, text(report_text::kIllegalOptionsParameter)));
+    EXPECT_EQ(capture.reports()[0].source, text(report_text::kJpeg));
     JpegContext* ctx = complibCreateJpegContext(KJ_TEXT("name.jpg"), 0x0012);
     ASSERT_NE(ctx, nullptr);
     EXPECT_EQ(ctx->magic, kContextMagic);
@@ -38,22 +38,11 @@ HuffmanDefinition definition(const std::vector<uint8_t>& bits, uint8_t tableByte
     return d;
 }
 
-TEST(HuffmanCodeList, StandardLuminanceDcCodes) {
+// The standard tables' codes are pinned by every encode and decode of the
+// manifest; what they do not reach: gaps, single codes, redefinition.
+TEST(HuffmanCodeList, GapsSingleCodesAndRedefinition) {
     JpegContext* ctx = complibCreateJpegContext(nullptr, 1);
     HuffmanDefinition d = definition({0, 1, 5, 1, 1, 1, 1, 1, 1}, 0x00);
-    ASSERT_EQ(complibBuildHuffmanCodeTable(ctx, &d, 12), 0);
-    const HuffmanSlot& slot = ctx->huffman[kDcSlot];
-    EXPECT_EQ(slot.maxCodeLength, 9u);
-    EXPECT_EQ(slot.symbolCount, 12u);
-    const uint32_t codes[] = {0b00, 0b010, 0b011, 0b100, 0b101, 0b110, 0b1110, 0b11110, 0b111110, 0b1111110,
-                              0b11111110, 0b111111110};
-    const uint16_t lengths[] = {2, 3, 3, 3, 3, 3, 4, 5, 6, 7, 8, 9};
-    for (int i = 0; i < 12; ++i) {
-        EXPECT_EQ(slot.codeTable[i].code, codes[i]) << i;
-        EXPECT_EQ(slot.codeTable[i].length, lengths[i]) << i;
-        EXPECT_EQ(slot.codeTable[i].symbol, i);
-    }
-    EXPECT_EQ(slot.codeTable[12].length, 0);
     // Lengths without entries are skipped: "0", then "100", "101".
     HuffmanDefinition gap = definition({1, 0, 2}, 0x02);
     ASSERT_EQ(complibBuildHuffmanCodeTable(ctx, &gap, 3), 0);

@@ -1,16 +1,16 @@
-// Helpers of the decoder tests. Streams made in code: a writer of DC-only
-// baseline streams (with quantisation entries of 1 a DC of 8v decodes to the
-// flat sample v, stored as v + 128, so expected pixels are known exactly) and
-// a lossless encoder for exact round trips. Streams made by the installed
-// peer tools (cjpeg, jpegtran, djpeg) run as black boxes. Whole decodes
-// through the exported interface from memory.
+// Streams for the decoder tests. Written in code: frames of flat blocks (only
+// a DC term each, so every sample is known exactly) and a lossless encoder
+// for exact round trips; stream surgery; and libjpeg-turbo's library as the
+// black-box peer that writes files (any sampling, scan script, restart
+// interval, colour space, table kind) and decodes them for comparison.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <csetjmp>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -18,169 +18,155 @@
 #include "KelJPEG.h"
 #include "test_support.h"
 
-namespace decoder_testing {
+#if defined(KELJPEG_HAVE_LIBJPEG)
+#include <jpeglib.h>
+#endif
 
-// ---- Bits and segments ----
+namespace testing_support {
 
-class BitWriter {
-public:
-    void put(uint32_t value, int count) {
-        for (int i = count - 1; i >= 0; --i) {
-            acc_ = static_cast<uint8_t>((acc_ << 1) | ((value >> i) & 1));
-            if (++bits_ == 8) flushByte();
-        }
-    }
-    // Pads the last byte with 1 bits, as encoders do before a marker.
-    void align() {
-        while (bits_ != 0) put(1, 1);
-    }
-    std::vector<uint8_t>& bytes() { return out_; }
+// ---- Frames of flat blocks ----
 
-private:
-    void flushByte() {
-        out_.push_back(acc_);
-        if (acc_ == 0xFF) out_.push_back(0x00);
-        acc_ = 0;
-        bits_ = 0;
-    }
-    std::vector<uint8_t> out_;
-    uint8_t acc_ = 0;
-    int bits_ = 0;
-};
-
-inline void put16(std::vector<uint8_t>& out, uint32_t v) {
-    out.push_back(static_cast<uint8_t>(v >> 8));
-    out.push_back(static_cast<uint8_t>(v));
-}
-
-inline void putSegment(std::vector<uint8_t>& out, uint8_t marker, const std::vector<uint8_t>& body) {
-    out.insert(out.end(), {0xFF, marker});
-    put16(out, static_cast<uint32_t>(body.size() + 2));
-    out.insert(out.end(), body.begin(), body.end());
-}
-
-// The segments' markers in stream order (entropy data skipped), with their offsets.
-struct Segment {
-    uint8_t marker;
-    size_t offset;  // of the 0xFF
-};
-
-inline std::vector<Segment> segmentsOf(const std::vector<uint8_t>& jpeg) {
-    std::vector<Segment> out = {{0xD8, 0}};
-    for (size_t i = 2; i + 3 < jpeg.size();) {
-        if (jpeg[i] != 0xFF || jpeg[i + 1] == 0x00 || jpeg[i + 1] == 0xFF || (jpeg[i + 1] >= 0xD0 && jpeg[i + 1] <= 0xD7)) {
-            ++i;
-            continue;
-        }
-        out.push_back({jpeg[i + 1], i});
-        if (jpeg[i + 1] == 0xD9) break;
-        i += 2 + ((static_cast<size_t>(jpeg[i + 2]) << 8) | jpeg[i + 3]);
-    }
-    return out;
-}
-
-// Offset of the first segment with this marker (0 if none).
-inline size_t segmentAt(const std::vector<uint8_t>& jpeg, uint8_t marker) {
-    for (const Segment& s : segmentsOf(jpeg))
-        if (s.marker == marker) return s.offset;
-    return 0;
-}
-
-inline uint32_t mix(uint32_t v) {
-    v ^= v >> 16;
-    v *= 0x7feb352du;
-    v ^= v >> 15;
-    v *= 0x846ca68bu;
-    return v ^ (v >> 16);
-}
-
-// ---- DC-only baseline streams ----
-
-struct MiniComponent {
+struct FlatComponent {
     uint8_t id;
-    uint8_t sampling;  // H*16+V
+    uint8_t sampling = 0x11;  // H*16+V
+    uint8_t table = 0;        // quantisation table
 };
-
-struct MiniJpeg {
-    uint16_t width = 8;
-    uint16_t height = 8;
-    std::vector<MiniComponent> components = std::vector<MiniComponent>(1, MiniComponent{1, 0x11});
-    uint16_t restartInterval = 0;
-    bool heightInDnl = false;       // SOF says 0 lines; a DNL after the scan says height
+struct FlatScan {
+    std::vector<int> components;              // frame indexes
+    int restartInterval = -1;                 // 0 or more: a DRI segment before the scan
+    std::vector<std::pair<int, int>> tables;  // 16-bit DQT segments (table, DC entry) before the scan
+};
+// A block being written: its component, its MCU and place in the MCU, and
+// its column and row among the component's blocks.
+struct Block {
+    int component;
+    uint32_t mcu;
+    int index, x, y;
+};
+struct FlatJpeg {
+    uint8_t frame = 0xC0;  // 0xC0 or 0xC1; 0xC2 writes DC first scans only
+    uint16_t width = 8, height = 8;
+    int precision = 8;
+    std::vector<FlatComponent> components = {{1}};
+    uint16_t restartInterval = 0;        // a DRI segment before the frame
+    bool heightInDnl = false;            // SOF says 0 lines; a DNL after the first scan says height
     std::vector<uint8_t> extraSegments;  // inserted after SOI (APPn, COM ...)
-    // Sample value (-128..127) of block (component, mcu, block within the component's MCU blocks).
-    std::function<int(int component, uint32_t mcu, int block)> sample = [](int, uint32_t, int) { return 0; };
+    // None: one scan of every component, coded MCU by MCU even when there is
+    // only one (as the legacy reading takes a sampled grey frame).
+    std::vector<FlatScan> scans;
+    // The quantised DC of a block. Table 0 starts with every entry 1, where a
+    // DC of 8v decodes to the flat sample v, stored as v + 128.
+    std::function<int(const Block&)> level = [](const Block&) { return 0; };
 };
 
-// DC table 0: symbols 0..11, each a 4-bit code equal to the symbol.
-// AC table 0: 00 = EOB, 01 = ZRL, 10 = run 0 size 1 (11 is left unused).
-inline void appendTables(std::vector<uint8_t>& out) {
-    std::vector<uint8_t> dqt(1, 0x00);
-    dqt.resize(65, 1);
-    putSegment(out, 0xDB, dqt);
-    std::vector<uint8_t> dht(1, 0x00);
-    for (int l = 1; l <= 16; ++l) dht.push_back(l == 4 ? 12 : 0);
-    for (int s = 0; s < 12; ++s) dht.push_back(static_cast<uint8_t>(s));
-    dht.push_back(0x10);
-    for (int l = 1; l <= 16; ++l) dht.push_back(l == 2 ? 3 : 0);
-    dht.insert(dht.end(), {0x00, 0xF0, 0x01});
-    putSegment(out, 0xC4, dht);
+// Levels from flat samples (-128..127) given per component, MCU and block within the MCU.
+template <typename Sample>
+std::function<int(const Block&)> samples(Sample sample) {
+    return [sample](const Block& b) { return 8 * sample(b.component, b.mcu, b.index); };
 }
 
-inline int blocksOf(uint8_t sampling) { return (sampling >> 4) * (sampling & 15); }
-
-inline void putDc(BitWriter& bits, int diff) {
-    int magnitude = diff < 0 ? -diff : diff;
-    int s = 0;
-    while ((1 << s) <= magnitude) ++s;
-    bits.put(static_cast<uint32_t>(s), 4);
-    if (s) bits.put(static_cast<uint32_t>(diff < 0 ? diff + (1 << s) - 1 : diff), s);
-}
-
-inline std::vector<uint8_t> buildMiniJpeg(const MiniJpeg& spec) {
+// SOI, the extra segments, table 0 of entries 1, one Huffman table pair, and
+// the scans. DC table 0: categories 0..13 as 4-bit codes equal to the
+// category, 14 and 15 as 5-bit codes 28 and 29. AC table 0: 00 end of block,
+// 01 ZRL, 10 run 0 size 1.
+inline std::vector<uint8_t> flatJpeg(const FlatJpeg& f) {
     std::vector<uint8_t> out = {0xFF, 0xD8};
-    for (uint8_t byte : spec.extraSegments) out.push_back(byte);  // (a range insert upsets g++'s bounds warning)
-    appendTables(out);
-    if (spec.restartInterval) putSegment(out, 0xDD, {static_cast<uint8_t>(spec.restartInterval >> 8),
-                                                     static_cast<uint8_t>(spec.restartInterval)});
+    for (uint8_t byte : f.extraSegments) out.push_back(byte);  // (a range insert upsets g++'s bounds warning)
+    std::vector<uint8_t> dqt(65, 1);
+    dqt[0] = 0;
+    putSegment(out, 0xDB, dqt);
+    std::vector<uint8_t> dht = {0x00, 0, 0, 0, 14, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    for (int s = 0; s < 16; ++s) dht.push_back(uint8_t(s));
+    dht.insert(dht.end(), {0x10, 0, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x00, 0xF0, 0x01});
+    putSegment(out, 0xC4, dht);
+    if (f.restartInterval) putSegment(out, 0xDD, {uint8_t(f.restartInterval >> 8), uint8_t(f.restartInterval)});
+    const int count = int(f.components.size());
     int maxH = 1, maxV = 1;
-    std::vector<uint8_t> sof = {8}, sos = {static_cast<uint8_t>(spec.components.size())};
-    put16(sof, spec.heightInDnl ? 0 : spec.height);
-    put16(sof, spec.width);
-    sof.push_back(static_cast<uint8_t>(spec.components.size()));
-    for (auto c : spec.components) {
-        maxH = std::max(maxH, c.sampling >> 4);
-        maxV = std::max(maxV, c.sampling & 15);
-        sof.insert(sof.end(), {c.id, c.sampling, 0});
-        sos.insert(sos.end(), {c.id, 0x00});
+    std::vector<uint8_t> sof = {uint8_t(f.precision)};
+    put16(sof, f.heightInDnl ? 0 : f.height);
+    put16(sof, f.width);
+    sof.push_back(uint8_t(count));
+    std::vector<FlatScan> scans = f.scans;
+    if (scans.empty()) scans.push_back({});
+    for (int c = 0; c < count; ++c) {
+        const FlatComponent& k = f.components[size_t(c)];
+        maxH = std::max(maxH, k.sampling >> 4);
+        maxV = std::max(maxV, k.sampling & 15);
+        sof.insert(sof.end(), {k.id, k.sampling, k.table});
+        if (f.scans.empty()) scans[0].components.push_back(c);
     }
-    sos.insert(sos.end(), {0, 63, 0});
-    putSegment(out, 0xC0, sof);
-    putSegment(out, 0xDA, sos);
-
-    uint32_t mcus = ((spec.width + 8 * maxH - 1) / (8 * maxH)) * ((spec.height + 8 * maxV - 1) / (8 * maxV));
-    BitWriter bits;
-    std::vector<int> predictor(spec.components.size(), 0);
-    for (uint32_t m = 0; m < mcus; ++m) {
-        if (spec.restartInterval && m > 0 && m % spec.restartInterval == 0) {
-            bits.align();
-            bits.bytes().insert(bits.bytes().end(), {0xFF, static_cast<uint8_t>(0xD0 + (m / spec.restartInterval - 1) % 8)});
-            std::fill(predictor.begin(), predictor.end(), 0);
+    const int mcusAcross = (f.width + 8 * maxH - 1) / (8 * maxH), mcusDown = (f.height + 8 * maxV - 1) / (8 * maxV);
+    for (size_t s = 0; s < scans.size(); ++s) {
+        const FlatScan& scan = scans[s];
+        for (auto [table, dc] : scan.tables) {  // 16-bit entries: DC as given, the rest 1
+            std::vector<uint8_t> table16 = {uint8_t(0x10 | table), uint8_t(dc >> 8), uint8_t(dc)};
+            for (int k = 1; k < 64; ++k) table16.insert(table16.end(), {0, 1});
+            putSegment(out, 0xDB, table16);
         }
-        for (size_t c = 0; c < spec.components.size(); ++c) {
-            for (int b = 0; b < blocksOf(spec.components[c].sampling); ++b) {
-                int dc = 8 * spec.sample(static_cast<int>(c), m, b);
-                putDc(bits, dc - predictor[c]);
-                predictor[c] = dc;
-                bits.put(0, 2);  // EOB
+        if (s == 0) putSegment(out, f.frame, sof);
+        if (scan.restartInterval >= 0) putSegment(out, 0xDD, {uint8_t(scan.restartInterval >> 8), uint8_t(scan.restartInterval)});
+        const int restartInterval = scan.restartInterval >= 0 ? scan.restartInterval : f.restartInterval;
+        std::vector<uint8_t> sos = {uint8_t(scan.components.size())};
+        for (int c : scan.components) sos.insert(sos.end(), {f.components[size_t(c)].id, 0x00});
+        sos.insert(sos.end(), {0, uint8_t(f.frame == 0xC2 ? 0 : 63), 0});
+        putSegment(out, 0xDA, sos);
+        BitWriter bits;
+        std::vector<int> predictor(size_t(count), 0);
+        auto block = [&](const Block& b) {
+            const int diff = f.level(b) - predictor[size_t(b.component)];
+            predictor[size_t(b.component)] += diff;
+            const uint32_t magnitude = uint32_t(diff < 0 ? -diff : diff);
+            int category = 0;
+            while ((magnitude >> category) != 0) ++category;
+            bits.put(category < 14 ? uint32_t(category) : uint32_t(28 + category - 14), category < 14 ? 4 : 5);
+            if (category) bits.put(uint32_t(diff < 0 ? diff - 1 : diff) & ((1u << category) - 1), category);
+            if (f.frame != 0xC2) bits.put(0, 2);  // end of block
+        };
+        // A scan of one component codes its blocks in raster order, one per MCU.
+        const bool single = !f.scans.empty() && scan.components.size() == 1;
+        const int first = f.components[size_t(scan.components[0])].sampling;
+        const int across = single ? ((f.width * (first >> 4) + maxH - 1) / maxH + 7) / 8 : mcusAcross;
+        const int down = single ? ((f.height * (first & 15) + maxV - 1) / maxV + 7) / 8 : mcusDown;
+        for (int unit = 0, restarts = 0; unit < across * down; ++unit) {
+            if (restartInterval && unit && unit % restartInterval == 0) {
+                bits.align();
+                bits.bytes().insert(bits.bytes().end(), {0xFF, uint8_t(0xD0 + (restarts++ & 7))});
+                std::fill(predictor.begin(), predictor.end(), 0);
+            }
+            const int ux = unit % across, uy = unit / across;
+            if (single) {
+                block({scan.components[0], uint32_t(unit), 0, ux, uy});
+                continue;
+            }
+            for (int c : scan.components) {
+                const int h = f.components[size_t(c)].sampling >> 4, v = f.components[size_t(c)].sampling & 15;
+                for (int i = 0; i < h * v; ++i) block({c, uint32_t(unit), i, ux * h + i % h, uy * v + i / h});
             }
         }
+        bits.align();
+        out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
+        if (s == 0 && f.heightInDnl) putSegment(out, 0xDC, {uint8_t(f.height >> 8), uint8_t(f.height)});
     }
-    bits.align();
-    out.insert(out.end(), bits.bytes().begin(), bits.bytes().end());
-    if (spec.heightInDnl) putSegment(out, 0xDC, {static_cast<uint8_t>(spec.height >> 8), static_cast<uint8_t>(spec.height)});
     out.insert(out.end(), {0xFF, 0xD9});
     return out;
+}
+
+// A flat grey frame of `scans` scans. Sizes past 4096 go into the frame
+// header of an 8 x 8 picture's file, for tests that only open it.
+inline std::vector<uint8_t> flatGrey(uint8_t frame, uint16_t width, uint16_t height, int scans = 1) {
+    FlatJpeg f;
+    f.frame = frame;
+    const bool huge = width > 4096 || height > 4096;
+    f.width = huge ? 8 : width;
+    f.height = huge ? 8 : height;
+    f.scans.assign(size_t(scans), FlatScan{{0}, -1, {}});
+    std::vector<uint8_t> jpeg = flatJpeg(f);
+    const size_t sof = segmentAt(jpeg, frame);
+    jpeg[sof + 5] = uint8_t(height >> 8);
+    jpeg[sof + 6] = uint8_t(height);
+    jpeg[sof + 7] = uint8_t(width >> 8);
+    jpeg[sof + 8] = uint8_t(width);
+    return jpeg;
 }
 
 // ---- Lossless streams ----
@@ -299,9 +285,10 @@ struct LosslessImage {
 struct LosslessOptions {
     int predictor = 1;
     int pointTransform = 0;
+    bool bitsAfter32768 = true;  // the legacy reading's way
 };
 
-// The whole file as the legacy reading takes it.
+// The whole file, as the legacy reading takes it unless told otherwise.
 inline std::vector<uint8_t> encodeLossless(const LosslessImage& img, const LosslessOptions& opt = {}) {
     LosslessSpec spec;
     spec.width = img.width;
@@ -310,180 +297,203 @@ inline std::vector<uint8_t> encodeLossless(const LosslessImage& img, const Lossl
     spec.predictor = opt.predictor;
     spec.pointTransform = opt.pointTransform;
     spec.sampling.assign(size_t(img.components), 0x11);
-    spec.bitsAfter32768 = true;
+    spec.bitsAfter32768 = opt.bitsAfter32768;
     std::vector<std::vector<int32_t>> planes(size_t(img.components));
     for (size_t i = 0; i < img.samples.size(); ++i)
         planes[i % size_t(img.components)].push_back(img.samples[i] >> opt.pointTransform);
     return writeLossless(spec, planes);
 }
 
-// ---- Peer-made streams ----
+// ---- Stream surgery ----
 
-// Pixels top row first, packed: 1 byte per pixel (grey) or red-green-blue (as PNM holds them).
-struct Picture {
-    int width = 0, height = 0, channels = 1;
-    std::vector<uint8_t> pixels;
+// Every marker after SOI gets count fill bytes 0xFF in front of it.
+inline std::vector<uint8_t> withFillBytes(const std::vector<uint8_t>& jpeg, int count) {
+    std::vector<uint8_t> out;
+    size_t from = 0;
+    for (const Segment& s : segmentsOf(jpeg)) {
+        if (s.offset == 0) continue;
+        out.insert(out.end(), jpeg.begin() + ptrdiff_t(from), jpeg.begin() + ptrdiff_t(s.offset));
+        out.insert(out.end(), size_t(count), 0xFF);
+        from = s.offset;
+    }
+    out.insert(out.end(), jpeg.begin() + ptrdiff_t(from), jpeg.end());
+    return out;
+}
+
+// The frame header's height set to 0 and a DNL segment with the true height
+// written after the first scan's data.
+inline std::vector<uint8_t> withDnlHeight(const std::vector<uint8_t>& jpeg) {
+    std::vector<uint8_t> out = jpeg;
+    size_t sof = 0;
+    for (const Segment& s : segmentsOf(jpeg))
+        if (s.marker >= 0xC0 && s.marker <= 0xC3) sof = s.offset;
+    const size_t afterFirstScan = scanDataRanges(jpeg).front().second;
+    const uint8_t dnl[] = {0xFF, 0xDC, 0x00, 0x04, out[sof + 5], out[sof + 6]};
+    out[sof + 5] = out[sof + 6] = 0;
+    out.insert(out.begin() + ptrdiff_t(afterFirstScan), std::begin(dnl), std::end(dnl));
+    return out;
+}
+
+// ---- The peer: libjpeg-turbo's library ----
+
+#if defined(KELJPEG_HAVE_LIBJPEG)
+
+struct PeerError {
+    jpeg_error_mgr manager;
+    std::jmp_buf jump;
+};
+inline void onPeerError(j_common_ptr cinfo) { std::longjmp(reinterpret_cast<PeerError*>(cinfo->err)->jump, 1); }
+inline void onPeerMessage(j_common_ptr) {}
+
+// What the peer is asked to write.
+struct PeerSpec {
+    int width = 61, height = 45;
+    int inputChannels = 3;                      // 1 grey, 3 RGB, 4 CMYK
+    J_COLOR_SPACE stored = JCS_UNKNOWN;         // the library's choice, or JCS_RGB, JCS_CMYK, JCS_YCCK ...
+    std::vector<std::pair<int, int>> sampling;  // per component; empty: the library's default
+    int quality = 85;
+    bool baseline = true;                       // false allows 16-bit quantisation tables
+    bool progressive = false;                   // the library's own progression
+    std::vector<jpeg_scan_info> scans;          // a scan script, when not empty
+    int restartBlocks = 0, restartRows = 0;
+    bool optimize = false, arithmetic = false;
+    int seed = 1;
+    const Picture* picture = nullptr;           // the pixels (red-green-blue) instead of a noisyPicture
 };
 
-// Gradients, hard edges and noise: every coefficient band is busy somewhere,
-// and flat areas give long end-of-band runs.
-inline Picture busyPicture(int width, int height, int channels, uint32_t seed = 7) {
-    Picture p{width, height, channels, std::vector<uint8_t>(static_cast<size_t>(width) * height * channels)};
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            for (int c = 0; c < channels; ++c) {
-                int v = (x * (3 + c) + y * (5 - c)) % 256;
-                if (x > width / 2 && y < height / 2) v = 40 + 60 * c;  // a flat patch
-                if ((x / 5 + y / 7) % 4 == 0) v = 255 - v;             // edges
-                if (y > height * 2 / 3) v = (v + static_cast<int>(mix(seed + x * 131 + y * 977 + c) % 64)) % 256;
-                p.pixels[(static_cast<size_t>(y) * width + x) * channels + c] = static_cast<uint8_t>(v);
-            }
-    return p;
-}
+// Luma factors h x v, chroma 1x1.
+inline std::vector<std::pair<int, int>> lumaSampling(int h, int v) { return {{h, v}, {1, 1}, {1, 1}}; }
 
-// Constant over cells of cell x cell pixels, with values that differ from cell to cell.
-inline Picture cellPicture(int width, int height, int channels, int cell) {
-    Picture p{width, height, channels, std::vector<uint8_t>(static_cast<size_t>(width) * height * channels)};
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            for (int c = 0; c < channels; ++c)
-                p.pixels[(static_cast<size_t>(y) * width + x) * channels + c] =
-                    static_cast<uint8_t>(mix((x / cell) * 7919 + (y / cell) * 104729 + c * 31) % 200 + 28);
-    return p;
-}
-
-inline bool peerToolsAvailable() {
-    return std::system("cjpeg -version >/dev/null 2>&1 && jpegtran -version >/dev/null 2>&1") == 0;
-}
-
-// Runs `tool switches -outfile OUT IN` with IN holding `input`; a non-empty
-// script goes to a file for -scans. A file name private to the running test
-// case lets test processes run side by side. Returns OUT's bytes, empty on failure.
-inline std::vector<uint8_t> runPeer(const std::string& tool, const std::vector<uint8_t>& input, const std::string& inSuffix,
-                                    const std::string& outSuffix, const std::string& switches, const std::string& script = "") {
-    const std::string tag = std::string("dec_") + ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + tool;
-    const std::string in = testing_support::tempPath(tag + inSuffix), out = testing_support::tempPath(tag + outSuffix);
-    testing_support::writeFileBytes(in, input);
-    std::string command = tool + " " + switches;
-    if (!script.empty()) {
-        const std::string scans = testing_support::tempPath(tag + ".scans");
-        testing_support::writeFileBytes(scans, std::vector<uint8_t>(script.begin(), script.end()));
-        command += " -scans '" + scans + "'";
-    }
-    if (std::system((command + " -outfile '" + out + "' '" + in + "' 2>/dev/null").c_str()) != 0) return {};
-    return testing_support::readFileBytes(out);
-}
-
-// cjpeg with extra switches (-sample, -quality, -restart, -grayscale ...).
-inline std::vector<uint8_t> cjpegStream(const Picture& p, const std::string& switches) {
-    std::string header = (p.channels == 1 ? "P5\n" : "P6\n") + std::to_string(p.width) + " " +
-                         std::to_string(p.height) + "\n255\n";
-    std::vector<uint8_t> pnm(header.begin(), header.end());
-    pnm.insert(pnm.end(), p.pixels.begin(), p.pixels.end());
-    return runPeer("cjpeg", pnm, p.channels == 1 ? ".pgm" : ".ppm", ".jpg", switches);
-}
-
-// jpegtran over a stream; a non-empty script is used with -scans.
-inline std::vector<uint8_t> jpegtranStream(const std::vector<uint8_t>& jpeg, const std::string& switches,
-                                           const std::string& script = "") {
-    return runPeer("jpegtran", jpeg, "_in.jpg", "_out.jpg", switches, script);
-}
-
-// djpeg's PNM output, header stripped.
-inline std::vector<uint8_t> djpegPixels(const std::vector<uint8_t>& jpeg, const std::string& switches) {
-    std::vector<uint8_t> bytes = runPeer("djpeg", jpeg, ".jpg", ".pnm", switches);
-    size_t pos = 0;
-    for (int newlines = 0; pos < bytes.size() && newlines < 3; ++pos)
-        if (bytes[pos] == '\n') ++newlines;
-    return std::vector<uint8_t>(bytes.begin() + static_cast<std::ptrdiff_t>(pos), bytes.end());
-}
-
-// A base for test suites that need the peer tools.
-class PeerToolTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!peerToolsAvailable()) GTEST_SKIP() << "cjpeg/jpegtran not available";
-    }
-};
-
-// ---- Decoding through the exported interface ----
-
-// A decoder context over a stream in memory; the epilog runs on destruction.
-class MemoryDecode {
-public:
-    explicit MemoryDecode(const std::vector<uint8_t>& jpeg, uint16_t options = 0) : data_(jpeg) {
-        params.options = static_cast<uint16_t>(options | JPEG_OPT_MEMORY);
-        params.data = data_.data();
-        params.dataLength = static_cast<uint32_t>(data_.size());
-        handle = jpegDecodeProlog(nullptr, &params);
-    }
-    ~MemoryDecode() {
-        if (handle) jpegDecodeEpilog(handle);
-    }
-    MemoryDecode(const MemoryDecode&) = delete;
-    MemoryDecode& operator=(const MemoryDecode&) = delete;
-
-    JpegDecodeParams params{};
-    JpegHandle handle = nullptr;
-
-private:
-    std::vector<uint8_t> data_;
-};
-
-// Output pixels with a rectangle over them; spare rows and columns beyond the
-// picture hold a guard value so that stray writes show.
-struct Output {
-    int width = 0, height = 0, bytesPerPixel = 1, stride = 0;
-    std::vector<uint8_t> pixels;
-    ImageRect rect(int firstRow = 0) {
-        ImageRect r{};
-        r.width = width;
-        r.height = height - firstRow;
-        r.stride = stride;
-        r.bitsPerPixel = 8 * bytesPerPixel;
-        r.bits = pixels.data() + static_cast<size_t>(firstRow) * stride;
-        r.size = static_cast<uint32_t>(pixels.size());
-        return r;
-    }
-    // The picture's own bytes, row by row, without stride padding.
-    std::vector<uint8_t> packed(int columns, int rows) const {
-        std::vector<uint8_t> out;
-        for (int y = 0; y < rows; ++y) {
-            const uint8_t* row = pixels.data() + static_cast<size_t>(y) * stride;
-            out.insert(out.end(), row, row + static_cast<size_t>(columns) * bytesPerPixel);
+// A scan script as text: "0,1,2: 0-0, 0, 1; 0: 1-63, 0, 0;" (components: Ss-Se, Ah, Al).
+inline std::vector<jpeg_scan_info> scanScript(const std::string& text) {
+    std::vector<jpeg_scan_info> scans;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = text.find(';', at);
+        if (end == std::string::npos) break;
+        std::string one = text.substr(at, end - at);
+        jpeg_scan_info s{};
+        const char* p = one.c_str();
+        for (char* next = nullptr;; p = next + 1) {
+            s.component_index[s.comps_in_scan++] = int(std::strtol(p, &next, 10));
+            if (*next != ',') break;
         }
-        return out;
+        std::sscanf(std::strchr(p, ':') + 1, "%d-%d,%d,%d", &s.Ss, &s.Se, &s.Ah, &s.Al);
+        scans.push_back(s);
+        at = end + 1;
     }
-};
-
-constexpr uint8_t kGuard = 0xA5;
-
-inline Output outputFor(int width, int height, int bytesPerPixel, int spareColumns = 0, int spareRows = 0) {
-    Output o;
-    o.width = width;
-    o.height = height;
-    o.bytesPerPixel = bytesPerPixel;
-    o.stride = (width + spareColumns) * bytesPerPixel;
-    o.pixels.assign(static_cast<size_t>(o.stride) * (height + spareRows), kGuard);
-    return o;
+    return scans;
 }
 
-// The whole picture in one call, at a scale (JPEG_SCALE_FULL: jpegDecodeToRect).
-// Returns the packed pixels, or an empty vector when the call did not deliver them all.
-inline std::vector<uint8_t> decodeWhole(const std::vector<uint8_t>& jpeg, int scale = JPEG_SCALE_FULL,
-                                        uint16_t options = 0) {
-    MemoryDecode d(jpeg, options);
-    if (!d.handle) return {};
-    uint32_t width = 0, height = 0;
-    jpegDecodeGetImageSize(d.handle, &width, &height, scale);
-    const int bpp = (options & JPEG_OPT_RAW_COMPONENTS) ? d.params.componentCount : d.params.componentCount >= 3 ? 3 : 1;
-    // Room for whole MCU rows (at most 16 lines), as a legacy call may write them.
-    Output out = outputFor(static_cast<int>(width), static_cast<int>(height), bpp, 0, 16);
-    ImageRect rect = out.rect();
-    int32_t got = scale == JPEG_SCALE_FULL ? jpegDecodeToRect(d.handle, &rect, height)
-                                           : jpegDecodeScaleOutputToRect(d.handle, &rect, height, scale);
-    if (got != static_cast<int32_t>(height)) return {};
-    return out.packed(static_cast<int>(width), static_cast<int>(height));
+// The peer's file, empty when it fails.
+inline std::vector<uint8_t> peerEncode(const PeerSpec& spec) {
+    const Picture source = spec.picture ? *spec.picture : noisyPicture(spec.width, spec.height, spec.inputChannels, spec.seed);
+    jpeg_compress_struct cinfo;
+    PeerError error;
+    cinfo.err = jpeg_std_error(&error.manager);
+    error.manager.error_exit = onPeerError;
+    error.manager.output_message = onPeerMessage;
+    unsigned char* buffer = nullptr;
+    unsigned long size = 0;
+    if (setjmp(error.jump)) {
+        jpeg_destroy_compress(&cinfo);
+        std::free(buffer);
+        return {};
+    }
+    jpeg_create_compress(&cinfo);
+    jpeg_mem_dest(&cinfo, &buffer, &size);
+    cinfo.image_width = JDIMENSION(source.width);
+    cinfo.image_height = JDIMENSION(source.height);
+    cinfo.input_components = source.channels;
+    cinfo.in_color_space = source.channels == 1 ? JCS_GRAYSCALE : source.channels == 4 ? JCS_CMYK : JCS_RGB;
+    jpeg_set_defaults(&cinfo);
+    if (spec.stored != JCS_UNKNOWN) jpeg_set_colorspace(&cinfo, spec.stored);
+    jpeg_set_quality(&cinfo, spec.quality, spec.baseline ? TRUE : FALSE);
+    for (size_t c = 0; c < spec.sampling.size() && int(c) < cinfo.num_components; ++c) {
+        cinfo.comp_info[c].h_samp_factor = spec.sampling[c].first;
+        cinfo.comp_info[c].v_samp_factor = spec.sampling[c].second;
+    }
+    if (spec.progressive) jpeg_simple_progression(&cinfo);
+    if (!spec.scans.empty()) {
+        cinfo.scan_info = spec.scans.data();
+        cinfo.num_scans = int(spec.scans.size());
+    }
+    cinfo.restart_interval = unsigned(spec.restartBlocks);
+    cinfo.restart_in_rows = spec.restartRows;
+    cinfo.optimize_coding = spec.optimize ? TRUE : FALSE;
+    cinfo.arith_code = spec.arithmetic ? TRUE : FALSE;
+    jpeg_start_compress(&cinfo, TRUE);
+    while (cinfo.next_scanline < cinfo.image_height) {
+        JSAMPROW row = const_cast<uint8_t*>(source.row(int(cinfo.next_scanline)));
+        jpeg_write_scanlines(&cinfo, &row, 1);
+    }
+    jpeg_finish_compress(&cinfo);
+    std::vector<uint8_t> jpeg(buffer, buffer + size);
+    jpeg_destroy_compress(&cinfo);
+    std::free(buffer);
+    return jpeg;
 }
 
-}  // namespace decoder_testing
+// The peer's file of a picture: luma factors h x v (colour only), a quality,
+// its own progression when asked.
+inline std::vector<uint8_t> peerJpeg(const Picture& picture, int h, int v, int quality = 75, bool progressive = false) {
+    PeerSpec spec;
+    spec.picture = &picture;
+    if (picture.channels == 3) spec.sampling = lumaSampling(h, v);
+    spec.quality = quality;
+    spec.progressive = progressive;
+    return peerEncode(spec);
+}
+
+enum PeerFlags { kPeerFancyUpsampling = 1, kPeerYCbCr = 2 };
+
+// The peer's decode with the accurate integer transform, no smoothing of an
+// incomplete progression and replicated chroma unless flags ask: grey,
+// blue-green-red (YCbCr with kPeerYCbCr), or four-component files shown as a
+// viewer shows Adobe CMYK; at a scale (JPEG_SCALE_*) through its reduced
+// transforms. False when the peer fails.
+inline bool peerDecode(const std::vector<uint8_t>& jpeg, Picture& out, int scale = JPEG_SCALE_FULL, int flags = 0) {
+    jpeg_decompress_struct cinfo;
+    PeerError error;
+    cinfo.err = jpeg_std_error(&error.manager);
+    error.manager.error_exit = onPeerError;
+    error.manager.output_message = onPeerMessage;
+    // The row outlives a jump out of a damaged file's decode, which ends in the return below.
+    std::vector<uint8_t> row;
+    if (setjmp(error.jump)) {
+        jpeg_destroy_decompress(&cinfo);
+        return false;
+    }
+    jpeg_create_decompress(&cinfo);
+    jpeg_mem_src(&cinfo, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
+    jpeg_read_header(&cinfo, TRUE);
+    const bool fourComponents = cinfo.num_components == 4;
+    cinfo.out_color_space = cinfo.num_components == 1 ? JCS_GRAYSCALE : fourComponents ? JCS_CMYK
+                            : (flags & kPeerYCbCr) ? JCS_YCbCr : JCS_EXT_BGR;
+    cinfo.dct_method = JDCT_ISLOW;
+    cinfo.do_fancy_upsampling = (flags & kPeerFancyUpsampling) ? TRUE : FALSE;
+    cinfo.do_block_smoothing = FALSE;
+    cinfo.scale_num = 1;
+    cinfo.scale_denom = 1u << (JPEG_SCALE_FULL - scale);
+    jpeg_start_decompress(&cinfo);
+    const int channels = int(cinfo.output_components);
+    row.resize(size_t(cinfo.output_width) * channels);
+    out = Picture{int(cinfo.output_width), int(cinfo.output_height), fourComponents ? 3 : channels, {}};
+    while (cinfo.output_scanline < cinfo.output_height) {
+        JSAMPROW r = row.data();
+        jpeg_read_scanlines(&cinfo, &r, 1);
+        if (!fourComponents) {
+            out.pixels.insert(out.pixels.end(), row.begin(), row.end());
+            continue;
+        }
+        // Adobe stores inverted ink: the colour is ink times black over 255.
+        for (size_t x = 0; x < cinfo.output_width; ++x)
+            for (int c = 2; c >= 0; --c) out.pixels.push_back(uint8_t((row[x * 4 + c] * row[x * 4 + 3] + 127) / 255));
+    }
+    jpeg_finish_decompress(&cinfo);
+    jpeg_destroy_decompress(&cinfo);
+    return true;
+}
+
+#endif  // KELJPEG_HAVE_LIBJPEG
+
+}  // namespace testing_support

@@ -7,14 +7,15 @@
 
 #include "KelJPEG.h"
 #include "decoder_test_support.h"
-#include "flat_stream.h"
+#include "decoder_test_support.h"
 #include "test_support.h"
 
 namespace {
 
-using flat_stream::flatGreyStream;
+using testing_support::flatGrey;
 
-using Decode = decoder_testing::MemoryDecode;
+using Decode = testing_support::MemoryDecode;
+using testing_support::text;
 
 // Rows delivered by one call for the whole picture (grey, 8 bits).
 int32_t decodeAll(Decode& d) {
@@ -64,7 +65,7 @@ TEST(Limits, DefaultsAcceptTheLargestValidFramesAndZeroFieldsRestoreThem) {
 
     // The largest sequential frame needs only one MCU row of buffers.
     testing_support::ReportCapture reports;
-    Decode huge(flatGreyStream(0xC0, 65535, 65535, 1));
+    Decode huge(flatGrey(0xC0, 65535, 65535));
     ASSERT_NE(huge.handle, nullptr);
     EXPECT_EQ(huge.params.width, 65535);
     EXPECT_EQ(huge.params.height, 65535);
@@ -75,7 +76,7 @@ TEST(Limits, ScanLimitEndsAProgressiveFrameOfTooManyScans) {
     LimitsGuard guard;
     testing_support::ReportCapture reports;
     {
-        Decode fine(flatGreyStream(0xC2, 16, 16, 40));
+        Decode fine(flatGrey(0xC2, 16, 16, 40));
         ASSERT_NE(fine.handle, nullptr);
         EXPECT_EQ(decodeAll(fine), 16);
         EXPECT_TRUE(reports.reports().empty());
@@ -83,18 +84,18 @@ TEST(Limits, ScanLimitEndsAProgressiveFrameOfTooManyScans) {
     JpegLimits limits = limitsWith(10, 0, 0);
     jpegSetLimits(&limits);
     {
-        Decode bomb(flatGreyStream(0xC2, 16, 16, 40));
+        Decode bomb(flatGrey(0xC2, 16, 16, 40));
         ASSERT_NE(bomb.handle, nullptr);  // the first scan is within the limit
         EXPECT_EQ(decodeAll(bomb), 0);
-        EXPECT_TRUE(reports.saw("too many scans"));
+        EXPECT_TRUE(reports.saw(report_text::kTooManyScans));
     }
     // The default stops a file of more scans than any valid frame has.
     jpegSetLimits(nullptr);
     reports.clear();
-    Decode bomb(flatGreyStream(0xC2, 8, 8, 4000));
+    Decode bomb(flatGrey(0xC2, 8, 8, 4000));
     ASSERT_NE(bomb.handle, nullptr);
     EXPECT_EQ(decodeAll(bomb), 0);
-    EXPECT_EQ(reports.texts(), std::vector<std::string>{"too many scans"});
+    EXPECT_EQ(reports.texts(), std::vector<std::string>{text(report_text::kTooManyScans)});
 }
 
 TEST(Limits, PixelAndMemoryLimitsFailTheProlog) {
@@ -103,11 +104,11 @@ TEST(Limits, PixelAndMemoryLimitsFailTheProlog) {
     JpegLimits limits = limitsWith(0, 255, 0);
     jpegSetLimits(&limits);
     {
-        Decode refused(flatGreyStream(0xC0, 16, 16, 1));
+        Decode refused(flatGrey(0xC0, 16, 16));
         EXPECT_EQ(refused.handle, nullptr);
         EXPECT_EQ(reports.texts(),
-                  (std::vector<std::string>{"image exceeds the pixel limit", "Frame Level parse failed."}));
-        Decode fits(flatGreyStream(0xC0, 15, 17, 1));
+                  (std::vector<std::string>{text(report_text::kImageExceedsThePixelLimit), text(report_text::kFrameLevelParseFailed)}));
+        Decode fits(flatGrey(0xC0, 15, 17));
         EXPECT_NE(fits.handle, nullptr);
     }
     // A 65535 x 65535 progressive frame needs 8 GiB of coefficients: with less
@@ -115,11 +116,11 @@ TEST(Limits, PixelAndMemoryLimitsFailTheProlog) {
     limits = limitsWith(0, 0, uint64_t{64} << 20);
     jpegSetLimits(&limits);
     reports.clear();
-    Decode huge(flatGreyStream(0xC2, 65535, 65535, 1));
+    Decode huge(flatGrey(0xC2, 65535, 65535));
     EXPECT_EQ(huge.handle, nullptr);
-    EXPECT_EQ(reports.texts(), std::vector<std::string>{"mcu_blocks memory allocation failed."});
+    EXPECT_EQ(reports.texts(), std::vector<std::string>{text(report_text::kMcuBlocksMemoryAllocationFailed)});
     reports.clear();
-    Decode small(flatGreyStream(0xC2, 640, 480, 1));
+    Decode small(flatGrey(0xC2, 640, 480));
     ASSERT_NE(small.handle, nullptr);
     EXPECT_EQ(decodeAll(small), 480);
     EXPECT_TRUE(reports.reports().empty());

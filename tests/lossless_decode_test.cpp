@@ -1,17 +1,27 @@
-// Lossless decoding checked by exact round trips through the test-side
-// encoder: every precision from 2 to 16, every predictor, point transforms,
-// several components, rows in pieces; unsupported frames deliver nothing and
-// damaged ones fail without harm, never leaving a row half written.
+// Lossless decoding in both readings checked by exact round trips through
+// the test-side encoder: every precision from 2 to 16, every predictor, point
+// transforms, several components, rows in pieces, and the difference of
+// 32768 as each reading codes it; standard mode's sampled components,
+// restarts and short files. In the legacy reading unsupported frames deliver
+// nothing and damaged ones fail without harm, never leaving a row half written.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
 #include "decoder_test_support.h"
 
-using namespace decoder_testing;
+using namespace testing_support;
 
 namespace {
+
+struct Mode {
+    const char* name;
+    uint16_t options;
+    bool bitsAfter32768;  // how this reading takes category 16
+};
+const Mode kModes[] = {{"legacy", 0, true}, {"standard", JPEG_OPT_STANDARD, false}};
 
 // Busy samples over the whole range of the precision: gradients, steps,
 // noise and the extremes next to each other (differences of every category).
@@ -35,11 +45,11 @@ LosslessImage rangeImage(int width, int height, int components, int precision, u
 
 // Decoded samples in one call per `rowsPerCall` rows, as 16-bit values.
 std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const LosslessImage& shape, int rowsPerCall,
-                                    int32_t* lastResult = nullptr, uint16_t options = 0) {
+                                    int32_t* lastResult = nullptr, uint16_t options = 0, int32_t* damage = nullptr) {
     MemoryDecode d(jpeg, options);
     if (!d.handle) return {};
     const int bytes = shape.precision <= 8 ? 1 : 2;
-    Output out = outputFor(shape.width * shape.components, shape.height, bytes);
+    Output out = outputFor(shape.width, shape.height, bytes * shape.components);
     for (int row = 0; row < shape.height;) {
         ImageRect rect = out.rect(row);
         const int want = std::min(rowsPerCall, shape.height - row);
@@ -48,6 +58,7 @@ std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const Loss
         if (got != want) return {};
         row += got;
     }
+    if (damage) *damage = jpegDecodeQueryDamage(d.handle);
     std::vector<uint16_t> samples;
     for (size_t i = 0; i < out.pixels.size(); i += bytes) {
         uint16_t v = out.pixels[i];
@@ -57,70 +68,130 @@ std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const Loss
     return samples;
 }
 
-std::vector<uint16_t> roundTrip(const LosslessImage& img, int predictor, int pointTransform = 0) {
-    LosslessOptions opt;
-    opt.predictor = predictor;
-    opt.pointTransform = pointTransform;
-    return decodeSamples(encodeLossless(img, opt), img, img.height);
+// The file as `written` codes it, decoded by `reading`, one row per call
+// when the picture has components enough to need the kept row.
+std::vector<uint16_t> roundTrip(const LosslessImage& img, int predictor, int pointTransform, const Mode& reading,
+                                const Mode& written) {
+    LosslessOptions opt{predictor, pointTransform, written.bitsAfter32768};
+    return decodeSamples(encodeLossless(img, opt), img, img.components > 1 ? 1 : img.height, nullptr, reading.options);
+}
+std::vector<uint16_t> roundTrip(const LosslessImage& img, int predictor, int pointTransform, const Mode& mode) {
+    return roundTrip(img, predictor, pointTransform, mode, mode);
 }
 
-std::vector<uint16_t> shifted(const std::vector<uint16_t>& samples, int pointTransform) {
+// The samples a reading gives back after a point transform: the legacy
+// reading leaves them shifted down, standard mode shifts them back up.
+std::vector<uint16_t> shifted(const std::vector<uint16_t>& samples, int pointTransform, const Mode& mode) {
     std::vector<uint16_t> out;
-    for (uint16_t s : samples) out.push_back(static_cast<uint16_t>(s >> pointTransform));
+    for (uint16_t s : samples) out.push_back(static_cast<uint16_t>((s >> pointTransform) << (mode.options ? pointTransform : 0)));
     return out;
+}
+
+struct LosslessCase {
+    LosslessSpec spec;
+    std::vector<std::vector<int32_t>> planes;  // point-transformed, padded to whole MCUs
+};
+
+LosslessCase losslessCase(LosslessSpec spec, int seed) {
+    LosslessCase c{spec, {}};
+    int maxH = 1, maxV = 1;
+    for (uint8_t s : spec.sampling) {
+        maxH = std::max(maxH, s >> 4);
+        maxV = std::max(maxV, s & 15);
+    }
+    const int across = (spec.width + maxH - 1) / maxH, down = (spec.height + maxV - 1) / maxV;
+    const int32_t top = (1 << (spec.precision - spec.pointTransform)) - 1;
+    uint32_t noise = uint32_t(seed) * 2654435761u;
+    for (uint8_t s : spec.sampling) {
+        const int w = across * (s >> 4), h = down * (s & 15);
+        std::vector<int32_t> plane(size_t(w) * size_t(h));
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                noise = noise * 1103515245u + 12345u;
+                // Alternating extremes force differences of 32768 at 16 bits.
+                int32_t v = ((x + y) % 5 == 0) ? ((x & 1) ? top : 0) : int32_t((noise >> 8) % uint32_t(top + 1));
+                plane[size_t(y) * size_t(w) + size_t(x)] = v;
+            }
+        c.planes.push_back(std::move(plane));
+    }
+    return c;
+}
+
+// Decodes in standard mode; checks every output sample against the plane
+// sample that covers it, shifted back by the point transform. A file cut
+// short at half its data still shows every row, the first quarter of them
+// exact.
+void expectLosslessExact(const LosslessCase& c, bool cutShort = false) {
+    const LosslessSpec& spec = c.spec;
+    std::vector<uint8_t> jpeg = writeLossless(spec, c.planes);
+    if (cutShort) jpeg.resize(jpeg.size() / 2 + scanDataRanges(jpeg).front().first / 2);
+    ReportCapture reports;
+    const int count = int(spec.sampling.size());
+    int32_t damage = -1;
+    const std::vector<uint16_t> got = decodeSamples(jpeg, {spec.width, spec.height, count, spec.precision, {}}, spec.height,
+                                                    nullptr, JPEG_OPT_STANDARD, &damage);
+    ASSERT_FALSE(got.empty());
+    EXPECT_EQ(damage, cutShort ? JPEG_DAMAGE_TRUNCATED : 0);
+    EXPECT_EQ(reports.reports().size(), cutShort ? 1u : 0u);
+    int maxH = 1, maxV = 1;
+    for (uint8_t s : spec.sampling) {
+        maxH = std::max(maxH, s >> 4);
+        maxV = std::max(maxV, s & 15);
+    }
+    int wrong = 0;
+    for (int y = 0; y < (cutShort ? spec.height / 4 : spec.height); ++y)
+        for (int x = 0; x < spec.width; ++x)
+            for (int k = 0; k < count; ++k) {
+                const int hk = spec.sampling[size_t(k)] >> 4, vk = spec.sampling[size_t(k)] & 15;
+                const int w = (spec.width + maxH - 1) / maxH * hk;
+                const uint32_t expected = uint32_t(c.planes[size_t(k)][size_t(y * vk / maxV) * size_t(w) + size_t(x * hk / maxH)])
+                                          << spec.pointTransform;
+                wrong += got[(size_t(y) * spec.width + size_t(x)) * size_t(count) + size_t(k)] != (expected & 0xFFFF);
+            }
+    EXPECT_EQ(wrong, 0) << "precision " << spec.precision << " predictor " << spec.predictor;
 }
 
 }  // namespace
 
-TEST(LosslessDecode, RoundTripsAreExact) {
-    for (int precision = 2; precision <= 16; ++precision)
-        for (int predictor = 1; predictor <= 7; ++predictor) {
-            LosslessImage img = rangeImage(23, 9, 1, precision, precision * 10 + predictor);
-            EXPECT_EQ(roundTrip(img, predictor), img.samples) << "P=" << precision << " predictor " << predictor;
+TEST(LosslessDecode, RoundTripsAreExactInBothReadings) {
+    for (const Mode& mode : kModes) {
+        SCOPED_TRACE(mode.name);
+        for (int precision = 2; precision <= 16; ++precision)
+            for (int predictor = 1; predictor <= 7; ++predictor) {
+                LosslessImage img = rangeImage(23, 9, 1, precision, precision * 10 + predictor);
+                EXPECT_EQ(roundTrip(img, predictor, 0, mode), img.samples) << "P=" << precision << " predictor " << predictor;
+            }
+        // Several components, point transforms, and a single column predicted from above.
+        const struct {
+            int width, height, components, precision, predictor, pointTransform;
+        } cases[] = {{17, 13, 2, 8, 3, 0},  {17, 13, 3, 12, 2, 0}, {17, 13, 4, 16, 6, 0}, {19, 7, 3, 8, 4, 1},
+                     {19, 7, 3, 12, 4, 3},  {19, 7, 3, 16, 4, 3},  {1, 20, 2, 10, 5, 0},  {1, 20, 2, 10, 7, 0}};
+        for (const auto& c : cases) {
+            LosslessImage img = rangeImage(c.width, c.height, c.components, c.precision);
+            EXPECT_EQ(roundTrip(img, c.predictor, c.pointTransform, mode), shifted(img.samples, c.pointTransform, mode))
+                << c.width << "x" << c.height << "x" << c.components << " P=" << c.precision << " Pt=" << c.pointTransform;
         }
-    // Several components, point transforms, and a single column predicted from above.
-    const struct {
-        int width, height, components, precision, predictor, pointTransform;
-    } cases[] = {{17, 13, 2, 8, 3, 0},  {17, 13, 3, 12, 2, 0}, {17, 13, 4, 16, 6, 0}, {19, 7, 3, 8, 4, 1},
-                 {19, 7, 3, 12, 4, 3},  {19, 7, 3, 16, 4, 3},  {1, 20, 2, 10, 5, 0},  {1, 20, 2, 10, 7, 0}};
-    for (const auto& c : cases) {
-        LosslessImage img = rangeImage(c.width, c.height, c.components, c.precision);
-        EXPECT_EQ(roundTrip(img, c.predictor, c.pointTransform), shifted(img.samples, c.pointTransform))
-            << c.width << "x" << c.height << "x" << c.components << " P=" << c.precision << " Pt=" << c.pointTransform;
     }
 }
 
 TEST(LosslessDecode, InitialPredictionAndTheDifferenceOf32768) {
     // 128 everywhere: every difference is 0 and every sample 2^(P - Pt - 1).
     LosslessImage flat{12, 5, 1, 8, std::vector<uint16_t>(60, 128)};
-    EXPECT_EQ(roundTrip(flat, 1), std::vector<uint16_t>(60, 128));
-    EXPECT_EQ(roundTrip(flat, 1, 1), std::vector<uint16_t>(60, 64));
-    // Only 16-bit samples can differ by 32768, the one difference of category 16.
+    // Only 16-bit samples can differ by 32768, the one difference of category
+    // 16: the legacy reading takes 16 more bits after it, standard mode none,
+    // and each loses its place in the other's file.
     LosslessImage img{6, 4, 1, 16, {}};
     for (int i = 0; i < 24; ++i) img.samples.push_back(static_cast<uint16_t>((i * 5 % 3) ? 32768 + i : i));
-    for (int predictor : {1, 2, 7}) EXPECT_EQ(roundTrip(img, predictor), img.samples) << predictor;
-}
-
-TEST(LosslessDecode, CallsInPiecesContinueFromTheKeptRow) {
-    LosslessImage img = rangeImage(31, 25, 3, 12);
-    LosslessOptions opt;
-    opt.predictor = 6;
-    auto jpeg = encodeLossless(img, opt);
-    MemoryDecode d(jpeg);
-    ASSERT_NE(d.handle, nullptr);
-    Output out = outputFor(31 * 3, 25, 2);
-    std::vector<int32_t> delivered;
-    for (int row = 0; row < 25;) {
-        ImageRect rect = out.rect(row);
-        delivered.push_back(jpegDecodeToRect(d.handle, &rect, 10));
-        if (delivered.back() <= 0) break;
-        row += delivered.back();
+    for (const Mode& mode : kModes) {
+        SCOPED_TRACE(mode.name);
+        EXPECT_EQ(roundTrip(flat, 1, 0, mode), std::vector<uint16_t>(60, 128));
+        EXPECT_EQ(roundTrip(flat, 1, 1, mode), shifted(flat.samples, 1, mode));
+        for (int predictor = 1; predictor <= 7; ++predictor) {
+            EXPECT_EQ(roundTrip(img, predictor, 0, mode), img.samples) << predictor;
+            ReportCapture quiet;
+            EXPECT_NE(roundTrip(img, predictor, 0, mode, kModes[mode.options ? 0 : 1]), img.samples) << predictor;
+        }
     }
-    EXPECT_EQ(delivered, (std::vector<int32_t>{10, 10, 5}));
-    EXPECT_EQ(decodeSamples(jpeg, img, 1), img.samples);
-    // The picture is complete: nothing more to deliver.
-    ImageRect rect = out.rect(24);
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 1), 0);
 }
 
 TEST(LosslessDecode, UnsupportedFramesDeliverNothingAndSamplingIsIgnored) {
@@ -172,7 +243,6 @@ TEST(LosslessDecode, DamagedStreamsFailWithoutHarm) {
             damaged.resize(at + 1);
             options = JPEG_OPT_PARTIAL_BITSTREAM;
         }
-        decodeSamples(damaged, img, 5, nullptr, options);
         // One row per call: the row whose data fails is not written at all.
         MemoryDecode d(damaged, options);
         if (!d.handle) continue;
@@ -186,4 +256,20 @@ TEST(LosslessDecode, DamagedStreamsFailWithoutHarm) {
             break;
         }
     }
+}
+
+TEST(LosslessDecode, StandardModeSampledComponentsRestartsAndShortFiles) {
+    const std::vector<std::vector<uint8_t>> samplings = {{0x22, 0x11, 0x11}, {0x21, 0x11, 0x12}, {0x12}, {0x41, 0x11}};
+    int seed = 10;
+    for (const auto& sampling : samplings)
+        for (int restart : {0, 1, 4}) {
+            LosslessSpec spec;
+            spec.sampling = sampling;
+            spec.restartInterval = restart;
+            spec.predictor = 1 + seed % 7;
+            spec.precision = seed % 2 ? 12 : 8;
+            spec.pointTransform = seed % 3;
+            expectLosslessExact(losslessCase(spec, seed), restart == 4);
+            expectLosslessExact(losslessCase(spec, seed++));
+        }
 }

@@ -132,15 +132,15 @@ TEST(PlatformReports, LineIsSeveritySourceTextAndTheSystemsTextWithoutSeparators
     clearLastError();
     std::string noError = narrowSystemText(platform::lastErrorText());
     ReportCapture capture;
-    struct Case { int severity; const char* prefix; int icon; };
-    const Case cases[] = {{2, "ERROR", JPEG_ICON_ERROR},      {0, "TRACE", JPEG_ICON_INFORMATION},
-                          {1, "WARNING", -1},                  {3, "FATAL", JPEG_ICON_INFORMATION},
-                          {4, "", JPEG_ICON_INFORMATION},      {-1, "", -1}};
+    struct Case { int severity; const KelChar16* prefix; int icon; };
+    const Case cases[] = {{2, report_text::kError, JPEG_ICON_ERROR}, {0, report_text::kTrace, JPEG_ICON_INFORMATION},
+                          {1, report_text::kWarning, -1},            {3, report_text::kFatal, JPEG_ICON_INFORMATION},
+                          {4, KJ_TEXT(""), JPEG_ICON_INFORMATION},   {-1, KJ_TEXT(""), -1}};
     for (const Case& c : cases) {
         clearLastError();
         complibReportError(KJ_TEXT("src"), c.severity, KJ_TEXT("t"));
         ASSERT_FALSE(capture.reports().empty());
-        EXPECT_EQ(capture.reports().back().line, std::string(c.prefix) + "srct" + noError) << c.severity;
+        EXPECT_EQ(capture.reports().back().line, text(c.prefix) + "srct" + noError) << c.severity;
         int icon = capture.reports().back().icon;
         EXPECT_TRUE(c.icon >= 0 ? icon == c.icon : icon != JPEG_ICON_ERROR) << c.severity << " icon " << icon;
     }
@@ -148,7 +148,7 @@ TEST(PlatformReports, LineIsSeveritySourceTextAndTheSystemsTextWithoutSeparators
     // Bounded at kReportLineUnits, terminator included.
     capture.clear();
     std::basic_string<KelChar16> longText(1000, KelChar16('x'));
-    complibReportError(KJ_TEXT("JPEG"), 2, longText.c_str());
+    complibReportError(report_text::kJpeg, 2, longText.c_str());
     EXPECT_EQ(capture.reports()[0].line.size(), static_cast<size_t>(kReportLineUnits - 1));
     EXPECT_EQ(capture.reports()[0].line.substr(0, 10), "ERRORJPEGx");
 

@@ -9,11 +9,10 @@
 
 #include "KelJPEG.h"
 #include "decoder_test_support.h"
-#include "flat_stream.h"
 
 namespace {
 
-using decoder_testing::kGuard;
+using testing_support::kGuard;
 
 // Rows of one call's output: `count` rows of `value` (0: the flat streams' 128).
 struct RowRun {
@@ -38,18 +37,18 @@ struct StripCase {
 
 // A DC-only sequential stream whose MCU row k is the flat level 128 + 10k.
 std::vector<uint8_t> bandedStream(uint16_t width, uint16_t height, uint8_t lumaSampling, bool heightInDnl) {
-    decoder_testing::MiniJpeg spec;
+    testing_support::FlatJpeg spec;
     spec.width = width;
     spec.height = height;
     spec.heightInDnl = heightInDnl;
     const bool colour = lumaSampling != 0x11;
-    spec.components = colour ? std::vector<decoder_testing::MiniComponent>{{1, lumaSampling}, {2, 0x11}, {3, 0x11}}
-                             : std::vector<decoder_testing::MiniComponent>{{1, 0x11}};
+    spec.components = colour ? std::vector<testing_support::FlatComponent>{{1, lumaSampling}, {2, 0x11}, {3, 0x11}}
+                             : std::vector<testing_support::FlatComponent>{{1, 0x11}};
     const uint32_t mcusPerRow = (width + 8u * (lumaSampling >> 4) - 1) / (8u * (lumaSampling >> 4));
-    spec.sample = [mcusPerRow](int component, uint32_t mcu, int) {
+    spec.level = testing_support::samples([mcusPerRow](int component, uint32_t mcu, int) {
         return component == 0 ? 10 * static_cast<int>(mcu / mcusPerRow) : 0;
-    };
-    return decoder_testing::buildMiniJpeg(spec);
+    });
+    return testing_support::flatJpeg(spec);
 }
 
 }  // namespace
@@ -71,8 +70,10 @@ TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
         // Rows 20..23 lie below the 20-row picture: the last band writes them.
         {"full size, rows past the picture", grey, JPEG_SCALE_FULL, 16, 1,
          {{24, 24, {{8, 128}, {8, 138}, {8, 148}}}}},
+        // No rows asked, no rows; only the low 16 bits of the count count.
         {"full size, second call a whole band", grey, JPEG_SCALE_FULL, 16, 1,
-         {{4, 4, {{4, 128}}}, {8, 8, {{8, 138}}}}},
+         {{0, 0, {}}, {65536 + 4, 4, {{4, 128}}}, {8, 8, {{8, 138}}}}},
+        {"full size, a rectangle narrower than the picture", grey, JPEG_SCALE_FULL, 10, 1, {{5, 5, {{5, 128}}}}},
         // Height still to come from DNL: no clip, whole bands.
         {"DNL frame", greyDnl, JPEG_SCALE_FULL, 16, 1, {{12, 16, {{8, 128}, {8, 138}}}}},
         {"DNL frame, half size clips at the rows asked", greyDnl, JPEG_SCALE_1_2, 8, 1,
@@ -81,19 +82,21 @@ TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
         // row whole (rows 16..23 of a 20-row picture) and counts 8, then -4
         // for a band past the last MCU row: 4, and the picture is complete,
         // so the third call starts a new pass from the top.
-        {"progressive", flat_stream::flatGreyStream(0xC2, 16, 20, 1), JPEG_SCALE_FULL, 16, 1,
+        {"progressive", testing_support::flatGrey(0xC2, 16, 20), JPEG_SCALE_FULL, 16, 1,
          {{12, 16, {{16, 0}}}, {16, 4, {{8, 0}}}, {8, 8, {{8, 0}}}}},
-        {"lossless", flat_stream::flatGreyStream(0xC3, 16, 24, 1), JPEG_SCALE_FULL, 16, 1, {{3, 3, {{3, 0}}}}},
+        // Lossless rows are a count too, and nothing follows the last.
+        {"lossless", testing_support::encodeLossless({16, 24, 1, 8, std::vector<uint16_t>(16 * 24, 128)}), JPEG_SCALE_FULL, 16, 1,
+         {{3, 3, {{3, 0}}}, {10, 10, {{10, 0}}}, {10, 10, {{10, 0}}}, {1, 1, {{1, 0}}}, {1, 0, {}}}},
     };
     for (const StripCase& c : cases) {
         SCOPED_TRACE(c.name);
         testing_support::ReportCapture reports;
-        decoder_testing::MemoryDecode d(c.stream);
+        testing_support::MemoryDecode d(c.stream);
         ASSERT_NE(d.handle, nullptr);
         for (const Call& call : c.calls) {
             SCOPED_TRACE(call.rowsAsked);
             // A stated height of 1 that the legacy calls never read.
-            decoder_testing::Output out = decoder_testing::outputFor(c.width, 1, c.bytesPerPixel, 0, 32);
+            testing_support::Output out = testing_support::outputFor(c.width, 1, c.bytesPerPixel, 0, 32);
             ImageRect rect = out.rect();
             int32_t got = c.scale == JPEG_SCALE_FULL ? jpegDecodeToRect(d.handle, &rect, call.rowsAsked)
                                                      : jpegDecodeScaleOutputToRect(d.handle, &rect, call.rowsAsked, c.scale);

@@ -28,8 +28,8 @@ TEST(Heap, BlocksAreAlignedResizeKeepsContentsAndForeignFreeIsReported) {
     // A pointer into the middle of a block is not a block the heap owns.
     auto* owned = static_cast<uint8_t*>(complibAllocMemory(256));
     EXPECT_EQ(complibFreeMemory(owned + 64), kComplibFailure);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"HeapFree () failed."});
-    EXPECT_EQ(capture.reports()[0].source, "COMPL");
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kHeapFreeFailed)});
+    EXPECT_EQ(capture.reports()[0].source, text(report_text::kCompl));
     EXPECT_EQ(complibFreeMemory(owned), 0u);
 }
 
@@ -110,7 +110,7 @@ TEST(BitstreamFileMode, ReadsSeeksStartOffsetsAndReportsTheEnd) {
     EXPECT_EQ(complibGetBitstreamPosition(bf), 1010u);
     // At the end of a file a refill reports and fails; a plain read returns -1.
     EXPECT_EQ(readBitstreamData(bf), -1);
-    EXPECT_TRUE(capture.saw("found unexpected EOF"));
+    EXPECT_TRUE(capture.saw(report_text::kFoundUnexpectedEof));
     uint8_t b;
     EXPECT_EQ(complibReadBitstreamFile(bf, &b, 1), -1);
     EXPECT_EQ(complibSeekBitstreamFile(bf, -1, 2), 4999u);
@@ -133,8 +133,8 @@ TEST(BitstreamFileMode, ReadsSeeksStartOffsetsAndReportsTheEnd) {
     EXPECT_EQ(complibCloseBitstreamFile(&missing.bf), 0u);
     Bitstream bad(tempPath("no/such/dir/x.bin"));
     EXPECT_EQ(complibCreateBitstreamFile(&bad.bf), kComplibFailure);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"file create error"});
-    EXPECT_EQ(capture.reports()[0].source, "complibCreateBitstreamFile");
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kFileCreateError)});
+    EXPECT_EQ(capture.reports()[0].source, text(report_text::kComplibCreateBitstreamFile));
 }
 
 TEST(ImageRect, AllocationRules) {

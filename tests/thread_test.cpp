@@ -19,8 +19,8 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 
 Bytes encode(int width, int height, int channels, uint32_t sampling, uint16_t quality, uint16_t restart) {
-    using namespace encoder_testing;
-    const TestImage image = photoLikeImage(uint32_t(width), uint32_t(height), uint32_t(channels), quality);
+    using namespace testing_support;
+    const Picture image = photoLikeImage(uint32_t(width), uint32_t(height), uint32_t(channels), quality);
     JpegEncodeParams params = paramsFor(image, sampling, quality);
     params.restartInterval = restart;
     return encodeImage(image, params, 32);  // strips of two MCU rows, as a streaming host would send them

@@ -8,6 +8,7 @@
 #include "test_support.h"
 
 using testing_support::ReportCapture;
+using testing_support::text;
 
 TEST(TwainToRect, OddRowLengthsStepOverThePadAndSwapRedAndBlue) {
     for (uint32_t width : {1u, 2u, 3u, 5u}) {
@@ -40,15 +41,15 @@ TEST(TwainToRect, ZeroWidthAndTransfersNoRectangleCanHoldFailWithTheirReports) {
     ImageRect rect{};
     const uint8_t data[4] = {};
     EXPECT_EQ(complibConvertWinTWAINToRect(&rect, data, 0, 2), nullptr);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{"LocalAlloc failed"});
-    EXPECT_EQ(capture.reports()[0].source, "complibConvertWinTWAINToRect");
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kLocalAllocFailed)});
+    EXPECT_EQ(capture.reports()[0].source, text(report_text::kComplibConvertWinTWAINToRect));
     // The pixel store was allocated before the row buffer; the caller frees it.
     EXPECT_EQ(complibFreeImageRect(&rect), 0u);
     for (auto [w, l] : {std::pair{UINT32_MAX, 1u}, std::pair{4u, UINT32_MAX}, std::pair{65536u, 65536u}}) {
         capture.clear();
         ImageRect huge{};
         EXPECT_EQ(complibConvertWinTWAINToRect(&huge, data, w, l), nullptr);
-        EXPECT_EQ(capture.texts(), std::vector<std::string>{"complibAllocMemory failed"});
+        EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kComplibAllocMemoryFailed)});
         EXPECT_EQ(huge.bits, nullptr);
     }
 }

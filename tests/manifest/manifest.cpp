@@ -3,7 +3,8 @@
 // and output kind, and for every encode of a set of pictures and options.
 // The exact output is the library's contract, so any change to a line is a
 // change a host would see; scripts/check-manifest.sh compares the lines with
-// the committed tests/manifest/manifest.txt.
+// the committed tests/manifest/manifest.txt. The report texts of the
+// library's catalogue close it, one line each.
 //
 //   keljpeg_manifest CORPUS_DIR
 #include <algorithm>
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "KelJPEG.h"
+#include "runtime/report_texts.h"
 
 namespace {
 
@@ -331,6 +333,20 @@ void encodeAll() {
     encodeOthers(makePicture(130, 77, 3, 7));
 }
 
+// A catalogue entry as its name and text, quotes, backslashes and control
+// characters escaped as in C.
+void printText(const char* name, const KelChar16* text) {
+    std::string out;
+    for (; *text; ++text) {
+        char escaped[8] = {static_cast<char>(*text), 0};
+        if (*text == '\n') std::snprintf(escaped, sizeof escaped, "\\n");
+        else if (*text == '"' || *text == '\\') std::snprintf(escaped, sizeof escaped, "\\%c", static_cast<char>(*text));
+        else if (*text < 0x20 || *text > 0x7E) std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(*text));
+        out += escaped;
+    }
+    std::printf("text %s \"%s\"\n", name, out.c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -353,5 +369,8 @@ int main(int argc, char** argv) {
         decodeFile(path.filename().string(), data);
     }
     encodeAll();
+#define KJ_PRINT_TEXT(name, text) printText(#name, report_text::name);
+    KJ_REPORT_TEXTS(KJ_PRINT_TEXT)
+#undef KJ_PRINT_TEXT
     return 0;
 }
