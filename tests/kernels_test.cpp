@@ -223,108 +223,65 @@ TEST(VectorKernels, ColourRowsMatchThePlainOnesAndTheFormulaForEverySamplePair) 
     }
 }
 
-TEST(VectorKernels, ColourAndGreyBlocksMatchThePlainRowsForEveryRowCount) {
+// Every block kernel of every set this processor runs against the plain rows,
+// for every row count: chroma at every pixel, or halved (four samples for
+// eight pixels, one chroma row for one or two rows) and read where it lies
+// against the plain rows given it widened beforehand.
+TEST(VectorKernels, ColourGreyAndHalvedChromaBlocksMatchThePlainRows) {
     std::mt19937 rng(8);
     for (const DecoderKernels* kernels : runnableDecoderKernels()) {
-        for (int32_t rows = 1; rows <= 8; ++rows) {
-            for (int trial = 0; trial < 300; ++trial) {
-                const bool wild = trial % 10 == 0;  // luma beyond -128..127: the tables' blocks only
-                int16_t y[64], cb[64], cr[64];
-                for (int i = 0; i < 64; ++i) {
-                    y[i] = static_cast<int16_t>(wild ? static_cast<int16_t>(rng()) : static_cast<int>(rng() % 256) - 128);
-                    cb[i] = static_cast<int16_t>(static_cast<int>(rng() % 256) - 128);
-                    cr[i] = static_cast<int16_t>(static_cast<int>(rng() % 256) - 128);
-                }
-                const ptrdiff_t stride = 29;  // wider than a row, and odd
-                std::vector<uint8_t> expected(8 * stride, 0xAB), actual(8 * stride, 0xAB);
-                for (int32_t r = 0; r < rows; ++r)
-                    colourRow8Scalar(y + 8 * r, cb + 8 * r, cr + 8 * r, expected.data() + r * stride);
-                kernels->colourBlock(y, cb, cr, actual.data(), stride, rows);
-                ASSERT_EQ(expected, actual) << kernels->name << " rows " << rows << " trial " << trial;
-                std::fill(expected.begin(), expected.end(), 0xAB);
-                std::fill(actual.begin(), actual.end(), 0xAB);
-                greyBlockScalar(y, expected.data(), stride, rows);
-                kernels->greyBlock(y, actual.data(), stride, rows);
-                ASSERT_EQ(expected, actual) << kernels->name << " grey, rows " << rows << " trial " << trial;
-                if (wild) continue;
-                std::fill(expected.begin(), expected.end(), 0xAB);
-                std::fill(actual.begin(), actual.end(), 0xAB);
-                for (int32_t r = 0; r < rows; ++r)
-                    roundedColourRowScalar(y + 8 * r, cb + 8 * r, cr + 8 * r, 8, expected.data() + r * stride);
-                kernels->roundedColourBlock(y, cb, cr, actual.data(), stride, rows);
-                ASSERT_EQ(expected, actual) << kernels->name << " rounded, rows " << rows << " trial " << trial;
-            }
-        }
-    }
-}
-
-TEST(VectorKernels, HalvedChromaMatchesTheRowsOfWidenedChroma) {
-    // Chroma read where it lies (four samples for eight pixels, one chroma
-    // row for one or two rows) against the plain rows given the chroma
-    // widened beforehand, in every set this processor runs.
-    std::mt19937 rng(10);
-    auto sample = [&rng](bool wild) {
-        return static_cast<int16_t>(wild ? static_cast<int16_t>(rng()) : static_cast<int>(rng() % 256) - 128);
-    };
-    for (const DecoderKernels* kernels : runnableDecoderKernels()) {
-        for (int trial = 0; trial < 400; ++trial) {
-            const bool wild = trial % 10 == 0, tall = trial % 2 == 0;
+        for (int trial = 0; trial < 2400; ++trial) {
             const int32_t rows = 1 + trial % 8;
+            const int layout = trial / 8 % 3;   // 0: chroma at every pixel, 1: halved, 2: halved, one row for two
+            const bool wild = trial % 10 == 0;  // luma beyond -128..127: the truncating blocks only
             int16_t y[64], cb[64], cr[64];
             for (int i = 0; i < 64; ++i) {
-                y[i] = sample(wild);
-                cb[i] = sample(false);
-                cr[i] = sample(false);
+                y[i] = wild ? static_cast<int16_t>(rng()) : static_cast<int16_t>(static_cast<int>(rng() % 256) - 128);
+                cb[i] = static_cast<int16_t>(static_cast<int>(rng() % 256) - 128);
+                cr[i] = static_cast<int16_t>(static_cast<int>(rng() % 256) - 128);
             }
-            const ptrdiff_t stride = 29;
-            std::vector<uint8_t> expected(8 * stride, 0xAB), actual(8 * stride, 0xAB);
-            std::vector<uint8_t> roundedExpected(8 * stride, 0xAB), roundedActual(8 * stride, 0xAB);
+            const ptrdiff_t stride = 29;  // wider than a row, and odd
+            std::vector<uint8_t> expected(8 * stride, 0xAB), rounded = expected, grey = expected, actual = expected;
             for (int32_t r = 0; r < rows; ++r) {
-                const int32_t chromaRow = 8 * (tall ? r / 2 : r);
                 int16_t blue[8], red[8];
                 for (int i = 0; i < 8; ++i) {
-                    blue[i] = cb[chromaRow + i / 2];
-                    red[i] = cr[chromaRow + i / 2];
+                    const int at = layout == 0 ? 8 * r + i : 8 * (layout == 2 ? r / 2 : r) + i / 2;
+                    blue[i] = cb[at];
+                    red[i] = cr[at];
                 }
                 colourRow8Scalar(y + 8 * r, blue, red, expected.data() + r * stride);
-                if (!wild) roundedColourRowScalar(y + 8 * r, blue, red, 8, roundedExpected.data() + r * stride);
+                if (!wild) roundedColourRowScalar(y + 8 * r, blue, red, 8, rounded.data() + r * stride);
             }
-            kernels->colourBlockHalved(y, cb, cr, actual.data(), stride, rows, tall);
-            // The rounded blocks take samples within -128..127 only.
-            if (!wild) kernels->roundedColourBlockHalved(y, cb, cr, roundedActual.data(), stride, rows, tall);
-            ASSERT_EQ(expected, actual) << kernels->name << " rows " << rows << " tall " << tall;
+            greyBlockScalar(y, grey.data(), stride, rows);
+            const std::string where = std::string(kernels->name) + " rows " + std::to_string(rows) + " layout " +
+                                      std::to_string(layout) + " trial " + std::to_string(trial);
+            if (layout) kernels->colourBlockHalved(y, cb, cr, actual.data(), stride, rows, layout == 2);
+            else kernels->colourBlock(y, cb, cr, actual.data(), stride, rows);
+            ASSERT_EQ(expected, actual) << where;
             if (!wild) {
-                ASSERT_EQ(roundedExpected, roundedActual) << kernels->name << " rows " << rows << " tall " << tall;
+                std::fill(actual.begin(), actual.end(), 0xAB);
+                if (layout) kernels->roundedColourBlockHalved(y, cb, cr, actual.data(), stride, rows, layout == 2);
+                else kernels->roundedColourBlock(y, cb, cr, actual.data(), stride, rows);
+                ASSERT_EQ(rounded, actual) << where;
             }
-            uint8_t row[24];
-            kernels->colourRow8Wide(y, cb, cr, row);
-            ASSERT_EQ(0, std::memcmp(row, expected.data(), 24)) << kernels->name;
+            std::fill(actual.begin(), actual.end(), 0xAB);
+            kernels->greyBlock(y, actual.data(), stride, rows);
+            ASSERT_EQ(grey, actual) << where;
+            if (layout) {
+                uint8_t row[24];
+                kernels->colourRow8Wide(y, cb, cr, row);
+                ASSERT_EQ(0, std::memcmp(row, expected.data(), 24)) << where;
+            }
         }
     }
 }
 
 // ---- The quick Huffman reader ----
 
-// A picture whose blocks range from DC only to full: gradients, noise in
-// patches and a flat quarter.
-testing_support::Picture patchyImage(uint32_t width, uint32_t height, uint32_t components, uint32_t seed) {
-    testing_support::Picture image{int(width), int(height), int(components),
-                                     std::vector<uint8_t>(static_cast<size_t>(width) * height * components)};
-    std::mt19937 rng(seed);
-    for (uint32_t y = 0; y < height; ++y)
-        for (uint32_t x = 0; x < width; ++x)
-            for (uint32_t c = 0; c < components; ++c) {
-                uint32_t v = (x * (3 + c) + y * 2) % 256;
-                if ((x / 13 + y / 11) % 3 == 0) v = rng() % 256;
-                if (x > width / 2 && y > height / 2) v = 255 - c * 60;
-                image.row(y)[x * components + c] = static_cast<uint8_t>(v);
-            }
-    return image;
-}
-
 std::vector<uint8_t> encodePicture(uint32_t sampling, uint16_t components, uint32_t width, uint32_t height,
                                    uint16_t quality, uint16_t restartInterval, uint32_t seed) {
-    const testing_support::Picture image = patchyImage(width, height, components, seed);
+    // Blocks from DC only (a flat patch) to full (noise).
+    const testing_support::Picture image = testing_support::busyPicture(int(width), int(height), components, seed);
     JpegEncodeParams params = testing_support::paramsFor(image, sampling, quality);
     params.restartInterval = restartInterval;
     return testing_support::encodeImage(image, params);
@@ -536,7 +493,7 @@ TEST(VectorKernels, EncodedStreamsAreTheSameWithFastPathsOnAndOff) {
         {0x221111, 3, 200, 120, 0},
     };
     for (const Case& c : cases) {
-        testing_support::Picture image = patchyImage(c.width, c.height, c.components, c.sampling + c.width);
+        testing_support::Picture image = testing_support::busyPicture(int(c.width), int(c.height), c.components, c.sampling + c.width);
         for (uint16_t quality : {1, 30, 75, 100})
             for (uint16_t restart : {0, 5}) {
                 JpegEncodeParams params = testing_support::paramsFor(image, c.sampling, quality);
