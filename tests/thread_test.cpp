@@ -26,36 +26,11 @@ Bytes encode(int width, int height, int channels, uint32_t sampling, uint16_t qu
     return encodeImage(image, params, 32);  // strips of two MCU rows, as a streaming host would send them
 }
 
-// Decodes a stream at a scale, one MCU row per call as a strip-wise host
-// does; the pixels, or empty.
-Bytes decode(const Bytes& stream, int32_t scale) {
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_MEMORY;
-    params.data = stream.data();
-    params.dataLength = static_cast<uint32_t>(stream.size());
-    JpegHandle handle = jpegDecodeProlog(nullptr, &params);
-    if (!handle) return {};
-    FrameHeader frame{};
-    jpegGetFrameHeader(handle, &frame);
-    uint32_t maxV = 1;
-    for (int c = 0; c < frame.componentCount && c < 4; ++c)
-        maxV = std::max<uint32_t>(maxV, frame.components[c].verticalSampling);
-    const uint32_t band = (8u >> (3 - scale)) * maxV;
-    uint32_t width = 0, height = 0;
-    jpegDecodeGetImageSize(handle, &width, &height, scale);
-    const int32_t bytesPerPixel = params.componentCount >= 3 ? 3 : 1;
-    Bytes pixels(static_cast<size_t>(width) * bytesPerPixel * (height + band));
-    for (uint32_t row = 0; row < height; row += band) {
-        const int32_t stride = static_cast<int32_t>(width) * bytesPerPixel;
-        ImageRect rect{static_cast<int32_t>(width), static_cast<int32_t>(band), stride, 8 * bytesPerPixel, 0, 0,
-                       pixels.data() + static_cast<size_t>(row) * stride, 0};
-        if (scale == JPEG_SCALE_FULL ? jpegDecodeToRect(handle, &rect, row + band) <= 0
-                                     : jpegDecodeScaleOutputToRect(handle, &rect, row + band, scale) <= 0)
-            break;
-    }
-    jpegDecodeEpilog(handle);
-    pixels.resize(static_cast<size_t>(width) * bytesPerPixel * height);
-    return pixels;
+// A stream decoded at a scale: in one call by the legacy reading, in strips
+// of 8 rows, as a streaming host takes them, by standard mode; the pixels, or empty.
+Bytes decode(const Bytes& stream, int32_t scale, uint16_t mode) {
+    testing_support::Picture picture;
+    return testing_support::ourDecode(stream, mode, picture, scale, mode ? 8 : 0) ? picture.pixels : Bytes{};
 }
 
 // The whole 24-bit bitmap of a colour stream through the bitmap entry.
@@ -95,8 +70,9 @@ std::vector<Job> jobs(const std::vector<Bytes>& streams) {
     for (size_t i = 0; i < streams.size(); ++i) {
         const Bytes* s = &streams[i];
         for (int32_t scale : {JPEG_SCALE_FULL, JPEG_SCALE_1_2, JPEG_SCALE_1_8})
-            all.push_back({"decode " + std::to_string(i) + " scale " + std::to_string(scale),
-                           [s, scale] { return decode(*s, scale); }});
+            for (uint16_t mode : {uint16_t{0}, uint16_t{JPEG_OPT_STANDARD}})
+                all.push_back({"decode " + std::to_string(i) + " scale " + std::to_string(scale) + " mode " + std::to_string(mode),
+                               [s, scale, mode] { return decode(*s, scale, mode); }});
         all.push_back({"bitmap " + std::to_string(i), [s] { return decodeToBitmap(*s); }});
     }
     return all;
