@@ -95,14 +95,27 @@ TEST(DecodeProlog, BadHandlesIllegalOptionsAndMissingFile) {
     std::string path = tempPath("illegal_options.jpg");
     writeFileBytes(path, bytes);
     WideName name = wideName(path);
-    for (uint16_t options : {JPEG_OPT_MEMORY | JPEG_OPT_START_OFFSET, JPEG_OPT_PARTIAL_BITSTREAM}) {
+    const std::vector<uint8_t> noFrame = {0xFF, 0xD8, 0xFF, 0xD9};
+    const struct {
+        uint16_t options;
+        const std::vector<uint8_t>& data;
+        const KelChar16* report;
+    } refused[] = {
+        {JPEG_OPT_MEMORY | JPEG_OPT_START_OFFSET, bytes, report_text::kIllegalOptions},
+        {JPEG_OPT_PARTIAL_BITSTREAM, bytes, report_text::kIllegalOptions},
+        // Standard mode reads the whole stream at once: no pieces can be fed later.
+        {JPEG_OPT_MEMORY | JPEG_OPT_PARTIAL_BITSTREAM | JPEG_OPT_STANDARD, noFrame, report_text::kIllegalOptions},
+        // A stream with no frame fails with the prolog's own report.
+        {JPEG_OPT_MEMORY | JPEG_OPT_STANDARD, noFrame, report_text::kFrameLevelParseFailed},
+    };
+    for (const auto& c : refused) {
         ReportCapture capture;
         JpegDecodeParams params{};
-        params.options = options;
-        params.data = bytes.data();
-        params.dataLength = static_cast<uint32_t>(bytes.size());
-        EXPECT_EQ(jpegDecodeProlog(name.c_str(), &params), nullptr);
-        EXPECT_TRUE(capture.saw(report_text::kIllegalOptions)) << options;
+        params.options = c.options;
+        params.data = c.data.data();
+        params.dataLength = static_cast<uint32_t>(c.data.size());
+        EXPECT_EQ(jpegDecodeProlog(c.options & JPEG_OPT_MEMORY ? nullptr : name.c_str(), &params), nullptr);
+        EXPECT_TRUE(capture.saw(c.report)) << c.options;
     }
     {
         ReportCapture capture;
