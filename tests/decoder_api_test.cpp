@@ -327,19 +327,15 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
     }
 }
 
-TEST(DecodeToRect, RawOutputOfEverySamplingComponentCountAndRestartInterval) {
+// Raw output of three components of every sampling, with and without
+// restarts, is pinned by the manifest's raw decodes of the corpus.
+TEST(DecodeToRect, RawOutputOfOtherComponentCounts) {
     const struct {
         uint16_t width, height, restartInterval;
         std::vector<FlatComponent> components;
     } cases[] = {
-        {35, 21, 0, {{1, 0x11}, {2, 0x11}, {3, 0x11}}},
-        {35, 21, 1, {{1, 0x21}, {2, 0x11}, {3, 0x11}}},
-        {35, 21, 2, {{1, 0x12}, {2, 0x11}, {3, 0x11}}},
-        {35, 21, 0, {{1, 0x22}, {2, 0x11}, {3, 0x11}}},
-        {56, 40, 3, {{1, 0x21}, {2, 0x11}, {3, 0x11}}},
-        {56, 40, 7, {{1, 0x21}, {2, 0x11}, {3, 0x11}}},
         {19, 13, 0, {{1, 0x21}}},
-        {19, 13, 0, {{1, 0x21}, {2, 0x11}}},
+        {19, 13, 3, {{1, 0x21}, {2, 0x11}}},
         // Four components, two of them subsampled the two other ways.
         {32, 32, 0, {{1, 0x22}, {2, 0x12}, {3, 0x21}, {4, 0x11}}},
     };

@@ -22,7 +22,8 @@ namespace {
 // ---- Inverse DCT ----
 
 // The exact 2-D inverse transform of size n (8, or 4 over the low corner),
-// scaled like the 8x8 one.
+// scaled like the 8x8 one. The 2x2 transform's output is pinned by the
+// manifest's quarter-size decodes.
 double referenceIdct(const int16_t* coefficients, int n, int x, int y) {
     const double pi = std::acos(-1.0);
     double sum = 0;
@@ -58,14 +59,6 @@ TEST(InverseDct, FullAndHalfSizesFollowTheExactTransform) {
             }
         }
     }
-    // Every 2x2 coefficient weighs 1/8, and the mean is rounded once.
-    int16_t quarter[64] = {};
-    quarter[0] = 100, quarter[1] = 20, quarter[8] = -12, quarter[9] = 4;
-    inverseDct2x2(quarter);
-    EXPECT_EQ(quarter[0], (100 - 12 + 20 + 4 + 4) >> 3);
-    EXPECT_EQ(quarter[1], (100 - 12 - 20 - 4 + 4) >> 3);
-    EXPECT_EQ(quarter[8], (100 + 12 + 20 - 4 + 4) >> 3);
-    EXPECT_EQ(quarter[9], (100 + 12 - 20 + 4 + 4) >> 3);
 }
 
 TEST(InverseDct, HostileCoefficientsStayDefined) {
