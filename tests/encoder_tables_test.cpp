@@ -54,11 +54,8 @@ TEST(EncoderFrameSetup, SamplingGivesMcuGeometryAndSelectors) {
         uint16_t components, width, height;
         uint32_t mcuWidth, mcuHeight, mcusPerRow, mcusPerColumn, blocks[3];
     };
-    const Case cases[] = {
-        {0x221111, 3, 640, 480, 16, 16, 40, 30, {4, 1, 1}}, {0x211111, 3, 17, 9, 16, 8, 2, 2, {2, 1, 1}},
-        {0x121111, 3, 17, 9, 8, 16, 3, 1, {2, 1, 1}},       {0x112211, 3, 33, 16, 16, 16, 3, 1, {1, 4, 1}},
-        {0x22, 1, 100, 75, 16, 16, 7, 5, {4, 0, 0}},
-    };
+    // The manifest's encodes pin the samplings it uses; these two it does not.
+    const Case cases[] = {{0x112211, 3, 33, 16, 16, 16, 3, 1, {1, 4, 1}}, {0x22, 1, 100, 75, 16, 16, 7, 5, {4, 0, 0}}};
     for (const Case& g : cases) {
         Built b(g.sampling, g.components, 75, JPEG_OPT_ENCODE, g.width, g.height, 7);
         const EncoderState& enc = b.context->enc;

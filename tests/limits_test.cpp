@@ -7,7 +7,6 @@
 
 #include "KelJPEG.h"
 #include "decoder_test_support.h"
-#include "decoder_test_support.h"
 #include "test_support.h"
 
 namespace {
@@ -48,17 +47,12 @@ TEST(Limits, DefaultsAcceptTheLargestValidFramesAndZeroFieldsRestoreThem) {
     EXPECT_EQ(limits.maxMemoryBytes, UINT64_MAX);
     EXPECT_EQ(jpegGetLimits(nullptr), -1);
 
-    JpegLimits mine = limitsWith(7, 100, 4096);
-    EXPECT_EQ(jpegSetLimits(&mine), 0);
-    ASSERT_EQ(jpegGetLimits(&limits), 0);
-    EXPECT_EQ(limits.maxScans, 7u);
-    EXPECT_EQ(limits.maxPixels, 100u);
-    EXPECT_EQ(limits.maxMemoryBytes, 4096u);
-    JpegLimits onlyScans = limitsWith(9, 0, 0);
-    jpegSetLimits(&onlyScans);
+    JpegLimits onlyScans = limitsWith(9, 0, 4096);
+    EXPECT_EQ(jpegSetLimits(&onlyScans), 0);
     jpegGetLimits(&limits);
     EXPECT_EQ(limits.maxScans, 9u);
     EXPECT_EQ(limits.maxPixels, uint64_t{65535} * 65535);
+    EXPECT_EQ(limits.maxMemoryBytes, 4096u);
     jpegSetLimits(nullptr);
     jpegGetLimits(&limits);
     EXPECT_EQ(limits.maxScans, 3584u);

@@ -174,9 +174,7 @@ TEST(LosslessDecode, RoundTripsAreExactInBothReadings) {
     }
 }
 
-TEST(LosslessDecode, InitialPredictionAndTheDifferenceOf32768) {
-    // 128 everywhere: every difference is 0 and every sample 2^(P - Pt - 1).
-    LosslessImage flat{12, 5, 1, 8, std::vector<uint16_t>(60, 128)};
+TEST(LosslessDecode, TheDifferenceOf32768) {
     // Only 16-bit samples can differ by 32768, the one difference of category
     // 16: the legacy reading takes 16 more bits after it, standard mode none,
     // and each loses its place in the other's file.
@@ -184,8 +182,6 @@ TEST(LosslessDecode, InitialPredictionAndTheDifferenceOf32768) {
     for (int i = 0; i < 24; ++i) img.samples.push_back(static_cast<uint16_t>((i * 5 % 3) ? 32768 + i : i));
     for (const Mode& mode : kModes) {
         SCOPED_TRACE(mode.name);
-        EXPECT_EQ(roundTrip(flat, 1, 0, mode), std::vector<uint16_t>(60, 128));
-        EXPECT_EQ(roundTrip(flat, 1, 1, mode), shifted(flat.samples, 1, mode));
         for (int predictor = 1; predictor <= 7; ++predictor) {
             EXPECT_EQ(roundTrip(img, predictor, 0, mode), img.samples) << predictor;
             ReportCapture quiet;
