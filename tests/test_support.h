@@ -68,8 +68,6 @@ private:
 
 // ---- Names and files ----
 
-inline std::u16string widen(const std::string& s) { return std::u16string(s.begin(), s.end()); }
-
 // The library's UTF-16 character type as a string.
 using WideName = std::basic_string<KelChar16>;
 inline WideName wideName(const std::string& s) { return WideName(s.begin(), s.end()); }
