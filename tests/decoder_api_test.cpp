@@ -203,8 +203,7 @@ TEST(DecodeProlog, HeaderFailuresReportTheirReason) {
         {1, 0xD7, text(report_text::kExtraneousBytesBeforeSoiMarker)},
         {sof + 1, 0xC5, text(report_text::kUnsupportedSofCodingMode)},
         {sof + 1, 0xCC, text(report_text::kArithmeticCodingNotSupported)},
-        {sof + 11, 0x31, text(report_text::kUnsupportedSamplingFactor)},
-        {sof + 11, 0x20, text(report_text::kUnsupportedSamplingFactor)},
+        {sof + 11, 0x20, text(report_text::kUnsupportedSamplingFactor)},  // (4:1:1: the manifest's corpus)
         {sof + 9, 0, text(report_text::kNotSupportImageComponents)},
         {sof + 12, 7, text(report_text::kInvalidQuantizationTableNumber)},
         {dht + 4, 0x25, badDht},     // table class 2

@@ -356,7 +356,7 @@ struct PeerSpec {
     bool progressive = false;                   // the library's own progression
     std::vector<jpeg_scan_info> scans;          // a scan script, when not empty
     int restartBlocks = 0, restartRows = 0;
-    bool optimize = false, arithmetic = false;
+    bool optimize = false;
     int seed = 1;
     const Picture* picture = nullptr;           // the pixels (red-green-blue) instead of a noisyPicture
 };
@@ -420,7 +420,6 @@ inline std::vector<uint8_t> peerEncode(const PeerSpec& spec) {
     cinfo.restart_interval = unsigned(spec.restartBlocks);
     cinfo.restart_in_rows = spec.restartRows;
     cinfo.optimize_coding = spec.optimize ? TRUE : FALSE;
-    cinfo.arith_code = spec.arithmetic ? TRUE : FALSE;
     jpeg_start_compress(&cinfo, TRUE);
     while (cinfo.next_scanline < cinfo.image_height) {
         JSAMPROW row = const_cast<uint8_t*>(source.row(int(cinfo.next_scanline)));
