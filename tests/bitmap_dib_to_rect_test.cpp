@@ -1,7 +1,9 @@
-// Bitmap pixels into rectangles: every depth, palettes, padding, row order.
+// Bitmap pixels and rectangles converted into each other (every depth, both
+// ways where the conversion keeps the pixels), padding, row order, refusals.
 #include <gtest/gtest.h>
 
 #include "bitmap/dib_to_rect.h"
+#include "bitmap/rect_to_dib.h"
 #include "bitmap_test_support.h"
 #include "runtime/heap.h"
 #include "runtime/image_rect.h"
@@ -36,47 +38,73 @@ Bytes converted(DibHeader& header, const void* bits, int32_t width, int32_t heig
 
 }  // namespace
 
-TEST(DibToRect, EveryDepthArrivesBottomUpInBothDestinationDepths) {
-    // 8 bits, 3 x 2, rows padded to 4 bytes; the first stored row is the bottom.
-    // An 8-bit destination is a grey image made of the green channel alone.
-    DibHeader eight = paletteHeader(8, 256);
-    const uint8_t bits8[] = {1, 2, 3, 0xAA, 4, 5, 6, 0xBB};
-    EXPECT_EQ(converted(eight, bits8, 3, 2, 24, 9),
-              (Bytes{14, 104, 204, 15, 105, 205, 16, 106, 206, 11, 101, 201, 12, 102, 202, 13, 103, 203}));
-    EXPECT_EQ(converted(eight, bits8, 3, 2, 8, 3), (Bytes{104, 105, 106, 101, 102, 103}));
+// Bitmap pixels (rows bottom-up, each padded to 4 bytes) and rectangle
+// pixels (top-down, packed) that convert into each other one way or both:
+// palette lookups, the unpacking of 1 and 4 bits (most significant first),
+// 5-5-5 and 5-6-5 (bit fields go through the 16-bit converter only), grey
+// from the green channel, grey spread over three channels, and the fourth
+// byte of 32 bits kept.
+TEST(DibToRect, PixelFormatsConvertEachWayAndBack) {
+    constexpr uint8_t U = kUntouched;
+    enum { kToRect = 1, kToDib = 2, kBoth = 3 };
+    const struct {
+        int dibDepth;
+        bool masks;  // 5-6-5
+        int32_t width, height;
+        Bytes dib;
+        int rectDepth, ways;
+        Bytes rect;
+    } rows[] = {
+        {8, false, 3, 1, {1, 2, 3, 0xAA}, 24, kToRect, {11, 101, 201, 12, 102, 202, 13, 103, 203}},
+        {8, false, 3, 2, {1, 2, 3, 0xAA, 4, 5, 6, 0xBB}, 8, kToRect, {104, 105, 106, 101, 102, 103}},
+        // The ninth pixel from the next byte.
+        {1, false, 9, 2, {0xA5, 0x80, 0, 0, 0x0F, 0x00, 0, 0}, 8, kToRect,
+         {100, 100, 100, 100, 101, 101, 101, 101, 100, 101, 100, 101, 100, 100, 101, 100, 101, 101}},
+        {4, false, 5, 1, {0x12, 0x34, 0x5F, 0}, 8, kToRect, {101, 102, 103, 104, 105}},
+        // White, pure red / pure green, pure blue.
+        {16, false, 2, 2, {0xFF, 0x7F, 0x00, 0x7C, 0xE0, 0x03, 0x1F, 0x00}, 24, kBoth,
+         {0, 0xF8, 0, 0xF8, 0, 0, 0xF8, 0xF8, 0xF8, 0, 0, 0xF8}},
+        {16, false, 2, 1, {0xFF, 0x7F, 0x10, 0x42}, 8, kToDib, {255, 0x84}},
+        {16, true, 2, 1, {0xFF, 0xFF, 0x30, 0x84}, 8, kToDib, {255, 0x84}},
+        {16, true, 2, 1, {0xE0, 0x07, 0x00, 0xF8}, 8, kToRect, {0xFC, 0}},
+        {16, true, 1, 1, {0x61, 0xF0, U, U}, 24, kBoth, {0x08, 0x0C, 0xF0}},  // red F0, green 0C, blue 08
+        {16, false, 1, 1, {0x21, 0x78, U, U}, 24, kBoth, {0x08, 0x08, 0xF0}},
+        {24, false, 1, 2, {1, 2, 3, 0xAA, 4, 5, 6, 0xBB}, 8, kToRect, {5, 2}},
+        {24, false, 2, 1, {7, 7, 7, 9, 9, 9, U, U}, 8, kBoth, {7, 9}},
+        {32, false, 2, 1, {7, 7, 7, U, 9, 9, 9, U}, 8, kBoth, {7, 9}},
+        {32, false, 2, 1, {1, 2, 3, U, 5, 6, 7, U}, 24, kBoth, {1, 2, 3, 5, 6, 7}},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(testing::Message() << "row " << &r - rows);
+        DibHeader header = paletteHeader(r.dibDepth, r.dibDepth <= 8 ? size_t{1} << r.dibDepth : 256);
+        header.get()->biWidth = r.width;
+        header.get()->biHeight = r.height;
+        if (r.masks) header.setMasks(0xF800, 0x07E0, 0x001F);
+        TestRect rect(r.width, r.height, r.rectDepth, r.width * r.rectDepth / 8);
+        if (r.ways & kToRect) {
+            EXPECT_EQ(r.masks ? complibSetDIBits16ToRect(&rect.rect, r.dib.data(), header.get())
+                              : complibSetDIBitsToRect(&rect.rect, r.dib.data(), header.get()), 0u);
+            EXPECT_EQ(Bytes(rect.rect.bits, rect.rect.bits + r.rect.size()), r.rect);
+            EXPECT_TRUE(rect.guardsUntouched());
+        }
+        if (r.ways & kToDib) {
+            std::memcpy(rect.rect.bits, r.rect.data(), r.rect.size());
+            Bytes bits(r.dib.size(), U);
+            EXPECT_EQ(complibGetDIBitsFromRect(&rect.rect, bits.data(), header.get()), r.height);
+            EXPECT_EQ(bits, r.dib);
+        }
+    }
+}
 
-    // 1 bit: most significant bit first, the ninth pixel from the next byte.
-    DibHeader one = paletteHeader(1, 2);
-    const uint8_t bits1[] = {0xA5, 0x80, 0, 0, 0x0F, 0x00, 0, 0};
-    EXPECT_EQ(converted(one, bits1, 9, 2, 8, 9), (Bytes{100, 100, 100, 100, 101, 101, 101, 101, 100,  //
-                                                        101, 100, 101, 100, 100, 101, 100, 101, 101}));
-    Bytes bgr1 = converted(one, bits1, 9, 1, 24, 27);
-    EXPECT_EQ(bgr1[0], 11);
-    EXPECT_EQ(bgr1[26], 201);
-
-    // 4 bits: high nibble first, the fifth pixel from a high nibble.
-    DibHeader four = paletteHeader(4, 16);
-    const uint8_t bits4[] = {0x12, 0x34, 0x5F, 0};
-    EXPECT_EQ(converted(four, bits4, 5, 1, 8, 5), (Bytes{101, 102, 103, 104, 105}));
-
-    // 16 bits 5-5-5: white, pure red / pure green, pure blue.
-    DibHeader sixteen(16);
-    const uint16_t bits16[] = {0x7FFF, 0x7C00, 0x03E0, 0x001F};
-    EXPECT_EQ(converted(sixteen, bits16, 2, 2, 24, 6), (Bytes{0, 0xF8, 0, 0xF8, 0, 0, 0xF8, 0xF8, 0xF8, 0, 0, 0xF8}));
-
-    // 24 bits into grey takes green; into 24 bits `stride` bytes are copied, pad byte included.
+TEST(DibToRect, StridesAndHeadersOfOtherSizes) {
+    // 24 bits into 24 bits copies `stride` bytes, pad byte included.
     DibHeader header24(24, 0, 0, 0);
     const uint8_t bits24[] = {1, 2, 3, 0xAA, 4, 5, 6, 0xBB};
-    EXPECT_EQ(converted(header24, bits24, 1, 2, 8, 1), (Bytes{5, 2}));
     EXPECT_EQ(converted(header24, bits24, 1, 2, 24, 4), (Bytes{4, 5, 6, 0xBB, 1, 2, 3, 0xAA}));
-
-    DibHeader header32(32, 0, 0, 0);
-    const uint8_t bits32[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    EXPECT_EQ(converted(header32, bits32, 2, 1, 8, 2), (Bytes{2, 6}));
-    EXPECT_EQ(converted(header32, bits32, 2, 1, 24, 6), (Bytes{1, 2, 3, 5, 6, 7}));
 
     // 1 bit into 1 bit copies `stride` bytes, reading on into the next stored
     // row, but not beyond the pixel array.
+    DibHeader one = paletteHeader(1, 2);
     const uint8_t rows1[] = {1, 2, 3, 4, 5, 6, 7, 8};
     TestRect rect(9, 2, 1, 6);
     ASSERT_EQ(complibSetDIBitsToRect(&rect.rect, rows1, one.get()), 0u);
@@ -87,21 +115,6 @@ TEST(DibToRect, EveryDepthArrivesBottomUpInBothDestinationDepths) {
     v5.setEntry(3, 7, 8, 9);
     const uint8_t index3[] = {3, 0, 0, 0};
     EXPECT_EQ(converted(v5, index3, 1, 1, 24, 3), (Bytes{7, 8, 9}));
-}
-
-TEST(DibToRect, BitFieldsGoThroughTheSixteenBitConverterOnly) {
-    // 5-6-5: green has six bits, red starts at bit 11; grey takes green alone.
-    DibHeader masked(16);
-    masked.setMasks(0xF800, 0x07E0, 0x001F);
-    const uint16_t wide[] = {0x07E0, 0xF800};
-    TestRect out(2, 1, 24, 6), grey(2, 1, 8, 2);
-    ASSERT_EQ(complibSetDIBits16ToRect(&out.rect, wide, masked.get()), 0u);
-    EXPECT_EQ(Bytes(out.rect.bits, out.rect.bits + 6), (Bytes{0, 0xFC, 0, 0, 0, 0xF8}));
-    ASSERT_EQ(complibSetDIBits16ToRect(&grey.rect, wide, masked.get()), 0u);
-    EXPECT_EQ(Bytes(grey.rect.bits, grey.rect.bits + 2), (Bytes{0xFC, 0}));
-    ReportCapture capture;
-    EXPECT_EQ(complibSetDIBitsToRect(&out.rect, wide, masked.get()), kFailure);
-    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kNotBiRgb)});
 }
 
 TEST(DibToRect, RefusalsAndTheirReports) {
@@ -120,6 +133,11 @@ TEST(DibToRect, RefusalsAndTheirReports) {
     capture.clear();
     depth2.get()->biCompression = 1;  // compression is looked at before the depth
     EXPECT_EQ(complibSetDIBitsToRect(&rect.rect, bits, depth2.get()), kFailure);
+    EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kNotBiRgb)});
+    capture.clear();
+    DibHeader masked(16);  // bit fields: the 16-bit converter's alone
+    masked.setMasks(0xF800, 0x07E0, 0x001F);
+    EXPECT_EQ(complibSetDIBitsToRect(&rect.rect, bits, masked.get()), kFailure);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kNotBiRgb)});
 
     // Destination depths a converter does not make fail without a word.

@@ -1,5 +1,5 @@
-// Rectangles into bitmap pixels: geometry, every depth, the dither, the row
-// that follows an 8-bit rectangle, hostile headers.
+// Rectangles into bitmap pixels: geometry, the dither, the row that follows
+// an 8-bit rectangle, hostile headers (the pixel formats: DibToRect's table).
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -20,12 +20,6 @@ namespace {
 void fillCounting(TestRect& r) {
     for (int y = 0; y < r.rect.height; ++y)
         for (int x = 0; x < r.rect.stride; ++x) r.row(y)[x] = static_cast<uint8_t>(16 * y + x);
-}
-
-TestRect rectOf(int32_t width, int32_t height, int32_t bitsPerPixel, const Bytes& pixels) {
-    TestRect r(width, height, bitsPerPixel, static_cast<int32_t>(pixels.size()) / height);
-    std::memcpy(r.rect.bits, pixels.data(), pixels.size());
-    return r;
 }
 
 // The bitmap bytes a conversion writes, after checking the rows it reports.
@@ -66,19 +60,6 @@ TEST(RectToDib, RowsGoBottomUpAndOnlyTheCommonPartIsConverted) {
     fillCounting(mono);
     bits = toDib(mono, 1, 20, 2, 8, 2);
     EXPECT_EQ(bits, (Bytes{16, 17, 18, U, 0, 1, 2, U}));
-}
-
-TEST(RectToDib, PixelFormatsFromGreyAndColour) {
-    TestRect grey = rectOf(2, 1, 8, {255, 0x84});
-    EXPECT_EQ(toDib(grey, 16, 2, 1, 4, 1), (Bytes{0xFF, 0x7F, 0x10, 0x42}));  // 5-5-5
-    EXPECT_EQ(toDib(grey, 16, 2, 1, 4, 1, true), (Bytes{0xFF, 0xFF, 0x30, 0x84}));  // 5-6-5
-    TestRect grey2 = rectOf(2, 1, 8, {7, 9});
-    EXPECT_EQ(toDib(grey2, 24, 2, 1, 8, 1), (Bytes{7, 7, 7, 9, 9, 9, U, U}));
-    EXPECT_EQ(toDib(grey2, 32, 2, 1, 8, 1), (Bytes{7, 7, 7, U, 9, 9, 9, U}));  // the fourth byte is kept
-    TestRect bgr = rectOf(1, 1, 24, {0x08, 0x0C, 0xF0});
-    EXPECT_EQ(toDib(bgr, 16, 1, 1, 4, 1, true), (Bytes{0x61, 0xF0, U, U}));  // red F0, green 0C, blue 08
-    EXPECT_EQ(toDib(bgr, 16, 1, 1, 4, 1), (Bytes{0x21, 0x78, U, U}));
-    EXPECT_EQ(toDib(bgr, 32, 1, 1, 4, 1), (Bytes{0x08, 0x0C, 0xF0, U}));
 }
 
 TEST(RectToDib, DitherTablesAndPaletteIndexes) {
