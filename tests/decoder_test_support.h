@@ -433,13 +433,19 @@ inline std::vector<uint8_t> peerEncode(const PeerSpec& spec) {
 }
 
 // The peer's file of a picture: luma factors h x v (colour only), a quality,
-// its own progression when asked.
-inline std::vector<uint8_t> peerJpeg(const Picture& picture, int h, int v, int quality = 75, bool progressive = false) {
+// baseline or progressive by a scan script (empty: the peer's own
+// progression), with restarts every restartBlocks blocks or, when negative,
+// every -restartBlocks rows.
+inline std::vector<uint8_t> peerJpeg(const Picture& picture, int h, int v, int quality = 75, const char* script = nullptr,
+                                     int restartBlocks = 0) {
     PeerSpec spec;
     spec.picture = &picture;
     if (picture.channels == 3) spec.sampling = lumaSampling(h, v);
     spec.quality = quality;
-    spec.progressive = progressive;
+    spec.progressive = script && !*script;
+    if (script) spec.scans = scanScript(script);
+    spec.restartBlocks = std::max(restartBlocks, 0);
+    spec.restartRows = std::max(-restartBlocks, 0);
     return peerEncode(spec);
 }
 

@@ -52,22 +52,6 @@ const char* const kGreyScripts[] = {
     "0: 0-0, 0, 1; 0: 1-1, 0, 0; 0: 2-62, 0, 1; 0: 63-63, 0, 0; 0: 0-0, 1, 0; 0: 2-62, 1, 0;",
 };
 
-// The peer's file of a picture, baseline, or progressive by a script (empty:
-// its own progression), with restarts every restartBlocks blocks or, when
-// negative, every -restartBlocks rows.
-std::vector<uint8_t> coded(const Picture& picture, int h, int v, int quality, const char* script = nullptr,
-                           int restartBlocks = 0) {
-    PeerSpec spec;
-    spec.picture = &picture;
-    if (picture.channels == 3) spec.sampling = lumaSampling(h, v);
-    spec.quality = quality;
-    spec.progressive = script && !*script;
-    if (script) spec.scans = scanScript(script);
-    spec.restartBlocks = std::max(restartBlocks, 0);
-    spec.restartRows = std::max(-restartBlocks, 0);
-    return peerEncode(spec);
-}
-
 size_t scanCount(const std::vector<uint8_t>& jpeg) {
     size_t n = 0;
     for (const Segment& s : segmentsOf(jpeg)) n += s.marker == 0xDA;
@@ -83,8 +67,8 @@ TEST(ProgressiveDecode, EveryScanScriptGivesTheBaselinePixelsForEverySampling) {
             for (int quality : {30, 90}) {
                 SCOPED_TRACE(std::string(s.name) + " q" + std::to_string(quality) + " script: " + script);
                 Picture picture = busyPicture(61 + quality / 15, 37 + quality / 10, s.channels, quality);
-                auto baseline = coded(picture, s.h, s.v, quality);
-                auto progressive = coded(picture, s.h, s.v, quality, script);
+                auto baseline = peerJpeg(picture, s.h, s.v, quality);
+                auto progressive = peerJpeg(picture, s.h, s.v, quality, script);
                 ASSERT_GT(scanCount(progressive), 1u);
                 auto expected = decodeWhole(baseline);
                 ASSERT_FALSE(expected.empty());
@@ -95,11 +79,11 @@ TEST(ProgressiveDecode, EveryScanScriptGivesTheBaselinePixelsForEverySampling) {
     // A mostly flat picture at low quality: whole rows of blocks have empty AC
     // bands, coded as end-of-band runs that span them.
     const Picture flat = cellPicture(256, 200, 3, 64);
-    EXPECT_EQ(decodeWhole(coded(flat, 2, 2, 20, "")), decodeWhole(coded(flat, 2, 2, 20)));
+    EXPECT_EQ(decodeWhole(peerJpeg(flat, 2, 2, 20, "")), decodeWhole(peerJpeg(flat, 2, 2, 20)));
 }
 
 TEST(ProgressiveDecode, CompletionAndRowCountsOverSeveralCalls) {
-    auto progressive = coded(busyPicture(45, 53, 3), 2, 2, 85, "");
+    auto progressive = peerJpeg(busyPicture(45, 53, 3), 2, 2, 85, "");
     auto whole = decodeWhole(progressive);
     ASSERT_FALSE(whole.empty());
     {
@@ -139,9 +123,9 @@ TEST(ProgressiveDecode, NonInterleavedDcScansShareTheFirstRecordsPredictor) {
     // and DC predictors are not reset between scans: the Cb scan starts from
     // the predictor the Y scan left. Y comes out right, Cb does not.
     const Picture picture = busyPicture(32, 16, 3);
-    auto baseline = coded(picture, 1, 1, 90);
+    auto baseline = peerJpeg(picture, 1, 1, 90);
     auto progressive =
-        coded(picture, 1, 1, 90, "0: 0-0, 0, 0; 1: 0-0, 0, 0; 2: 0-0, 0, 0; 0: 1-63, 0, 0; 1: 1-63, 0, 0; 2: 1-63, 0, 0;");
+        peerJpeg(picture, 1, 1, 90, "0: 0-0, 0, 0; 1: 0-0, 0, 0; 2: 0-0, 0, 0; 0: 1-63, 0, 0; 1: 1-63, 0, 0; 2: 1-63, 0, 0;");
     auto expected = decodeWhole(baseline, JPEG_SCALE_FULL, JPEG_OPT_RAW_COMPONENTS);
     auto got = decodeWhole(progressive, JPEG_SCALE_FULL, JPEG_OPT_RAW_COMPONENTS);
     ASSERT_EQ(got.size(), expected.size());
@@ -193,7 +177,7 @@ std::vector<size_t> scanHeaderBodies(const std::vector<uint8_t>& jpeg) {
 TEST(ProgressiveHostile, ImpossibleStreamsFailOrDecodeWithinBounds) {
     testing_support::ReportCapture quiet;
     const Picture picture = busyPicture(48, 40, 3);
-    const std::vector<uint8_t> base = coded(picture, 2, 2, 80, "");
+    const std::vector<uint8_t> base = peerJpeg(picture, 2, 2, 80, "");
     const auto bodies = scanHeaderBodies(base);
     ASSERT_GT(bodies.size(), 2u);
     struct Case {
@@ -203,7 +187,7 @@ TEST(ProgressiveHostile, ImpossibleStreamsFailOrDecodeWithinBounds) {
     };
     std::vector<Case> cases;
     for (int interval : {-1, 1, 5})  // one row, one block, five blocks
-        cases.push_back({"restarts " + std::to_string(interval), coded(picture, 2, 2, 80, "", interval), true});
+        cases.push_back({"restarts " + std::to_string(interval), peerJpeg(picture, 2, 2, 80, "", interval), true});
     struct Patch {
         int ss, se, ahal;  // -1: leave
     };
