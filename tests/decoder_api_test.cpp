@@ -72,13 +72,10 @@ TEST(DecodeProlog, ReportsGeometryAndFrameHeader) {
     EXPECT_EQ(frame.components[0].horizontalSampling, 2);
     EXPECT_EQ(frame.components[0].verticalSampling, 2);
     EXPECT_EQ(frame.components[2].identifier, 3);
-    const uint32_t expected[5][2] = {{3, 2}, {5, 3}, {9, 5}, {17, 9}, {0, 0}};
-    for (int scale = 0; scale <= 4; ++scale) {
-        uint32_t w = 1, h = 1;
-        ASSERT_EQ(jpegDecodeGetImageSize(d.handle, &w, &h, scale), 0);
-        EXPECT_EQ(w, expected[scale][0]) << scale;
-        EXPECT_EQ(h, expected[scale][1]) << scale;
-    }
+    // Reduced sizes round up (the manifest's odd-sized corpus pins them); past full size there is none.
+    uint32_t w = 1, h = 1;
+    ASSERT_EQ(jpegDecodeGetImageSize(d.handle, &w, &h, JPEG_SCALE_FULL + 1), 0);
+    EXPECT_EQ(w + h, 0u);
 }
 
 TEST(DecodeProlog, BadHandlesIllegalOptionsAndMissingFile) {
@@ -386,28 +383,22 @@ TEST(DecodeToRect, ColourAndGreyOutputIgnoreBitsPerPixel) {
 }
 
 TEST(DecodeToRect, HeightFromDnl) {
-    FlatJpeg spec = colourImage(24, 20, 0x22);
+    // The frame says 0 lines: no bottom clip, whole MCU rows are written
+    // (LegacyStrips has the bands). With restart markers the DNL segment is
+    // met and read.
+    FlatJpeg spec = colourImage(24, 20, 0x22, 2);
     spec.heightInDnl = true;
-    {
-        MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
-        ASSERT_NE(d.handle, nullptr);
-        EXPECT_EQ(d.params.height, 0);
-        // Without a known height there is no bottom clip: whole MCU rows are written.
-        Output out = outputFor(24, 32, 3);
-        ImageRect rect = out.rect();
-        EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 20), 32);
-        out.pixels.resize(24 * 20 * 3);
-        expectRawImage(spec, out.pixels, 24, 20);
-    }
-    // With restart markers the DNL segment is met and read.
-    spec.restartInterval = 2;
     MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+    ASSERT_NE(d.handle, nullptr);
+    EXPECT_EQ(d.params.height, 0);
     Output out = outputFor(24, 32, 3);
     ImageRect rect = out.rect();
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 32), 32);
+    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 20), 32);
     uint32_t w = 0, height = 0;
-    jpegDecodeGetImageSize(d.handle, &w, &height, 3);
+    jpegDecodeGetImageSize(d.handle, &w, &height, JPEG_SCALE_FULL);
     EXPECT_EQ(height, 20u);
+    out.pixels.resize(24 * 20 * 3);
+    expectRawImage(spec, out.pixels, 24, 20);
 }
 
 TEST(DecodeToRect, PartialBitstreamPieces) {
