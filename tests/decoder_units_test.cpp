@@ -1,5 +1,6 @@
-// Decoder stages on hand-derived inputs: the inverse transforms, the bit reader's 0xFF and end-of-data handling, the Huffman lookup
-// tables, the block decoders and the header parser's geometry and quirks.
+// Decoder stages on hand-derived inputs: the inverse transforms, the Huffman
+// lookup tables, the block decoders' edges, the reduced-size MCU decoders,
+// segment warnings, and random damage in every reading.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -86,15 +87,9 @@ struct MemoryReader {
     BitstreamFile* bits() { return context->bitstream; }
 };
 
-TEST(BitReader, StuffedZeroAndMarkers) {
-    MemoryReader reader({0xFF, 0x00, 0xA5, 0xFF, 0xD0, 0x12});
-    EXPECT_EQ(getBits(reader.bits(), 8), 0xFFu);  // FF 00: eight ones and nothing else
-    EXPECT_EQ(getBits(reader.bits(), 3), 0x5u);   // 101 of A5
-    // At a restart point the marker is in the buffer whatever partial byte is left.
-    EXPECT_EQ(peekMarker(reader.bits()), 0xFFD0);
-    skipMarker(reader.bits());
-    EXPECT_EQ(getBits(reader.bits(), 8), 0x12u);
-}
+// Stuffed bytes and markers met by the plain bit reader: the kernel tests
+// hold it to the quick one's state after every MCU of clean and damaged
+// streams, whose output the manifest pins.
 
 // ---- Huffman lookup tables ----
 
@@ -154,14 +149,11 @@ struct BlockBench {
 
 enum : uint32_t { kEob = 0, kZrl = 1, kRun0 = 2, kRun14 = 3, kRun15 = 4 };
 
-TEST(BlockDecoder, EndOfBlockCoefficientAt63PredictionAndZeroRunsPastTheEnd) {
+// Ordinary blocks (end of block, a last coefficient at 63 without one, the
+// DC prediction) are pinned by the manifest's decodes, the plain decoder held
+// to the quick one MCU by MCU; zero runs past the end are not.
+TEST(BlockDecoder, ZeroRunsPastTheEnd) {
     BitWriter w;
-    w.put(3, 3), w.put(0b101, 3), w.put(kEob, 3);  // DC +5, then EOB
-    w.put(0, 3);                                   // DC size 0 keeps the predictor
-    for (int i = 0; i < 3; ++i) w.put(kZrl, 3);    // k = 48
-    w.put(kRun14, 3), w.put(1, 1);                 // k = 63, value +1, no EOB follows
-    w.put(2, 3), w.put(0b00, 2);                   // next block: DC -3
-    w.put(kRun0, 3), w.put(0, 1), w.put(kEob, 3);  // k = 1, value -1
     for (int pass = 0; pass < 2; ++pass) {
         w.put(0, 3);
         for (int i = 0; i < 4; ++i) w.put(kZrl, 3);  // k = 64: accepted when an EOB follows
@@ -171,18 +163,8 @@ TEST(BlockDecoder, EndOfBlockCoefficientAt63PredictionAndZeroRunsPastTheEnd) {
     BlockBench bench(w);
     ReportCapture capture;
     int16_t block[64];
-    ASSERT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
-    EXPECT_EQ(block[0], 5);
-    for (int i = 1; i < 64; ++i) ASSERT_EQ(block[i], 0);
-    ASSERT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
-    EXPECT_EQ(block[0], 5);    // predictor kept
-    EXPECT_EQ(block[63], 64);  // +1 times quant[63], natural position 63
-    ASSERT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
-    EXPECT_EQ(block[0], 2);
-    EXPECT_EQ(block[1], -2);   // -1 times quant[1]
-    EXPECT_EQ(block[63], 0);   // the block was cleared
-    EXPECT_TRUE(capture.reports().empty());
     EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
+    EXPECT_TRUE(capture.reports().empty());
     EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), -1);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kAc)});
 }
