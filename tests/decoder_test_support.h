@@ -273,37 +273,6 @@ inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::v
     return out;
 }
 
-// A picture of interleaved samples, every component sampled 1x1.
-struct LosslessImage {
-    int width = 0;
-    int height = 0;
-    int components = 1;
-    int precision = 8;           // 2..16
-    std::vector<uint16_t> samples;  // width * height * components, pixel-interleaved
-};
-
-struct LosslessOptions {
-    int predictor = 1;
-    int pointTransform = 0;
-    bool bitsAfter32768 = true;  // the legacy reading's way
-};
-
-// The whole file, as the legacy reading takes it unless told otherwise.
-inline std::vector<uint8_t> encodeLossless(const LosslessImage& img, const LosslessOptions& opt = {}) {
-    LosslessSpec spec;
-    spec.width = img.width;
-    spec.height = img.height;
-    spec.precision = img.precision;
-    spec.predictor = opt.predictor;
-    spec.pointTransform = opt.pointTransform;
-    spec.sampling.assign(size_t(img.components), 0x11);
-    spec.bitsAfter32768 = opt.bitsAfter32768;
-    std::vector<std::vector<int32_t>> planes(size_t(img.components));
-    for (size_t i = 0; i < img.samples.size(); ++i)
-        planes[i % size_t(img.components)].push_back(img.samples[i] >> opt.pointTransform);
-    return writeLossless(spec, planes);
-}
-
 // ---- Stream surgery ----
 
 // Every marker after SOI gets count fill bytes 0xFF in front of it.

@@ -264,10 +264,10 @@ TEST(DamagedInput, RandomDamageEndsWithAResultInEveryReading) {
     flat.components = {{1, 0x22}, {2, 0x11}, {3, 0x11}};
     flat.restartInterval = 2;
     flat.level = samples([](int c, uint32_t m, int b) { return (c * 31 + int(m) * 17 + b * 5) % 120 - 60; });
-    LosslessImage lossless{33, 21, 3, 8, {}};
-    for (uint32_t i = 0; i < 33 * 21 * 3; ++i) lossless.samples.push_back(uint16_t(mix(i) & 0xFF));
+    std::vector<std::vector<int32_t>> planes(3);
+    for (uint32_t i = 0; i < 33 * 21 * 3; ++i) planes[i % 3].push_back(int32_t(mix(i) & 0xFF));
     std::vector<Source> sources = {{"flat 4:2:0, restarts", flatJpeg(flat), false},
-                                   {"lossless", encodeLossless(lossless, {7, 0, true}), false}};
+                                   {"lossless", writeLossless({33, 21, 8, 7, 0, 0, {0x11, 0x11, 0x11}}, planes), false}};
 #if defined(KELJPEG_HAVE_LIBJPEG)
     PeerSpec baseline, progressive, separate;
     baseline.width = progressive.width = 48;

@@ -24,12 +24,12 @@ struct Mode {
 const Mode kModes[] = {{"legacy", 0, true}, {"standard", JPEG_OPT_STANDARD, false}};
 
 // Decoded samples in one call per `rowsPerCall` rows, as 16-bit values.
-std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const LosslessImage& shape, int rowsPerCall,
+std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const LosslessSpec& shape, int rowsPerCall,
                                     int32_t* lastResult = nullptr, uint16_t options = 0, int32_t* damage = nullptr) {
     MemoryDecode d(jpeg, options);
     if (!d.handle) return {};
     const int bytes = shape.precision <= 8 ? 1 : 2;
-    Output out = outputFor(shape.width, shape.height, bytes * shape.components);
+    Output out = outputFor(shape.width, shape.height, bytes * int(shape.sampling.size()));
     for (int row = 0; row < shape.height;) {
         ImageRect rect = out.rect(row);
         const int want = std::min(rowsPerCall, shape.height - row);
@@ -99,8 +99,7 @@ int wrongSamples(const LosslessCase& c, const Mode& reading, const Mode& written
     ReportCapture reports;
     const int count = int(spec.sampling.size());
     int32_t damage = -1;
-    const std::vector<uint16_t> got = decodeSamples(jpeg, {spec.width, spec.height, count, spec.precision, {}},
-                                                    count > 1 ? 1 : spec.height, nullptr, reading.options, &damage);
+    const std::vector<uint16_t> got = decodeSamples(jpeg, spec, count > 1 ? 1 : spec.height, nullptr, reading.options, &damage);
     if (got.empty()) return -1;
     if (reading.options && &reading == &written) {
         EXPECT_EQ(damage, cutShort ? JPEG_DAMAGE_TRUNCATED : 0);
@@ -175,17 +174,17 @@ TEST(LosslessDecode, UnsupportedFramesDeliverNothingAndSamplingIsIgnored) {
     }
     for (const auto& jpeg : streams) {
         int32_t result = -1;
-        EXPECT_TRUE(decodeSamples(jpeg, {8, 4, 1, 8, {}}, 4, &result).empty());
+        EXPECT_TRUE(decodeSamples(jpeg, c.spec, 4, &result).empty());
         EXPECT_EQ(result, 0);
     }
     // The row decoder takes one difference per component per pixel whatever
     // the frame's sampling factors say.
     const LosslessCase big = losslessCase({40, 16, 8, 1, 0, 0, {0x11, 0x11, 0x11}});
     auto sampled = writeLossless(big.spec, big.planes);
-    const std::vector<uint16_t> asWritten = decodeSamples(sampled, {40, 16, 3, 8, {}}, 16);
+    const std::vector<uint16_t> asWritten = decodeSamples(sampled, big.spec, 16);
     ASSERT_FALSE(asWritten.empty());
     sampled[segmentAt(sampled, 0xC3) + 11] = 0x22;
-    EXPECT_EQ(decodeSamples(sampled, {40, 16, 3, 8, {}}, 16), asWritten);
+    EXPECT_EQ(decodeSamples(sampled, big.spec, 16), asWritten);
     // 16-bit samples into a rectangle with room for 8-bit ones.
     const LosslessCase wide = losslessCase({16, 4, 12, 1, 0, 0, {0x11, 0x11, 0x11}});
     MemoryDecode d(writeLossless(wide.spec, wide.planes));

@@ -75,7 +75,7 @@ TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
         {"DNL frame, half size clips at the rows asked", greyDnl, JPEG_SCALE_1_2, 8, 1,
          {{6, 6, {{4, 128}, {2, 138}}}}},
         // Lossless rows are a count too, and nothing follows the last.
-        {"lossless", testing_support::encodeLossless({16, 24, 1, 8, std::vector<uint16_t>(16 * 24, 128)}), JPEG_SCALE_FULL, 16, 1,
+        {"lossless", testing_support::writeLossless({16, 24, 8, 1, 0, 0, {0x11}}, {std::vector<int32_t>(16 * 24, 128)}), JPEG_SCALE_FULL, 16, 1,
          {{3, 3, {{3, 0}}}, {10, 10, {{10, 0}}}, {10, 10, {{10, 0}}}, {1, 1, {{1, 0}}}, {1, 0, {}}}},
     };
     for (const StripCase& c : cases) {

@@ -128,8 +128,8 @@ TEST(ScaledOutput, LosslessFramesAndRefusedCases) {
         EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 32, -1), 0);
     }
     // Lossless frames: full size only.
-    LosslessImage img{16, 8, 3, 8, std::vector<uint16_t>(16 * 8 * 3, 77)};
-    auto lossless = encodeLossless(img);
+    auto lossless = writeLossless({16, 8, 8, 1, 0, 0, {0x11, 0x11, 0x11}},
+                                  std::vector<std::vector<int32_t>>(3, std::vector<int32_t>(16 * 8, 77)));
     for (int scale = 0; scale <= 2; ++scale) {
         MemoryDecode d(lossless);
         EXPECT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 8, scale), 0);

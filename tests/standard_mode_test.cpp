@@ -392,9 +392,11 @@ TEST(StandardModeDamage, DamagedFilesShowWhatThePeerShowsAndStrictReadingRefuses
             {"unknown marker", inserted(clean, sof, {0xFF, 0x05}), JPEG_DAMAGE_STRAY, false, true, 0},
             {"second SOI", inserted(clean, dqt, {0xFF, 0xD8}), JPEG_DAMAGE_STRAY, false, true, 0},
             // Comments whose length field says 9 bytes too many, or 4 too few.
-            {"comment too long", inserted(clean, dqt, {0xFF, 0xFE, 0x00, 0x11, 'h', 'e', 'l', 'l', 'o'}), JPEG_DAMAGE_SEGMENT, false, true, 0},
+            {"comment too long", inserted(clean, dqt, {0xFF, 0xFE, 0x00, 0x11, 'h', 'e', 'l', 'l', 'o'}), JPEG_DAMAGE_SEGMENT,
+             false, true, 0},
             // The text behind a length too short shows as stray bytes.
-            {"comment too short", inserted(clean, dqt, {0xFF, 0xFE, 0x00, 0x04, 'h', 'e', 'l', 'l', 'o', '!'}), JPEG_DAMAGE_STRAY, false, true, 0},
+            {"comment too short", inserted(clean, dqt, {0xFF, 0xFE, 0x00, 0x04, 'h', 'e', 'l', 'l', 'o', '!'}), JPEG_DAMAGE_STRAY,
+             false, true, 0},
             {"comment past the end", inserted(clean, app0, {0xFF, 0xFE, 0xFF, 0xF0, 'h', 'i'}), JPEG_DAMAGE_SEGMENT, false, true, 0},
             {"bytes between scans", inserted(clean, scans.back(), {0x33, 0x44, 0x55}), JPEG_DAMAGE_STRAY, false, true, 0},
         };
