@@ -335,38 +335,34 @@ TEST(DecodeToRect, RawOutputOfOtherComponentCounts) {
         expectRawImage(spec, out.pixels, c.width, c.height);
         EXPECT_TRUE(capture.reports().empty());
     }
-    // Raw output needs a pixel size of one byte per component.
-    MemoryDecode d(flatJpeg(colourImage(16, 16, 0x11)), JPEG_OPT_RAW_COMPONENTS);
-    Output out = outputFor(16, 16, 4);
-    ImageRect rect = out.rect();
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 16), 0);
-    EXPECT_EQ(out.pixels, std::vector<uint8_t>(out.pixels.size(), kGuard));
 }
 
-TEST(DecodeToRect, ColourAndGreyOutputIgnoreBitsPerPixel) {
+TEST(DecodeToRect, PixelSizeIsReadForRawOutputAlone) {
+    // Grey writes one byte a pixel and colour three, whatever the rectangle
+    // says; raw output needs one byte per component, else nothing is written.
     FlatJpeg grey;
     grey.width = 9;
     grey.height = 3;
     grey.level = samples([](int, uint32_t mcu, int) { return mcu == 0 ? -128 : 127; });
-    MemoryDecode g(flatJpeg(grey));
-    Output out = outputFor(9, 3, 3);  // 24 bits per pixel; grey still writes one byte
-    ImageRect rect = out.rect();
-    EXPECT_EQ(jpegDecodeToRect(g.handle, &rect, 3), 3);
-    for (int y = 0; y < 3; ++y) {
-        for (int x = 0; x < 9; ++x) EXPECT_EQ(out.pixels[y * 27 + x], x < 8 ? 0 : 255);
-        EXPECT_EQ(out.pixels[y * 27 + 9], kGuard);
+    const struct {
+        std::vector<uint8_t> jpeg;
+        uint16_t options;
+        int bytes, claimed;
+    } cases[] = {{flatJpeg(grey), 0, 1, 24},
+                 {flatJpeg(colourImage(8, 8, 0x11)), 0, 3, 8},
+                 {flatJpeg(colourImage(16, 16, 0x11)), JPEG_OPT_RAW_COMPONENTS, 3, 32}};
+    for (const auto& c : cases) {
+        MemoryDecode d(c.jpeg, c.options);
+        const int w = d.params.width, h = d.params.height;
+        const bool raw = c.options & JPEG_OPT_RAW_COMPONENTS;
+        Output out = outputFor(w, h, c.bytes, 1);  // a spare column shows wider writes
+        ImageRect rect = out.rect();
+        rect.bitsPerPixel = c.claimed;
+        EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, uint32_t(h)), raw ? 0 : h) << c.claimed;
+        EXPECT_EQ(out.packed(w, h), raw ? std::vector<uint8_t>(size_t(w * h * c.bytes), kGuard) : decodeWhole(c.jpeg));
+        for (int y = 0; y < h; ++y)
+            for (int i = w * c.bytes; i < out.stride; ++i) ASSERT_EQ(out.pixels[size_t(y * out.stride + i)], kGuard) << y;
     }
-
-    FlatJpeg colour = colourImage(8, 8, 0x11);
-    colour.level = samples([](int c, uint32_t, int) { return c == 0 ? 127 : (c == 2 ? 127 : 0); });
-    MemoryDecode d(flatJpeg(colour));
-    out = outputFor(8, 8, 3);
-    rect = out.rect();
-    rect.bitsPerPixel = 8;
-    EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, 8), 8);
-    EXPECT_EQ(out.pixels[0], 255);  // blue: 127 + 0
-    EXPECT_EQ(out.pixels[1], 165);  // green: 127 + 0 - 90 + 128
-    EXPECT_EQ(out.pixels[2], 255);  // red: saturated
 }
 
 TEST(DecodeToRect, HeightFromDnl) {
