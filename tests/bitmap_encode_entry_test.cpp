@@ -13,7 +13,6 @@ using namespace bitmap_testing;
 using testing_support::takeOutput;
 using testing_support::ReportCapture;
 using Bytes = std::vector<uint8_t>;
-using PixelFunction = std::function<void(int, int, uint8_t*)>;
 using testing_support::text;
 
 namespace {
@@ -39,22 +38,6 @@ Bytes encodeWith(uint16_t width, uint16_t height, uint16_t components, uint32_t 
     return ok ? out : Bytes{};
 }
 
-// Rows of `step` bytes from a pixel function, top-down or bottom-up.
-Bytes rows(int width, int height, size_t step, int bytes, bool bottomUp, const PixelFunction& pixel) {
-    Bytes out(step * height, 0);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) pixel(x, y, &out[(bottomUp ? height - 1 - y : y) * step + size_t(x) * bytes]);
-    return out;
-}
-
-Bytes encodeRect(uint16_t width, uint16_t height, uint16_t components, uint32_t sampling, const PixelFunction& pixel) {
-    Bytes pixels = rows(width, height, size_t(width) * components, components, false, pixel);
-    return encodeWith(width, height, components, sampling, [&](JpegHandle h) {
-        ImageRect rect{width, height, width * components, 8 * components, 0, 0, pixels.data(), 0};
-        EXPECT_EQ(jpegEncodeFromRect(h, &rect, height), height);
-    });
-}
-
 Bytes encodeDib(uint16_t width, uint16_t height, uint16_t components, uint32_t sampling, const Bytes& bits,
                 DibHeader& header, uint32_t expectLines) {
     return encodeWith(width, height, components, sampling, [&](JpegHandle h) {
@@ -74,15 +57,18 @@ TEST(EncodeFromDibEntry, BitmapsEncodeLikeTheirTopDownRectangles) {
     for (int i = 0; i < 256; ++i)
         palette.setEntry(i, static_cast<uint8_t>(i), static_cast<uint8_t>(255 - i), static_cast<uint8_t>(i * 7));
     auto index = [](int x, int y) { return static_cast<uint8_t>(x * 5 + y * 3); };
-    Bytes bits = rows(w, h, 16, 1, true, [&](int x, int y, uint8_t* p) { p[0] = index(x, y); });
+    Bytes bits(16 * h);  // rows of 13 indexes padded to 16, the last stored first
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) bits[size_t((h - 1 - y) * 16 + x)] = index(x, y);
     for (uint16_t components : {3, 1}) {
-        Bytes viaRect = encodeRect(w, h, components, components == 3 ? k420 : 0x11, [&](int x, int y, uint8_t* c) {
+        const testing_support::Picture picture = testing_support::pictureOf(w, h, components, [&](int x, int y, int c) {
             const RGBQUAD& q = palette.entry(index(x, y));
-            if (components == 1) c[0] = q.rgbGreen;
-            else c[0] = q.rgbBlue, c[1] = q.rgbGreen, c[2] = q.rgbRed;
+            return int(components == 1 || c == 1 ? q.rgbGreen : c == 0 ? q.rgbBlue : q.rgbRed);
         });
+        const uint32_t sampling = components == 3 ? k420 : 0x11;
+        Bytes viaRect = testing_support::encodeImage(picture, testing_support::paramsFor(picture, sampling, 90));
         ASSERT_FALSE(viaRect.empty());
-        EXPECT_EQ(encodeDib(w, h, components, components == 3 ? k420 : 0x11, bits, palette, h), viaRect) << components;
+        EXPECT_EQ(encodeDib(w, h, components, sampling, bits, palette, h), viaRect) << components;
     }
 }
 
