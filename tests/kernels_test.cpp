@@ -28,14 +28,14 @@ using Block = std::vector<int16_t>;
 using BlockKernel = void (*)(int16_t*);
 using RowKernel = void (*)(const int16_t*, const int16_t*, const int16_t*, uint8_t*);
 
-struct NamedBlockKernel {
+// A kernel and the name of its instruction set.
+template <typename Kernel>
+struct Named {
     const char* name;
-    BlockKernel run;
+    Kernel run;
 };
-struct NamedRowKernel {
-    const char* name;
-    RowKernel run;
-};
+using NamedBlockKernel = Named<BlockKernel>;
+using NamedRowKernel = Named<RowKernel>;
 
 [[maybe_unused]] bool haveAvx2() {
 #if KELJPEG_X86_KERNELS && (defined(__GNUC__) || defined(__clang__))
