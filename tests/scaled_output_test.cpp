@@ -13,20 +13,6 @@
 
 using namespace testing_support;
 
-namespace {
-
-struct Size {
-    uint32_t width = 0, height = 0;
-};
-
-Size scaledSize(JpegHandle handle, int scale) {
-    Size s;
-    jpegDecodeGetImageSize(handle, &s.width, &s.height, scale);
-    return s;
-}
-
-}  // namespace
-
 #if defined(KELJPEG_HAVE_LIBJPEG)
 TEST(ScaledOutput, GreyEighthMatchesThePeersDcOnlyReduction) {
     // At 1/8 each block is its rounded mean, (DC * q + 4) >> 3, the same rule as
@@ -82,9 +68,10 @@ TEST(ScaledOutput, CallsContinueAtOneScaleAndStartAgainOnAChange) {
     spec.restartRows = 1;
     auto jpeg = peerEncode(spec);
     MemoryDecode d(jpeg);
-    const Size half = scaledSize(d.handle, JPEG_SCALE_1_2);
-    ASSERT_EQ(half.height, 45u);
-    Output out = outputFor(static_cast<int>(half.width), 45, 3);
+    uint32_t width = 0, height = 0;
+    jpegDecodeGetImageSize(d.handle, &width, &height, JPEG_SCALE_1_2);
+    ASSERT_EQ(height, 45u);
+    Output out = outputFor(static_cast<int>(width), 45, 3);
     // A change of scale part of the way through a picture starts again from the top.
     ImageRect rect = out.rect();
     ASSERT_GT(jpegDecodeScaleOutputToRect(d.handle, &rect, 8, JPEG_SCALE_1_4), 0);
@@ -94,20 +81,20 @@ TEST(ScaledOutput, CallsContinueAtOneScaleAndStartAgainOnAChange) {
         delivered.push_back(jpegDecodeScaleOutputToRect(d.handle, &rect, end, JPEG_SCALE_1_2));
     }
     EXPECT_EQ(delivered, (std::vector<int32_t>{16, 16, 13}));
-    EXPECT_EQ(out.packed(static_cast<int>(half.width), 45), decodeWhole(jpeg, JPEG_SCALE_1_2));
+    EXPECT_EQ(out.packed(static_cast<int>(width), 45), decodeWhole(jpeg, JPEG_SCALE_1_2));
     // So does one after a finished picture, full size included. At a reduced
     // size a rectangle wider than the picture gets only the picture's width;
     // only the low 16 bits of the row count count.
     for (int scale : {JPEG_SCALE_1_4, JPEG_SCALE_1_8, JPEG_SCALE_FULL}) {
         SCOPED_TRACE(scale);
-        const Size size = scaledSize(d.handle, scale);
-        Output whole = outputFor(static_cast<int>(size.width), static_cast<int>(size.height), 3, 3);
+        jpegDecodeGetImageSize(d.handle, &width, &height, scale);
+        Output whole = outputFor(static_cast<int>(width), static_cast<int>(height), 3, 3);
         rect = whole.rect();
         if (scale != JPEG_SCALE_FULL) rect.width += 3;
-        ASSERT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 65536 + size.height, scale), static_cast<int32_t>(size.height));
-        EXPECT_EQ(whole.packed(static_cast<int>(size.width), static_cast<int>(size.height)), decodeWhole(jpeg, scale));
-        for (size_t y = 0; scale != JPEG_SCALE_FULL && y < size.height; ++y)
-            for (size_t i = size.width * 3; i < static_cast<size_t>(whole.stride); ++i)
+        ASSERT_EQ(jpegDecodeScaleOutputToRect(d.handle, &rect, 65536 + height, scale), static_cast<int32_t>(height));
+        EXPECT_EQ(whole.packed(static_cast<int>(width), static_cast<int>(height)), decodeWhole(jpeg, scale));
+        for (size_t y = 0; scale != JPEG_SCALE_FULL && y < height; ++y)
+            for (size_t i = width * 3; i < static_cast<size_t>(whole.stride); ++i)
                 ASSERT_EQ(whole.pixels[y * whole.stride + i], kGuard) << "row " << y << " byte " << i;
     }
 }
