@@ -8,7 +8,6 @@
 #include <random>
 
 #include "context/jpeg_context.h"
-#include "decoder/bit_reader.h"
 #include "decoder/huffman_decode.h"
 #include "decoder/inverse_dct.h"
 #include "decoder/mcu_decode.h"

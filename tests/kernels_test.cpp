@@ -106,12 +106,6 @@ struct LimitBlock {
     std::vector<Coefficient> coefficients;  // the rest are zero
 };
 
-Block limitBlock(const LimitBlock& entry) {
-    Block block(64, 0);
-    for (const Coefficient& c : entry.coefficients) block[static_cast<size_t>(c.index)] = c.value;
-    return block;
-}
-
 // Blocks whose column pass gives one output just past the 16-bit range, in a
 // row whose row pass would move a sample were that output saturated to 16
 // bits: the vector transforms must send them to their 32-bit row pass.
@@ -165,7 +159,9 @@ TEST(VectorKernels, InverseTransformsMatchThePlainOnesOnRandomAndExtremeBlocks) 
             ASSERT_EQ(expected, actual) << c.kernel.name << " trial " << trial;
         }
         for (size_t i = 0; i < c.limitCount; ++i) {
-            Block expected = limitBlock(c.limits[i]), actual = expected;
+            Block expected(64, 0);
+            for (const Coefficient& k : c.limits[i].coefficients) expected[static_cast<size_t>(k.index)] = k.value;
+            Block actual = expected;
             c.plain(expected.data());
             c.kernel.run(actual.data());
             EXPECT_EQ(expected, actual) << c.kernel.name << ", " << c.limits[i].what;

@@ -449,22 +449,17 @@ int flatLevel(int component, int blockX, int blockY) { return ((blockX * 37 + bl
 // Each component in a scan of its own, out of frame order; the tables and the
 // restart interval change between scans, and each component keeps the table
 // in force when its scan starts.
-FlatJpeg tablesBetweenScans(int precision) {
-    FlatJpeg f;
-    f.frame = 0xC1;
-    f.precision = precision;
-    f.width = 45;
-    f.height = 27;
-    f.components = {{1, 0x22, 0}, {2, 0x11, 1}, {3, 0x11, 1}};
-    f.scans = {{{2}, 3, {{1, 24}, {0, 16}}}, {{0}, 0, {{0, 8}}}, {{1}, 2, {{1, 40}}}};
-    f.level = [](const Block& b) { return flatLevel(b.component, b.x, b.y); };
-    return f;
-}
-
 TEST(StandardModeSequential, TablesAndRestartIntervalsBetweenScansAtBothPrecisions) {
     const int quant[3] = {8, 40, 24};  // the tables each component latched
     for (int precision : {8, 12}) {
-        FlatJpeg f = tablesBetweenScans(precision);
+        FlatJpeg f;
+        f.frame = 0xC1;
+        f.precision = precision;
+        f.width = 45;
+        f.height = 27;
+        f.components = {{1, 0x22, 0}, {2, 0x11, 1}, {3, 0x11, 1}};
+        f.scans = {{{2}, 3, {{1, 24}, {0, 16}}}, {{0}, 0, {{0, 8}}}, {{1}, 2, {{1, 40}}}};
+        f.level = [](const Block& b) { return flatLevel(b.component, b.x, b.y); };
         std::vector<uint8_t> jpeg = flatJpeg(f);
         Picture ours;
         ASSERT_TRUE(ourDecode(jpeg, kStandard | JPEG_OPT_RAW_COMPONENTS, ours)) << precision;

@@ -3,7 +3,6 @@
 // produces. Run under the thread sanitizer, any shared write is a failure.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <string>
