@@ -386,8 +386,8 @@ TEST(DecodeToRect, PartialBitstreamPieces) {
     FlatJpeg spec = colourImage(64, 24, 0x11, 8);
     auto bytes = flatJpeg(spec);
     std::vector<size_t> cuts;
-    for (size_t i = segmentAt(bytes, 0xDA); i + 1 < bytes.size(); ++i)
-        if (bytes[i] == 0xFF && bytes[i + 1] >= 0xD0 && bytes[i + 1] <= 0xD7) cuts.push_back(i + 2);
+    for (const Segment& s : segmentsOf(bytes))
+        if (s.marker >= 0xD0 && s.marker <= 0xD7) cuts.push_back(s.offset + 2);
     ASSERT_EQ(cuts.size(), 2u);
     cuts.push_back(bytes.size());
     std::vector<std::vector<uint8_t>> pieces;

@@ -12,7 +12,6 @@
 #include "decoder/inverse_dct.h"
 #include "decoder/mcu_decode.h"
 #include "decoder_test_support.h"
-#include "runtime/heap.h"
 #include "test_support.h"
 
 using namespace testing_support;

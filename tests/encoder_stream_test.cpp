@@ -25,8 +25,6 @@ Bytes bytesAt(const Bytes& s, size_t offset, size_t count) {
     return Bytes(s.begin() + offset, s.begin() + offset + count);
 }
 
-Bytes tail(const Bytes& s, size_t count) { return bytesAt(s, s.size() - std::min(count, s.size()), count); }
-
 Bytes encodeToFile(const std::string& path, const Picture& image, JpegEncodeParams params) {
     JpegHandle handle = jpegEncodeProlog(testing_support::wideName(path).c_str(), &params);
     if (!handle) return {};
@@ -65,7 +63,7 @@ TEST(EncoderStream, UnknownHeightWritesZeroAndADnlSegmentWithTheLinesEncoded) {
     std::vector<Segment> segments = segmentsOf(s, true);
     ASSERT_EQ(segments[segments.size() - 2].marker, 0xC0);
     EXPECT_EQ(bytesAt(s, segments[segments.size() - 2].offset + 5, 2), (Bytes{0, 0}));
-    EXPECT_EQ(tail(s, 8), (Bytes{0xFF, 0xDC, 0x00, 0x04, 0x00, 37, 0xFF, 0xD9}));
+    EXPECT_EQ(bytesAt(s, s.size() - 8, 8), (Bytes{0xFF, 0xDC, 0x00, 0x04, 0x00, 37, 0xFF, 0xD9}));
     Bytes withDnl = scanData(s);
     withDnl.erase(withDnl.end() - 8, withDnl.end() - 2);
     EXPECT_EQ(withDnl, scanData(encodeImage(image, paramsFor(image, 0x111111, 75), 8)));

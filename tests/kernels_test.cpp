@@ -283,12 +283,6 @@ std::vector<uint8_t> encodePicture(uint32_t sampling, uint16_t components, uint3
     return testing_support::encodeImage(image, params);
 }
 
-struct Shape {
-    uint32_t sampling;
-    uint16_t components;
-};
-const Shape kShapes[] = {{0x221111, 3}, {0x211111, 3}, {0x121111, 3}, {0x111111, 3}, {0x11, 1}, {0x22, 1}};
-
 // Where a reader stands: the bits it holds and the bytes left in its read
 // buffer, stuffed zeros dropped, with the source's counters. Two readers at
 // the same point of the data give the same state however many bytes each
@@ -351,9 +345,10 @@ void expectSameMcus(const std::vector<uint8_t>& jpeg, const std::string& what) {
 TEST(VectorKernels, QuickReaderLeavesThePlainReadersStateAfterEveryMcu) {
     std::mt19937 rng(7);
     std::vector<std::vector<uint8_t>> clean;
-    for (const Shape& shape : kShapes)
+    for (auto [sampling, components] : {std::pair<uint32_t, uint16_t>{0x221111, 3}, {0x211111, 3}, {0x121111, 3}, {0x111111, 3},
+                                        {0x11, 1}, {0x22, 1}})
         for (uint16_t restart : {0, 2})
-            clean.push_back(encodePicture(shape.sampling, shape.components, 64, 40, 100, restart, shape.sampling + restart));
+            clean.push_back(encodePicture(sampling, components, 64, 40, 100, restart, sampling + restart));
     clean.push_back(encodePicture(0x221111, 3, 160, 120, 98, 7, 5));  // over 4096 bytes
     for (const std::vector<uint8_t>& picture : clean) {
         ASSERT_GT(picture.size(), 700u);

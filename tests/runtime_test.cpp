@@ -41,10 +41,6 @@ struct Bitstream {
         std::copy(name.begin(), name.end(), bf.fileName);
         if (path.empty()) bf.flags = kBitstreamMemory;
     }
-    void over(std::vector<uint8_t>& data) {
-        bf.memBase = bf.memCursor = data.data();
-        bf.memLength = static_cast<uint32_t>(data.size());
-    }
 };
 
 TEST(BitstreamMemory, OutputGrowsInWholeBuffersAtThe4096Boundary) {
@@ -67,8 +63,9 @@ TEST(BitstreamMemory, OutputGrowsInWholeBuffersAtThe4096Boundary) {
 TEST(BitstreamMemory, ReadsAndSeeksWithinCallersDataAndEndsWithZero) {
     std::vector<uint8_t> data = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     Bitstream s;
-    s.over(data);
     BitstreamFile* bf = &s.bf;
+    bf->memBase = bf->memCursor = data.data();
+    bf->memLength = static_cast<uint32_t>(data.size());
     ASSERT_EQ(complibOpenBitstreamFile(bf), 0u);
     uint8_t got[16];
     EXPECT_EQ(complibReadBitstreamFile(bf, got, 4), 4);
