@@ -306,7 +306,11 @@ void expectSameMcus(const std::vector<uint8_t>& jpeg, const std::string& what) {
     const McuDecoder decoders[] = {decodeMcuFull, decodeMcuHalf, decodeMcuQuarter, decodeMcuEighth};
     for (size_t scale = 0; scale < 4; ++scale) {
         testing_support::ReportCapture capture;
-        testing_support::MemoryDecode plain(jpeg), quick(jpeg);
+        // Each decode keeps the kernel set it was opened with.
+        forceScalarKernels(true);
+        testing_support::MemoryDecode plain(jpeg);
+        forceScalarKernels(false);
+        testing_support::MemoryDecode quick(jpeg);
         if (!plain.handle || !quick.handle) {
             ASSERT_EQ(plain.handle == nullptr, quick.handle == nullptr) << what;
             return;
@@ -315,11 +319,9 @@ void expectSameMcus(const std::vector<uint8_t>& jpeg, const std::string& what) {
         for (uint32_t mcu = 0; mcu <= dec.totalMcus; ++mcu) {
             const std::string where = what + ", scale " + std::to_string(scale) + ", MCU " + std::to_string(mcu);
             capture.clear();
-            forceScalarKernels(true);
             const int32_t plainResult = decoders[scale](plain.handle);
             const std::vector<std::string> plainReports = capture.texts();
             capture.clear();
-            forceScalarKernels(false);
             const int32_t quickResult = decoders[scale](quick.handle);
             ASSERT_EQ(plainResult, quickResult) << where;
             ASSERT_EQ(plainReports, capture.texts()) << where;
