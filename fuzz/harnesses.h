@@ -8,11 +8,16 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "KelJPEG.h"
 #include "bitmap/rect_to_dib.h"
+#include "context/jpeg_context.h"
+#include "decoder/kernels.h"
+#include "decoder/mcu_decode.h"
 #include "fuzz/fuzz_input.h"
+#include "runtime/bitstream_file.h"
 
 namespace fuzz_harness {
 
@@ -397,6 +402,100 @@ inline void encodeBitmaps(const uint8_t* bytes, size_t size) {
         if (result == 0) break;
     }
     finishEncode(handle, &params);
+}
+
+// ---- The quick and the plain Huffman readers side by side ----
+
+// Where a reader stands: the source's counters, how many bits of the
+// buffered data it has consumed (stuffed zeros dropped), and the next 64
+// bits it would give: the bits it holds, then the bytes after them. Two
+// readers at the same point of the data give the same state however many
+// bytes each has taken ahead, unless one met a marker or the buffer's end
+// differently.
+inline std::string readerState(const BitstreamFile& bf) {
+    const uint32_t end = std::min(bf.bufferedCount, kBitstreamBufferSize);
+    int64_t consumed = -int64_t{bf.bitCount};
+    for (uint32_t i = 0; i < bf.readIndex && i < end; ++i)
+        if (!(i > 0 && bf.readBuffer[i] == 0 && bf.readBuffer[i - 1] == 0xFF)) consumed += 8;
+    std::string out = std::to_string(bf.status) + "/" + std::to_string(bf.bufferedCount) + "/" +
+                      std::to_string(bf.bytePosition) + "/" + std::to_string(bf.memPosition) + "/" +
+                      std::to_string(consumed) + ":";
+    for (uint32_t i = 0; i < bf.bitCount && i < 32; ++i) out += (bf.bitBuffer >> (31 - i)) & 1 ? '1' : '0';
+    for (uint32_t i = bf.readIndex; i < end && out.size() < 160; ++i) {
+        const uint8_t b = bf.readBuffer[i];
+        for (int j = 7; j >= 0; --j) out += (b >> j) & 1 ? '1' : '0';
+        if (b == 0xFF && i + 1 < end && bf.readBuffer[i + 1] == 0) ++i;
+    }
+    return out;
+}
+
+inline thread_local std::vector<std::u16string> tReportTexts;
+inline void KELJPEG_CALL keepReportText(void*, const KelChar16*, int32_t, const KelChar16* text, const KelChar16*,
+                                        uint32_t) {
+    std::u16string kept;
+    for (; text && *text; ++text) kept += static_cast<char16_t>(*text);
+    tReportTexts.push_back(kept);
+}
+
+// A legacy decode opened with the plain or the quick kernels; each keeps
+// the set it was opened with.
+struct KernelDecode {
+    JpegDecodeParams params;
+    JpegHandle handle;
+    KernelDecode(const uint8_t* data, size_t size, bool plain) {
+        forceScalarKernels(plain);
+        handle = openMemoryDecode(&params, data, size, 0);
+        forceScalarKernels(false);
+    }
+    ~KernelDecode() {
+        if (handle) (void)jpegDecodeEpilog(handle);
+    }
+    KernelDecode(const KernelDecode&) = delete;
+    KernelDecode& operator=(const KernelDecode&) = delete;
+};
+
+// Decodes a sequential frame MCU by MCU at every scale with the plain and
+// the quick kernels side by side, and tells where the two first differ in
+// anything either leaves behind after an MCU: result, reports, blocks,
+// predictors, restart bookkeeping, the reader's whole state. Empty when they
+// never do (or the input is no sequential frame).
+inline std::string firstReaderDifference(const uint8_t* data, size_t size) {
+    HarnessScope scope;
+    jpegSetReportHandler(keepReportText, nullptr);
+    const McuDecoder decoders[] = {decodeMcuEighth, decodeMcuQuarter, decodeMcuHalf, decodeMcuFull};
+    for (int scale = 0; scale < 4; ++scale) {
+        tReportTexts.clear();
+        KernelDecode plain(data, size, true), quick(data, size, false);
+        if (!plain.handle || !quick.handle)
+            return plain.handle == quick.handle ? std::string() : "only one decode opens";
+        FrameHeader header;
+        if (jpegGetFrameHeader(plain.handle, &header) != 0 || (header.sofMarker != 0xFFC0 && header.sofMarker != 0xFFC1))
+            return std::string();
+        const DecoderState& dec = plain.handle->dec;
+        for (uint32_t mcu = 0; mcu <= dec.totalMcus; ++mcu) {
+            const std::string where = "scale " + std::to_string(scale) + ", MCU " + std::to_string(mcu) + ": ";
+            tReportTexts.clear();
+            const int32_t plainResult = decoders[scale](plain.handle);
+            const std::vector<std::u16string> plainReports = tReportTexts;
+            tReportTexts.clear();
+            const int32_t quickResult = decoders[scale](quick.handle);
+            if (plainResult != quickResult) return where + "results";
+            if (plainReports != tReportTexts) return where + "reports";
+            const std::string plainState = readerState(*plain.handle->bitstream);
+            const std::string quickState = readerState(*quick.handle->bitstream);
+            if (plainState != quickState) return where + "reader state " + plainState + " against " + quickState;
+            const size_t values = size_t{dec.blocksPerMcu} * kBlockValues;
+            if (dec.mcuBlocks && !std::equal(dec.mcuBlocks, dec.mcuBlocks + values, quick.handle->dec.mcuBlocks))
+                return where + "blocks";
+            for (uint32_t c = 0; c < dec.componentCount && c < 4; ++c)
+                if (plain.handle->componentRecords[c].dcPredictor != quick.handle->componentRecords[c].dcPredictor)
+                    return where + "predictor of component " + std::to_string(c);
+            if (plain.handle->mcuCounter != quick.handle->mcuCounter) return where + "restart count";
+            if (dec.lastMarker != quick.handle->dec.lastMarker) return where + "last marker";
+            if (plainResult <= 0) break;
+        }
+    }
+    return std::string();
 }
 
 }  // namespace fuzz_harness

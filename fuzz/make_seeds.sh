@@ -9,7 +9,7 @@ keljpeg=${1:?usage: make_seeds.sh KELJPEG_PROGRAM [DIR]}
 out=${2:-build-fuzz/seeds}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-mkdir -p "$out"/{fuzz_decode,fuzz_progressive,fuzz_partial,fuzz_lossless,fuzz_bitmap_decode,fuzz_encode,fuzz_bitmap_encode,fuzz_kernels}
+mkdir -p "$out"/{fuzz_decode,fuzz_progressive,fuzz_partial,fuzz_lossless,fuzz_bitmap_decode,fuzz_encode,fuzz_bitmap_encode,fuzz_kernels,fuzz_readers}
 
 # A small picture with edges and gradients, colour and grey, odd sizes.
 python3 - "$work" <<'PY'
@@ -152,7 +152,7 @@ for f in "$work"/l*.jpg; do add "$f"; done
 i=0
 for f in "${jpegs[@]}"; do
     i=$((i + 1))
-    for target in fuzz_decode fuzz_progressive fuzz_lossless fuzz_bitmap_decode; do
+    for target in fuzz_decode fuzz_progressive fuzz_lossless fuzz_bitmap_decode fuzz_readers; do
         cp "$f" "$out/$target/s$i"
         { cat "$f"; printf '\x00\x00\x00\x00\x10\x03\x06\x01'; } > "$out/$target/s$i-p"
     done
