@@ -198,11 +198,11 @@ TEST(BlockDecoder, PartialDecodeKeepsTheCornerAndSkipsTheRest) {
 // ---- Reduced-size MCU decoders and geometry, through the prolog ----
 
 TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
-    FlatJpeg spec;
-    spec.width = 24;
+    FlatJpeg recipe;
+    recipe.width = 24;
     // DC 8 * 137 = 1096 clamps to 127 at every size, -1096 to -128.
-    spec.level = samples([](int, uint32_t mcu, int) { return mcu == 0 ? 137 : (mcu == 1 ? -100 : -137); });
-    auto bytes = flatJpeg(spec);
+    recipe.level = samples([](int, uint32_t mcu, int) { return mcu == 0 ? 137 : (mcu == 1 ? -100 : -137); });
+    auto bytes = flatJpeg(recipe);
     for (McuDecoder decoder : {decodeMcuFull, decodeMcuHalf, decodeMcuQuarter, decodeMcuEighth}) {
         MemoryDecode d(bytes);
         ASSERT_NE(d.handle, nullptr);
@@ -221,12 +221,12 @@ TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
 // The thumbnail skipped twice without the JFIF option, and its copy with
 // it, are DecodeProlog's (headers cut short, and a file with a start offset).
 TEST(MarkerParser, SegmentWarningsLetTheParseGoOn) {
-    FlatJpeg spec;
-    spec.height = 16;
-    spec.heightInDnl = true;
-    spec.restartInterval = 1;
-    spec.extraSegments = {0xFF, 0xDD, 0x00, 0x05, 0x00, 0x00};  // DRI of the wrong length, rewritten later
-    auto bytes = flatJpeg(spec);
+    FlatJpeg recipe;
+    recipe.height = 16;
+    recipe.heightInDnl = true;
+    recipe.restartInterval = 1;
+    recipe.extraSegments = {0xFF, 0xDD, 0x00, 0x05, 0x00, 0x00};  // DRI of the wrong length, rewritten later
+    auto bytes = flatJpeg(recipe);
     bytes[segmentAt(bytes, 0xC0) + 6] = 16;  // the frame knows its height after all
     ReportCapture capture;
     MemoryDecode d(bytes);
@@ -262,7 +262,7 @@ TEST(DamagedInput, RandomDamageEndsWithAResultInEveryReading) {
     std::vector<Source> sources = {{"flat 4:2:0, restarts", flatJpeg(flat), false},
                                    {"lossless", writeLossless({33, 21, 8, 7, 0, 0, {0x11, 0x11, 0x11}}, planes), false}};
 #if defined(KELJPEG_HAVE_LIBJPEG)
-    PeerSpec baseline, progressive, separate;
+    PeerRecipe baseline, progressive, separate;
     baseline.width = progressive.width = 48;
     baseline.height = progressive.height = 40;
     baseline.sampling = progressive.sampling = lumaSampling(2, 2);

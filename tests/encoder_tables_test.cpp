@@ -95,10 +95,10 @@ std::map<uint8_t, std::vector<uint8_t>> tablesIn(const std::vector<uint8_t>& str
 TEST(EncoderPeerTables, DqtAndDhtMatchThePeerAtEveryTestedQuality) {
     Picture image = photoLikeImage(8, 8);
     for (int quality : {1, 10, 25, 49, 50, 75, 90, 95, 100}) {
-        PeerSpec spec;
-        spec.width = spec.height = 8;
-        spec.quality = quality;
-        const std::vector<uint8_t> peer = peerEncode(spec);
+        PeerRecipe recipe;
+        recipe.width = recipe.height = 8;
+        recipe.quality = quality;
+        const std::vector<uint8_t> peer = peerEncode(recipe);
         std::vector<uint8_t> ours = encodeImage(image, paramsFor(image, 0x221111, static_cast<uint16_t>(quality)));
         ASSERT_FALSE(ours.empty());
         EXPECT_EQ(tablesIn(ours, 0xDB), tablesIn(peer, 0xDB)) << "quality " << quality;

@@ -35,7 +35,7 @@ const SamplingCase kSamplings[] = {
 // are not among the properties. An empty script is the peer's own progression.
 const char* const kColourScripts[] = {
     "",
-    // spectral selection only, bands split unevenly
+    // band selection only, bands split unevenly
     "0,1,2: 0-0, 0, 0; 0: 1-5, 0, 0; 0: 6-63, 0, 0; 1: 1-63, 0, 0; 2: 1-2, 0, 0; 2: 3-63, 0, 0;",
     // successive approximation in DC and AC, refinement of a band first coded in two parts
     ("0,1,2: 0-0, 0, 2; 0: 1-9, 0, 3; 0: 10-63, 0, 2; 1: 1-63, 0, 1; 2: 1-63, 0, 0;\n"

@@ -37,18 +37,18 @@ struct StripCase {
 
 // A DC-only sequential stream whose MCU row k is the flat level 128 + 10k.
 std::vector<uint8_t> bandedStream(uint16_t width, uint16_t height, uint8_t lumaSampling, bool heightInDnl) {
-    testing_support::FlatJpeg spec;
-    spec.width = width;
-    spec.height = height;
-    spec.heightInDnl = heightInDnl;
+    testing_support::FlatJpeg recipe;
+    recipe.width = width;
+    recipe.height = height;
+    recipe.heightInDnl = heightInDnl;
     const bool colour = lumaSampling != 0x11;
-    spec.components = colour ? std::vector<testing_support::FlatComponent>{{1, lumaSampling}, {2, 0x11}, {3, 0x11}}
+    recipe.components = colour ? std::vector<testing_support::FlatComponent>{{1, lumaSampling}, {2, 0x11}, {3, 0x11}}
                              : std::vector<testing_support::FlatComponent>{{1, 0x11}};
     const uint32_t mcusPerRow = (width + 8u * (lumaSampling >> 4) - 1) / (8u * (lumaSampling >> 4));
-    spec.level = testing_support::samples([mcusPerRow](int component, uint32_t mcu, int) {
+    recipe.level = testing_support::samples([mcusPerRow](int component, uint32_t mcu, int) {
         return component == 0 ? 10 * static_cast<int>(mcu / mcusPerRow) : 0;
     });
-    return testing_support::flatJpeg(spec);
+    return testing_support::flatJpeg(recipe);
 }
 
 }  // namespace

@@ -34,23 +34,23 @@ std::vector<size_t> markersCoded(const std::vector<uint8_t>& jpeg, uint8_t code)
 }
 
 #if defined(KELJPEG_HAVE_LIBJPEG)
-std::vector<uint8_t> encoded(const PeerSpec& spec) {
-    std::vector<uint8_t> jpeg = peerEncode(spec);
+std::vector<uint8_t> encoded(const PeerRecipe& recipe) {
+    std::vector<uint8_t> jpeg = peerEncode(recipe);
     EXPECT_FALSE(jpeg.empty());
     return jpeg;
 }
 
-PeerSpec colour(std::vector<std::pair<int, int>> sampling, int seed = 1) {
-    PeerSpec spec;
-    spec.sampling = std::move(sampling);
-    spec.seed = seed;
-    return spec;
+PeerRecipe colour(std::vector<std::pair<int, int>> sampling, int seed = 1) {
+    PeerRecipe recipe;
+    recipe.sampling = std::move(sampling);
+    recipe.seed = seed;
+    return recipe;
 }
 
-PeerSpec greySpec() {
-    PeerSpec spec;
-    spec.inputChannels = 1;
-    return spec;
+PeerRecipe greyRecipe() {
+    PeerRecipe recipe;
+    recipe.inputChannels = 1;
+    return recipe;
 }
 
 // How the legacy reading takes a file: within rounding of the peer (a
@@ -64,7 +64,7 @@ enum class Legacy { kAgrees, kMisreads, kRefuses, kLater };
 TEST(PeerAgreement, BothReadingsAgainstThePeer) {
     struct Case {
         std::string name;
-        PeerSpec spec;
+        PeerRecipe recipe;
         Legacy legacy;
         std::vector<uint8_t> (*edit)(const std::vector<uint8_t>&) = nullptr;  // applied to the peer's file
     };
@@ -83,33 +83,33 @@ TEST(PeerAgreement, BothReadingsAgainstThePeer) {
         {2, 2, 200, 150, 0, 0, false, 3},  {0, 0, 64, 64, 0, 0, true, 2},  // 16-bit tables: extended frames
     };
     for (const auto& c : plain) {
-        PeerSpec spec = c.h ? colour(lumaSampling(c.h, c.v)) : greySpec();
-        spec.width = c.width;
-        spec.height = c.height;
-        spec.restartRows = c.restartRows;
-        spec.restartBlocks = c.restartBlocks;
-        spec.optimize = c.optimize;
-        spec.quality = c.quality;
-        spec.baseline = false;
-        cases.push_back({"plain row " + std::to_string(&c - plain), spec, Legacy::kAgrees});
+        PeerRecipe recipe = c.h ? colour(lumaSampling(c.h, c.v)) : greyRecipe();
+        recipe.width = c.width;
+        recipe.height = c.height;
+        recipe.restartRows = c.restartRows;
+        recipe.restartBlocks = c.restartBlocks;
+        recipe.optimize = c.optimize;
+        recipe.quality = c.quality;
+        recipe.baseline = false;
+        cases.push_back({"plain row " + std::to_string(&c - plain), recipe, Legacy::kAgrees});
     }
     // What the legacy reading, which expects one interleaved scan of factors
     // up to 2 in YCbCr, misreads: 4:2:0 with each component in its own scan,
     // chroma first; luma alone and both chroma components interleaved; then a
     // restart interval.
-    PeerSpec separate = colour(lumaSampling(2, 2));
+    PeerRecipe separate = colour(lumaSampling(2, 2));
     separate.scans = scanScript("2: 0-63, 0, 0; 0: 0-63, 0, 0; 1: 0-63, 0, 0;");
-    PeerSpec pair = colour(lumaSampling(2, 1), 2);
+    PeerRecipe pair = colour(lumaSampling(2, 1), 2);
     pair.scans = scanScript("0: 0-63, 0, 0; 1, 2: 0-63, 0, 0;");
     pair.optimize = true;  // a DHT segment before each scan
-    PeerSpec restarting = separate;
+    PeerRecipe restarting = separate;
     restarting.restartBlocks = 5;
     cases.push_back({"one scan per component", separate, Legacy::kMisreads});
     cases.push_back({"luma, then chroma interleaved", pair, Legacy::kMisreads});
     cases.push_back({"one scan per component, restarts", restarting, Legacy::kMisreads});
     // One grey component with factors 2x2 is still coded one block per MCU.
     for (auto sampling : {std::pair<int, int>{2, 2}, {2, 1}, {1, 2}}) {
-        PeerSpec grey = greySpec();
+        PeerRecipe grey = greyRecipe();
         grey.sampling = {sampling};
         grey.width = 37;
         grey.height = 29;
@@ -121,17 +121,17 @@ TEST(PeerAgreement, BothReadingsAgainstThePeer) {
                          colour(lumaSampling(luma.first, luma.second)), Legacy::kRefuses});
     // Restart markers in every scan of a progression.
     for (int restart : {1, 3, 7}) {
-        PeerSpec spec = colour(lumaSampling(2, 2), restart);
-        spec.progressive = true;
-        spec.restartBlocks = restart;
-        cases.push_back({"progressive, restart " + std::to_string(restart), spec, Legacy::kMisreads});
+        PeerRecipe recipe = colour(lumaSampling(2, 2), restart);
+        recipe.progressive = true;
+        recipe.restartBlocks = restart;
+        cases.push_back({"progressive, restart " + std::to_string(restart), recipe, Legacy::kMisreads});
     }
-    PeerSpec greyRestarts = greySpec();
+    PeerRecipe greyRestarts = greyRecipe();
     greyRestarts.progressive = true;
     greyRestarts.restartRows = 1;
     cases.push_back({"grey progressive, restart every row", greyRestarts, Legacy::kMisreads});
     // Every component's DC in a scan of its own, refined separately: each keeps its own predictor.
-    PeerSpec dcScans = colour(lumaSampling(2, 2));
+    PeerRecipe dcScans = colour(lumaSampling(2, 2));
     dcScans.scans = scanScript("0: 0-0, 0, 1; 1: 0-0, 0, 1; 2: 0-0, 0, 0; 0: 1-5, 0, 2; 2: 1-63, 0, 1; 1: 1-63, 0, 0;"
                                "0: 6-63, 0, 2; 0: 1-63, 2, 1; 0: 0-0, 1, 0; 1: 0-0, 1, 0; 2: 1-63, 1, 0; 0: 1-63, 1, 0;");
     cases.push_back({"DC scans of one component each", dcScans, Legacy::kMisreads});
@@ -139,15 +139,15 @@ TEST(PeerAgreement, BothReadingsAgainstThePeer) {
     // Fill bytes before every marker, restart markers included (the legacy
     // reading goes wrong before its restart markers); the height given after
     // the first scan, which the prolog reads ahead for the picture's size.
-    PeerSpec rowRestarts = colour({{2, 1}, {1, 1}, {1, 1}}, 3);
+    PeerRecipe rowRestarts = colour({{2, 1}, {1, 1}, {1, 1}}, 3);
     rowRestarts.restartRows = 1;
     cases.push_back({"fill bytes", rowRestarts, Legacy::kMisreads, [](const std::vector<uint8_t>& j) { return withFillBytes(j, 3); }});
     cases.push_back({"height from DNL", rowRestarts, Legacy::kLater, withDnlHeight});
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const std::vector<uint8_t> jpeg = c.edit ? c.edit(encoded(c.spec)) : encoded(c.spec);
+        const std::vector<uint8_t> jpeg = c.edit ? c.edit(encoded(c.recipe)) : encoded(c.recipe);
         Picture peer, standard, legacy;
-        ASSERT_TRUE(peerDecode(encoded(c.spec), peer));
+        ASSERT_TRUE(peerDecode(encoded(c.recipe), peer));
         ASSERT_TRUE(ourDecode(jpeg, kStandard, standard));
         EXPECT_LE(largestDifference(standard, peer), kTolerance);
         ReportCapture reports;
@@ -194,13 +194,13 @@ TEST(StandardModeOutput, EveryRouteAndScaleShowsTheSameCoefficientsAlike) {
     };
     for (const Coding& coding : codings) {
         SCOPED_TRACE(coding.name);
-        PeerSpec interleaved;
+        PeerRecipe interleaved;
         interleaved.sampling = coding.sampling;
         interleaved.restartBlocks = coding.restartBlocks;
         interleaved.inputChannels = coding.inputChannels;
         interleaved.stored = coding.stored;
         interleaved.quality = coding.quality;
-        PeerSpec separate = interleaved, progressive = interleaved;
+        PeerRecipe separate = interleaved, progressive = interleaved;
         for (int c = 0; c < int(coding.sampling.size()); ++c) separate.scans.push_back(scanScript(std::to_string(c) + ": 0-63, 0, 0;")[0]);
         progressive.progressive = true;
         const std::vector<uint8_t> streams[] = {encoded(interleaved), encoded(separate), encoded(progressive)};
@@ -248,20 +248,20 @@ TEST(StandardModeOutput, EveryRouteAndScaleShowsTheSameCoefficientsAlike) {
 // library's progression, and a grey progression with restarts every 7 blocks.
 struct DamageSource {
     const char* name;
-    PeerSpec spec;
+    PeerRecipe recipe;
     int mcuHeight;
     bool restarts;
 };
 
 std::vector<DamageSource> damageSources() {
-    PeerSpec baseline = colour({{2, 2}, {1, 1}, {1, 1}}, 4);
+    PeerRecipe baseline = colour({{2, 2}, {1, 1}, {1, 1}}, 4);
     baseline.width = 83;
     baseline.height = 90;
-    PeerSpec restarting = baseline;
+    PeerRecipe restarting = baseline;
     restarting.restartRows = 1;
-    PeerSpec progressive = baseline;
+    PeerRecipe progressive = baseline;
     progressive.progressive = true;
-    PeerSpec grey = baseline;
+    PeerRecipe grey = baseline;
     grey.inputChannels = 1;
     grey.stored = JCS_GRAYSCALE;
     grey.sampling = {};
@@ -344,7 +344,7 @@ TEST(StandardModeDamage, DamagedFilesShowWhatThePeerShowsAndStrictReadingRefuses
         int rowsLost;  // MCU rows that may differ from the clean picture; -1: any
     };
     for (const DamageSource& source : damageSources()) {
-        const std::vector<uint8_t> clean = encoded(source.spec);
+        const std::vector<uint8_t> clean = encoded(source.recipe);
         Picture whole, strict;
         ASSERT_TRUE(ourDecode(clean, kStandard, whole));
         // Strict reading of the whole file is the ordinary one.
@@ -419,8 +419,8 @@ TEST(StandardModeDamage, DamagedFilesShowWhatThePeerShowsAndStrictReadingRefuses
 
 TEST(StandardModeDamage, FramesWithoutHuffmanTablesUseTheExampleOnes) {
     // Motion-JPEG frames leave out the tables that the peer writes by default.
-    for (const PeerSpec& spec : {colour({{2, 1}, {1, 1}, {1, 1}}), greySpec()}) {
-        const std::vector<uint8_t> clean = encoded(spec);
+    for (const PeerRecipe& recipe : {colour({{2, 1}, {1, 1}, {1, 1}}), greyRecipe()}) {
+        const std::vector<uint8_t> clean = encoded(recipe);
         std::vector<uint8_t> frame;
         size_t from = 0;
         for (size_t at : markersCoded(clean, 0xC4)) {
