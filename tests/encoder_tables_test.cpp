@@ -49,24 +49,20 @@ TEST(EncoderQuantTables, EdgeQualitiesGiveFlatTablesAndFineTablesIgnoreQuality) 
 }
 
 TEST(EncoderFrameSetup, SamplingGivesMcuGeometryAndSelectors) {
-    struct Case {
+    // The manifest's encodes pin the samplings it uses; these two it does not.
+    const struct {
         uint32_t sampling;
         uint16_t components, width, height;
-        uint32_t mcuWidth, mcuHeight, mcusPerRow, mcusPerColumn, blocks[3];
-    };
-    // The manifest's encodes pin the samplings it uses; these two it does not.
-    const Case cases[] = {{0x112211, 3, 33, 16, 16, 16, 3, 1, {1, 4, 1}}, {0x22, 1, 100, 75, 16, 16, 7, 5, {4, 0, 0}}};
-    for (const Case& g : cases) {
+        std::vector<uint32_t> geometry;  // MCU width and height, MCUs across and down, each component's blocks in an MCU
+    } cases[] = {{0x112211, 3, 33, 16, {16, 16, 3, 1, 1, 4, 1}}, {0x22, 1, 100, 75, {16, 16, 7, 5, 4}}};
+    for (const auto& g : cases) {
         Built b(g.sampling, g.components, 75, JPEG_OPT_ENCODE, g.width, g.height, 7);
         const EncoderState& enc = b.context->enc;
-        SCOPED_TRACE(testing::Message() << std::hex << g.sampling);
+        std::vector<uint32_t> geometry = {enc.mcuWidth, enc.mcuHeight, enc.mcusPerRow, enc.mcusPerColumn};
+        for (uint32_t c = 0; c < g.components; ++c) geometry.push_back(b.context->components[c].blocksInMcu);
+        EXPECT_EQ(geometry, g.geometry) << std::hex << g.sampling;
         EXPECT_EQ(enc.samplingSignature, g.sampling);
-        EXPECT_EQ(enc.mcuWidth, g.mcuWidth);
-        EXPECT_EQ(enc.mcuHeight, g.mcuHeight);
-        EXPECT_EQ(enc.mcusPerRow, g.mcusPerRow);
-        EXPECT_EQ(enc.mcusPerColumn, g.mcusPerColumn);
         EXPECT_EQ(enc.restartInterval, 7u);
-        for (uint32_t c = 0; c < g.components; ++c) EXPECT_EQ(b.context->components[c].blocksInMcu, g.blocks[c]);
     }
 }
 
