@@ -65,21 +65,6 @@ TEST(InverseDct, FullAndHalfSizesFollowTheExactTransform) {
 
 // ---- Bit reader ----
 
-struct MemoryReader {
-    JpegContext* context;
-    std::vector<uint8_t> data;
-    explicit MemoryReader(std::vector<uint8_t> bytes) : data(std::move(bytes)) {
-        context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE | JPEG_OPT_MEMORY);
-        BitstreamFile* bf = context->bitstream;
-        bf->flags |= kBitstreamMemory;
-        bf->memBase = data.data();
-        bf->memCursor = data.data();
-        bf->memLength = static_cast<uint32_t>(data.size());
-        (void)complibOpenBitstreamFile(bf);
-    }
-    ~MemoryReader() { complibDestroyJpegContext(context); }
-};
-
 // Stuffed bytes and markers met by the plain bit reader: the kernel tests
 // hold it to the quick one's state after every MCU of clean and damaged
 // streams, whose output the manifest pins.
@@ -114,14 +99,18 @@ TEST(HuffmanLookup, TablesTheFrameTypeCannotUseAreRefused) {
 // A context reading the given bits, with a DC table of 3-bit codes for sizes
 // 0..5 and an AC table of 3-bit codes: 000 EOB, 001 ZRL, 010 (0,1), 011 (14,1), 100 (15,1).
 struct BlockBench {
-    std::unique_ptr<MemoryReader> reader;
+    std::vector<uint8_t> data;
+    JpegContext* context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE | JPEG_OPT_MEMORY);
     ComponentRecord record{};
     explicit BlockBench(BitWriter& writer) {
         writer.align();
-        std::vector<uint8_t> bytes = writer.bytes();
-        bytes.insert(bytes.end(), {0xFF, 0xD9});
-        reader = std::make_unique<MemoryReader>(bytes);
-        JpegContext* context = reader->context;
+        data = writer.bytes();
+        data.insert(data.end(), {0xFF, 0xD9});
+        BitstreamFile* bf = context->bitstream;
+        bf->flags |= kBitstreamMemory;
+        bf->memBase = bf->memCursor = data.data();
+        bf->memLength = static_cast<uint32_t>(data.size());
+        (void)complibOpenBitstreamFile(bf);
         HuffmanDefinition dc = definitionOf({0, 0, 6}, {0, 1, 2, 3, 4, 5}, 0x00);
         HuffmanDefinition ac = definitionOf({0, 0, 5}, {0x00, 0xF0, 0x01, 0xE1, 0xF1}, 0x10);
         EXPECT_EQ(complibBuildHuffmanCodeTable(context, &dc, 6), 0);
@@ -137,7 +126,7 @@ struct BlockBench {
                                  d.maxCodeLength, a.maxCodeLength, {}};
         for (int k = 0; k < 64; ++k) record.quant[k] = k + 1;
     }
-    JpegContext* context() { return reader->context; }
+    ~BlockBench() { complibDestroyJpegContext(context); }
 };
 
 enum : uint32_t { kEob = 0, kZrl = 1, kRun0 = 2, kRun14 = 3, kRun15 = 4 };
@@ -156,9 +145,9 @@ TEST(BlockDecoder, ZeroRunsPastTheEnd) {
     BlockBench bench(w);
     ReportCapture capture;
     int16_t block[64];
-    EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
+    EXPECT_EQ(decodeBlock(bench.context, block, &bench.record), 0);
     EXPECT_TRUE(capture.reports().empty());
-    EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), -1);
+    EXPECT_EQ(decodeBlock(bench.context, block, &bench.record), -1);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kAc)});
 }
 
@@ -179,19 +168,19 @@ TEST(BlockDecoder, PartialDecodeKeepsTheCornerAndSkipsTheRest) {
     BlockBench bench(w);
     ReportCapture capture;
     int16_t block[64] = {};
-    ASSERT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 24), 0);
+    ASSERT_EQ(decodeBlockPartial(bench.context, block, &bench.record, 24), 0);
     EXPECT_EQ(block[0], 1);
     EXPECT_EQ(block[zigzagToNatural[1]], 2);
     EXPECT_EQ(block[zigzagToNatural[16]], -17);
     EXPECT_EQ(block[zigzagToNatural[31]], 32);
     EXPECT_EQ(block[zigzagToNatural[46]], 0);
     std::memset(block, 0, sizeof block);
-    ASSERT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 0), 0);  // eighth size: DC only
+    ASSERT_EQ(decodeBlockPartial(bench.context, block, &bench.record, 0), 0);  // eighth size: DC only
     EXPECT_EQ(block[0], 2);
     EXPECT_EQ(block[1], 0);
-    EXPECT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 4), -1);
+    EXPECT_EQ(decodeBlockPartial(bench.context, block, &bench.record, 4), -1);
     EXPECT_TRUE(capture.reports().empty());
-    EXPECT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 4), -1);
+    EXPECT_EQ(decodeBlockPartial(bench.context, block, &bench.record, 4), -1);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kDc)});
 }
 
