@@ -24,13 +24,7 @@ struct Built {
     Built(uint32_t sampling, uint16_t components, uint16_t quality, uint32_t options = JPEG_OPT_ENCODE,
           uint16_t width = 0, uint16_t height = 0, uint16_t restartInterval = 0)
         : context(complibCreateJpegContext(nullptr, options)) {
-        JpegEncodeParams p{};
-        p.samplingFactors = sampling;
-        p.componentCount = components;
-        p.quality = quality;
-        p.width = width;
-        p.height = height;
-        p.restartInterval = restartInterval;
+        JpegEncodeParams p{sampling, width, height, restartInterval, components, quality, 0, 0, nullptr, nullptr, 0};
         EXPECT_EQ(jpegEncodeBuildTables(context, &p), 0);
     }
     ~Built() { complibDestroyJpegContext(context); }

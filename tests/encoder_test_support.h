@@ -11,25 +11,12 @@
 namespace testing_support {
 
 inline ImageRect rectOf(const Picture& image, int firstRow = 0) {
-    ImageRect rect{};
-    rect.width = static_cast<int32_t>(image.width);
-    rect.height = static_cast<int32_t>(image.height - firstRow);
-    rect.stride = static_cast<int32_t>(image.width * image.channels);
-    rect.bitsPerPixel = static_cast<int32_t>(8 * image.channels);
-    rect.bits = const_cast<uint8_t*>(image.row(firstRow));
-    rect.size = static_cast<uint32_t>(rect.stride) * static_cast<uint32_t>(rect.height);
-    return rect;
+    const int stride = image.width * image.channels, height = image.height - firstRow;
+    return {image.width, height, stride, 8 * image.channels, 0, 0, const_cast<uint8_t*>(image.row(firstRow)), uint32_t(stride * height)};
 }
 
 inline JpegEncodeParams paramsFor(const Picture& image, uint32_t sampling, uint16_t quality, uint16_t options = 0) {
-    JpegEncodeParams p{};
-    p.samplingFactors = sampling;
-    p.width = static_cast<uint16_t>(image.width);
-    p.height = static_cast<uint16_t>(image.height);
-    p.componentCount = static_cast<uint16_t>(image.channels);
-    p.quality = quality;
-    p.options = options;
-    return p;
+    return {sampling, uint16_t(image.width), uint16_t(image.height), 0, uint16_t(image.channels), quality, options, 0, nullptr, nullptr, 0};
 }
 
 // The sampling word for three components with the given luma byte.
