@@ -177,6 +177,12 @@ struct LosslessRecipe {
     // The legacy reading takes 16 bits after category 16 as the difference
     // itself; standard mode takes none, the category alone meaning 32768.
     bool bitsAfter32768 = false;
+    // The largest horizontal and vertical factors.
+    std::pair<int, int> largestFactors() const {
+        int h = 1, v = 1;
+        for (uint8_t s : sampling) h = std::max(h, s >> 4), v = std::max(v, s & 15);
+        return {h, v};
+    }
 };
 
 // Component planes (already point-transformed, padded to whole MCUs) in,
@@ -184,11 +190,7 @@ struct LosslessRecipe {
 // Predictors other than 1..7 are written as given, for failure tests.
 inline std::vector<uint8_t> writeLossless(const LosslessRecipe& recipe, const std::vector<std::vector<int32_t>>& planes) {
     const int count = int(recipe.sampling.size());
-    int maxH = 1, maxV = 1;
-    for (uint8_t s : recipe.sampling) {
-        maxH = std::max(maxH, s >> 4);
-        maxV = std::max(maxV, s & 15);
-    }
+    const auto [maxH, maxV] = recipe.largestFactors();
     const uint8_t counts[16] = {0, 0, 6, 0, 7, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0};  // 17 codes, none all ones
     uint32_t codes[17];
     int lengths[17];

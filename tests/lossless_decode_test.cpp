@@ -58,11 +58,7 @@ struct LosslessCase {
 // (differences of every category).
 LosslessCase losslessCase(LosslessRecipe recipe, uint32_t seed = 1) {
     LosslessCase c{recipe, {}};
-    int maxH = 1, maxV = 1;
-    for (uint8_t s : recipe.sampling) {
-        maxH = std::max(maxH, s >> 4);
-        maxV = std::max(maxV, s & 15);
-    }
+    const auto [maxH, maxV] = recipe.largestFactors();
     const int across = (recipe.width + maxH - 1) / maxH, down = (recipe.height + maxV - 1) / maxV;
     const int precision = recipe.precision - recipe.pointTransform;
     const uint32_t top = (1u << precision) - 1;
@@ -105,11 +101,7 @@ int wrongSamples(const LosslessCase& c, const Mode& reading, const Mode& written
         EXPECT_EQ(damage, cutShort ? JPEG_DAMAGE_TRUNCATED : 0);
         EXPECT_EQ(reports.reports().size(), cutShort ? 1u : 0u);
     }
-    int maxH = 1, maxV = 1;
-    for (uint8_t s : recipe.sampling) {
-        maxH = std::max(maxH, s >> 4);
-        maxV = std::max(maxV, s & 15);
-    }
+    const auto [maxH, maxV] = recipe.largestFactors();
     int wrong = 0;
     for (int y = 0; y < (cutShort ? recipe.height / 4 : recipe.height); ++y)
         for (int x = 0; x < recipe.width; ++x)
