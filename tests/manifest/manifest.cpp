@@ -52,9 +52,10 @@ std::string hex(uint64_t v) {
 }
 
 // What one set of calls produced: the bytes written, every return value and
-// every report.
+// every report (those from its creation on).
 struct Outcome {
     Hash pixels, returns;
+    Outcome() { reports = Hash{}; }
 };
 
 // Twelve hex digits for the bytes, the return values and the reports
@@ -172,7 +173,6 @@ void decodeFile(const std::string& name, const std::vector<uint8_t>& clean) {
                 // One line per output kind, a digest per scale.
                 std::string line = name + " " + variant + (mode ? " standard" : " legacy") + (raw ? " raw" : " colour");
                 for (int32_t scale = 0; scale <= 3; ++scale) {
-                    reports = Hash{};
                     Outcome outcome;
                     for (const uint32_t strip : {1u, 3u, 8u, 13u, 16u, 0u})
                         decodeInStrips(data, static_cast<uint16_t>(mode | raw), scale, strip, outcome);
@@ -181,13 +181,11 @@ void decodeFile(const std::string& name, const std::vector<uint8_t>& clean) {
                 std::printf("%s\n", line.c_str());
             }
             if (progressive) {
-                reports = Hash{};
                 Outcome outcome;
                 decodeByPasses(data, mode, outcome);
                 printLine(name + " " + variant + (mode ? " standard" : " legacy") + " passes", outcome);
             }
         }
-        reports = Hash{};
         Outcome outcome;
         for (int32_t scale = 0; scale <= 3; ++scale) decodeToBitmap(data, scale, outcome);
         printLine(name + " " + variant + " bitmap", outcome);
@@ -233,7 +231,6 @@ void finishEncode(JpegHandle handle, JpegEncodeParams& params, Outcome& outcome)
 // The rectangle in strips of `strip` rows (whole MCU rows but the last).
 void encodeRect(const Picture& picture, uint32_t sampling, uint16_t quality, uint16_t restart, uint16_t options,
                 int32_t strip) {
-    reports = Hash{};
     Outcome outcome;
     JpegEncodeParams params;
     JpegHandle handle = openEncoder(params, picture, sampling, quality, restart, options);
@@ -256,7 +253,6 @@ void encodeRect(const Picture& picture, uint32_t sampling, uint16_t quality, uin
 void encodeOthers(const Picture& colour) {
     // Planar 4:2:0 from the picture's first channel and two halved planes.
     for (const bool swapped : {false, true}) {
-        reports = Hash{};
         Outcome outcome;
         const int32_t w = colour.width, h = colour.height;
         std::vector<uint8_t> planes(static_cast<size_t>(w) * h * 3 / 2 + 16);
@@ -272,7 +268,6 @@ void encodeOthers(const Picture& colour) {
     }
     // A 24-bit bottom-up bitmap, and TWAIN rows with even padding.
     for (const bool twain : {false, true}) {
-        reports = Hash{};
         Outcome outcome;
         const size_t stride = twain ? (colour.width * 3 + 1) & ~1 : (colour.width * 3 + 3) & ~3;
         std::vector<uint8_t> rows(stride * colour.height);
