@@ -115,10 +115,7 @@ TEST(DecodeProlog, BadHandlesOptionsFilesAndTheCompletenessCheck) {
     };
     for (const auto& c : cases) {
         ReportCapture capture;
-        JpegDecodeParams params{};
-        params.options = c.options;
-        params.data = c.data.data();
-        params.dataLength = static_cast<uint32_t>(c.data.size());
+        JpegDecodeParams params{0, 0, 0, 0, 0, 0, c.options, 0, nullptr, c.data.data(), uint32_t(c.data.size())};
         JpegHandle handle = jpegDecodeProlog(c.options & JPEG_OPT_MEMORY ? nullptr : c.file.c_str(), &params);
         EXPECT_EQ(handle != nullptr, c.reports.empty()) << c.options << ", " << c.data.size() << " bytes";
         EXPECT_EQ(capture.texts(), c.reports) << c.options << ", " << c.data.size() << " bytes";
@@ -145,10 +142,7 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
     WideName name = wideName(path);
 
     uint8_t jfifBuffer[7 + 6] = {};
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_START_OFFSET | JPEG_OPT_JFIF;
-    params.startOffset = 100;
-    params.jfifInfo = reinterpret_cast<JfifInfo*>(jfifBuffer);
+    JpegDecodeParams params{0, 0, 0, 0, 0, 0, JPEG_OPT_START_OFFSET | JPEG_OPT_JFIF, 100, reinterpret_cast<JfifInfo*>(jfifBuffer), nullptr, 0};
     ReportCapture capture;
     JpegHandle h = jpegDecodeProlog(name.c_str(), &params);
     ASSERT_NE(h, nullptr) << ::testing::PrintToString(capture.texts());
@@ -260,14 +254,10 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
     for (const auto& c : cases) {
         std::vector<std::string> expected;
         for (const Run& run : c.reports) expected.insert(expected.end(), run.count, run.text);
-        JpegDecodeParams params{};
-        params.options = c.options;
-        params.jfifInfo = reinterpret_cast<JfifInfo*>(jfifBuffer.data());
+        JpegDecodeParams params{0, 0, 0, 0, 0, 0, c.options, 0, reinterpret_cast<JfifInfo*>(jfifBuffer.data()), c.data.data(),
+                                uint32_t(c.data.size())};
         WideName name;
-        if (c.options & JPEG_OPT_MEMORY) {
-            params.data = c.data.data();
-            params.dataLength = static_cast<uint32_t>(c.data.size());
-        } else {
+        if (!(c.options & JPEG_OPT_MEMORY)) {  // read from a file
             std::string path = tempPath("headers_cut_short.jpg");
             writeFileBytes(path, c.data);
             name = wideName(path);
