@@ -3,14 +3,12 @@
 // its top-down rectangle gives.
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "bitmap_test_support.h"
 #include "encoder_test_support.h"
 #include "test_support.h"
 
 using namespace bitmap_testing;
-using testing_support::takeOutput;
+using testing_support::encodeWith;
 using testing_support::ReportCapture;
 using Bytes = std::vector<uint8_t>;
 using testing_support::text;
@@ -20,28 +18,16 @@ namespace {
 constexpr uint32_t k420 = 0x221111;
 constexpr uint32_t k444 = 0x111111;
 
-// Encodes through `feed` in memory at quality 90.
-Bytes encodeWith(uint16_t width, uint16_t height, uint16_t components, uint32_t sampling,
-                 const std::function<void(JpegHandle)>& feed) {
-    JpegEncodeParams p{};
-    p.samplingFactors = sampling;
-    p.width = width;
-    p.height = height;
-    p.componentCount = components;
-    p.quality = 90;
-    p.options = JPEG_OPT_MEMORY;
-    JpegHandle handle = jpegEncodeProlog(nullptr, &p);
-    if (!handle) return {};
-    feed(handle);
-    bool ok = jpegEncodeEpilog(handle) == 0;
-    Bytes out = takeOutput(p);
-    return ok ? out : Bytes{};
+// The parameters of an encode at quality 90.
+JpegEncodeParams params(uint16_t width, uint16_t height, uint16_t components, uint32_t sampling) {
+    return testing_support::paramsFor({width, height, components, {}}, sampling, 90);
 }
 
 Bytes encodeDib(uint16_t width, uint16_t height, uint16_t components, uint32_t sampling, const Bytes& bits,
                 DibHeader& header, uint32_t expectLines) {
-    return encodeWith(width, height, components, sampling, [&](JpegHandle h) {
+    return encodeWith(params(width, height, components, sampling), [&](JpegHandle h) {
         EXPECT_EQ(jpegEncodeFromWinDIBits(h, height, bits.data(), header.get()), expectLines);
+        return true;
     });
 }
 
@@ -91,9 +77,10 @@ TEST(EncodeFromDibEntry, RefusedBitmapsAndMisuseEncodeNothing) {
     EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kComplibSetDIBitsToRectFailed)});
 
     EXPECT_EQ(jpegEncodeFromWinDIBits(nullptr, 8, bits.data(), header.get()), 0u);
-    encodeWith(8, 8, 3, k444, [&](JpegHandle h) {
+    encodeWith(params(8, 8, 3, k444), [&](JpegHandle h) {
         EXPECT_EQ(jpegEncodeFromWinDIBits(h, 8, nullptr, header.get()), 0u);
         EXPECT_EQ(jpegEncodeFromWinDIBits(h, 8, bits.data(), nullptr), 0u);
+        return true;
     });
     EXPECT_EQ(jpegEncodeFromWinDIB(), 0);
 }
@@ -103,6 +90,6 @@ TEST(EncodeFromDibEntry, RefusedBitmapsAndMisuseEncodeNothing) {
 TEST(EncodeFromTwainEntry, AnEmptyTransferIsReported) {
     ReportCapture capture;
     const uint8_t empty[4] = {};
-    encodeWith(8, 8, 3, k444, [&](JpegHandle h) { EXPECT_EQ(jpegEncodeFromWinTWAIN(h, empty, 0, 8), 0u); });
+    encodeWith(params(8, 8, 3, k444), [&](JpegHandle h) { EXPECT_EQ(jpegEncodeFromWinTWAIN(h, empty, 0, 8), 0u); return true; });
     EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kLocalAllocFailed)});
 }

@@ -18,12 +18,7 @@ struct DibHeader {
                        uint32_t headerSize = 40) {
         // Room for the full 40-byte record even when biSize claims a shorter one.
         block.assign(std::max<size_t>(headerSize, 40) + 4 * tableEntries, 0);
-        BITMAPINFOHEADER h{};
-        h.biSize = headerSize;
-        h.biWidth = width;
-        h.biHeight = height;
-        h.biPlanes = 1;
-        h.biBitCount = static_cast<uint16_t>(bitCount);
+        BITMAPINFOHEADER h{headerSize, width, height, 1, static_cast<uint16_t>(bitCount), 0, 0, 0, 0, 0, 0};
         std::memcpy(block.data(), &h, sizeof h);
     }
     BITMAPINFOHEADER* get() { return reinterpret_cast<BITMAPINFOHEADER*>(block.data()); }
@@ -56,11 +51,7 @@ struct TestRect {
              int guardRows = 2)
         : guardBytes(static_cast<size_t>(guardRows * stride)) {
         storage.assign(static_cast<size_t>(height * stride) + 2 * guardBytes, fill);
-        rect.width = width;
-        rect.height = height;
-        rect.stride = stride;
-        rect.bitsPerPixel = bitsPerPixel;
-        rect.bits = storage.data() + guardBytes;
+        rect = {width, height, stride, bitsPerPixel, 0, 0, storage.data() + guardBytes, 0};
     }
     uint8_t* row(int y) { return rect.bits + y * rect.stride; }
     uint8_t at(int y, int byte) const { return rect.bits[y * rect.stride + byte]; }

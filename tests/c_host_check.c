@@ -19,12 +19,17 @@
  * target: exact sizes on 32-bit targets, only pointers wider on 64-bit ones. */
 #define LAYOUT_CHECK(name, cond) typedef char layout_##name[(cond) ? 1 : -1]
 LAYOUT_CHECK(decode_params, sizeof(JpegDecodeParams) == 24 + 2 * sizeof(void*) &&
+                                offsetof(JpegDecodeParams, options) == 14 && offsetof(JpegDecodeParams, startOffset) == 16 &&
+                                offsetof(JpegDecodeParams, jfifInfo) == 20 &&
                                 offsetof(JpegDecodeParams, dataLength) == 20 + 2 * sizeof(void*));
-LAYOUT_CHECK(encode_params, sizeof(JpegEncodeParams) == 24 + 2 * sizeof(void*) &&
+LAYOUT_CHECK(encode_params, sizeof(JpegEncodeParams) == 24 + 2 * sizeof(void*) && offsetof(JpegEncodeParams, quality) == 12 &&
+                                offsetof(JpegEncodeParams, jfif) == 20 &&
                                 offsetof(JpegEncodeParams, outputSize) == 20 + 2 * sizeof(void*));
-LAYOUT_CHECK(image_rect, sizeof(ImageRect) == 28 + sizeof(void*) && offsetof(ImageRect, size) == 24 + sizeof(void*));
+LAYOUT_CHECK(image_rect, sizeof(ImageRect) == 28 + sizeof(void*) && offsetof(ImageRect, bits) == 24 &&
+                             offsetof(ImageRect, size) == 24 + sizeof(void*));
 LAYOUT_CHECK(frame_header, sizeof(FrameHeader) == 26 && offsetof(FrameHeader, sofMarker) == 16 &&
-                               offsetof(FrameHeader, lines) == 20 && offsetof(FrameHeader, precision) == 24);
+                               offsetof(FrameHeader, lines) == 20 && offsetof(FrameHeader, precision) == 24 &&
+                               offsetof(FrameHeader, componentCount) == 25);
 LAYOUT_CHECK(jfif_info, offsetof(JfifInfo, yDensity) == 2 && offsetof(JfifInfo, units) == 4 &&
                             offsetof(JfifInfo, thumbnailWidth) == 5 && offsetof(JfifInfo, thumbnailHeight) == 6 &&
                             offsetof(JfifInfo, thumbnail) == 7);
@@ -43,35 +48,18 @@ static uint8_t* encodeToMemory(uint32_t* size) {
     enum { kSide = 96 };
     static uint8_t pixels[kSide * kSide];
     uint32_t seed = 12345;
-    JpegEncodeParams params;
-    ImageRect rect;
+    JpegEncodeParams params = {0x11, kSide, kSide, 0, 1, 100, JPEG_OPT_MEMORY, 0, NULL, NULL, 0};
+    ImageRect rect = {kSide, kSide, kSide, 8, 0, 0, pixels, 0};
     JpegHandle jpeg;
-    int i;
+    int i, ok;
     for (i = 0; i < kSide * kSide; ++i) {
         seed = seed * 1103515245u + 12345u;
         pixels[i] = (uint8_t)(seed >> 24);
     }
-    memset(&params, 0, sizeof params);
-    params.samplingFactors = 0x11;
-    params.width = kSide;
-    params.height = kSide;
-    params.componentCount = 1;
-    params.quality = 100;
-    params.options = JPEG_OPT_MEMORY;
-    memset(&rect, 0, sizeof rect);
-    rect.width = kSide;
-    rect.height = kSide;
-    rect.stride = kSide;
-    rect.bitsPerPixel = 8;
-    rect.bits = pixels;
     jpeg = jpegEncodeProlog(NULL, &params);
     if (jpeg == NULL) return NULL;
-    if (jpegEncodeFromRect(jpeg, &rect, kSide) != kSide) {
-        jpegEncodeEpilog(jpeg);
-        jpegFreeMemory(params.outputBuffer);
-        return NULL;
-    }
-    if (jpegEncodeEpilog(jpeg) != 0) {
+    ok = jpegEncodeFromRect(jpeg, &rect, kSide) == kSide;
+    if (jpegEncodeEpilog(jpeg) != 0 || !ok) {
         jpegFreeMemory(params.outputBuffer);
         return NULL;
     }
@@ -82,17 +70,6 @@ static uint8_t* encodeToMemory(uint32_t* size) {
 int main(void) {
     uint8_t* stream;
     uint32_t size = 0;
-
-    CHECK(offsetof(JpegDecodeParams, options) == 14);
-    CHECK(offsetof(JpegDecodeParams, startOffset) == 16);
-    CHECK(offsetof(JpegDecodeParams, jfifInfo) == 20);
-    CHECK(offsetof(JpegEncodeParams, quality) == 12);
-    CHECK(offsetof(JpegEncodeParams, jfif) == 20);
-    CHECK(sizeof(FrameHeader) == 26);
-    CHECK(offsetof(FrameHeader, componentCount) == 25);
-    CHECK(offsetof(JfifInfo, thumbnail) == 7);
-    CHECK(sizeof(BITMAPINFOHEADER) == 40);
-    CHECK(offsetof(ImageRect, bits) == 24);
 
     jpegSetReportHandler(countReport, NULL);
     CHECK(jpegFreeMemory(NULL) == 0);

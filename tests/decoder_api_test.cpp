@@ -18,26 +18,26 @@ int patternSample(int component, uint32_t mcu, int block) {
 }
 
 FlatJpeg colourImage(uint16_t width, uint16_t height, uint8_t lumaSampling, uint16_t restartInterval = 0) {
-    FlatJpeg spec;
-    spec.width = width;
-    spec.height = height;
-    spec.components = {{1, lumaSampling}, {2, 0x11}, {3, 0x11}};
-    spec.level = samples(patternSample);
-    spec.restartInterval = restartInterval;
-    return spec;
+    FlatJpeg recipe;
+    recipe.width = width;
+    recipe.height = height;
+    recipe.components = {{1, lumaSampling}, {2, 0x11}, {3, 0x11}};
+    recipe.level = samples(patternSample);
+    recipe.restartInterval = restartInterval;
+    return recipe;
 }
 
 // Expected raw sample of component c at pixel (x, y): the value of the block
 // that covers it after replication of subsampled components.
-uint8_t expectedRaw(const FlatJpeg& spec, int c, uint32_t x, uint32_t y) {
+uint8_t expectedRaw(const FlatJpeg& recipe, int c, uint32_t x, uint32_t y) {
     int maxH = 1, maxV = 1;
-    for (auto comp : spec.components) {
+    for (auto comp : recipe.components) {
         maxH = std::max(maxH, comp.sampling >> 4);
         maxV = std::max(maxV, comp.sampling & 15);
     }
-    uint32_t mcusPerRow = (spec.width + 8 * maxH - 1) / (8 * maxH);
+    uint32_t mcusPerRow = (recipe.width + 8 * maxH - 1) / (8 * maxH);
     uint32_t mcu = (y / (8 * maxV)) * mcusPerRow + x / (8 * maxH);
-    int h = spec.components[c].sampling >> 4, v = spec.components[c].sampling & 15;
+    int h = recipe.components[c].sampling >> 4, v = recipe.components[c].sampling & 15;
     uint32_t inX = x % (8 * maxH), inY = y % (8 * maxV);
     int bx = static_cast<int>(inX * h / (8 * maxH)), by = static_cast<int>(inY * v / (8 * maxV));
     return static_cast<uint8_t>(patternSample(c, mcu, by * h + bx) + 128);
@@ -45,33 +45,25 @@ uint8_t expectedRaw(const FlatJpeg& spec, int c, uint32_t x, uint32_t y) {
 
 // Raw pixels of a buffer `width` pixels wide: the first `rows` rows hold the
 // picture, the rest of the buffer its guard bytes.
-void expectRawImage(const FlatJpeg& spec, const std::vector<uint8_t>& pixels, uint32_t width, uint32_t rows) {
-    const uint32_t n = static_cast<uint32_t>(spec.components.size());
+void expectRawImage(const FlatJpeg& recipe, const std::vector<uint8_t>& pixels, uint32_t width, uint32_t rows) {
+    const uint32_t n = static_cast<uint32_t>(recipe.components.size());
     for (uint32_t y = 0; y < pixels.size() / (width * n); ++y)
         for (uint32_t x = 0; x < width; ++x)
             for (uint32_t c = 0; c < n; ++c)
-                ASSERT_EQ(pixels[(y * width + x) * n + c], y < rows ? expectedRaw(spec, static_cast<int>(c), x, y) : kGuard)
+                ASSERT_EQ(pixels[(y * width + x) * n + c], y < rows ? expectedRaw(recipe, static_cast<int>(c), x, y) : kGuard)
                     << "x " << x << " y " << y << " c " << c;
 }
 
 TEST(DecodeProlog, ReportsGeometryAndFrameHeader) {
     MemoryDecode d(flatJpeg(colourImage(17, 9, 0x22, 1)));
     ASSERT_NE(d.handle, nullptr);
-    EXPECT_EQ(d.params.samplingSignature, 0x221111u);
-    EXPECT_EQ(d.params.width, 17);
-    EXPECT_EQ(d.params.height, 9);
-    EXPECT_EQ(d.params.restartInterval, 1);
-    EXPECT_EQ(d.params.componentCount, 3);
-    EXPECT_EQ(d.params.options & JPEG_OPT_PROGRESSIVE, 0);
-    FrameHeader frame{};
-    ASSERT_EQ(jpegGetFrameHeader(d.handle, &frame), 0);
-    EXPECT_EQ(frame.sofMarker, 0xFFC0);
-    EXPECT_EQ(frame.lines, 9);
-    EXPECT_EQ(frame.samplesPerLine, 17);
-    EXPECT_EQ(frame.componentCount, 3);
-    EXPECT_EQ(frame.components[0].horizontalSampling, 2);
-    EXPECT_EQ(frame.components[0].verticalSampling, 2);
-    EXPECT_EQ(frame.components[2].identifier, 3);
+    FrameHeader f{};
+    ASSERT_EQ(jpegGetFrameHeader(d.handle, &f), 0);
+    const JpegDecodeParams& p = d.params;
+    EXPECT_EQ((std::vector<uint32_t>{p.samplingSignature, p.width, p.height, p.restartInterval, p.componentCount,
+                                     p.options & JPEG_OPT_PROGRESSIVE, f.sofMarker, f.lines, f.samplesPerLine, f.componentCount,
+                                     f.components[0].horizontalSampling, f.components[0].verticalSampling, f.components[2].identifier}),
+              (std::vector<uint32_t>{0x221111, 17, 9, 1, 3, 0, 0xFFC0, 9, 17, 3, 2, 2, 3}));
     // Reduced sizes round up (the manifest's odd-sized corpus pins them); past full size there is none.
     uint32_t w = 1, h = 1;
     ASSERT_EQ(jpegDecodeGetImageSize(d.handle, &w, &h, JPEG_SCALE_FULL + 1), 0);
@@ -123,10 +115,7 @@ TEST(DecodeProlog, BadHandlesOptionsFilesAndTheCompletenessCheck) {
     };
     for (const auto& c : cases) {
         ReportCapture capture;
-        JpegDecodeParams params{};
-        params.options = c.options;
-        params.data = c.data.data();
-        params.dataLength = static_cast<uint32_t>(c.data.size());
+        JpegDecodeParams params{0, 0, 0, 0, 0, 0, c.options, 0, nullptr, c.data.data(), uint32_t(c.data.size())};
         JpegHandle handle = jpegDecodeProlog(c.options & JPEG_OPT_MEMORY ? nullptr : c.file.c_str(), &params);
         EXPECT_EQ(handle != nullptr, c.reports.empty()) << c.options << ", " << c.data.size() << " bytes";
         EXPECT_EQ(capture.texts(), c.reports) << c.options << ", " << c.data.size() << " bytes";
@@ -141,11 +130,11 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
     std::vector<uint8_t> app1 = {0xFF, 0xE1, 0x00, 0x06, 0xFF, 0xD9, 0xFF, 0xD8};
     // An APP0 of another kind: Ln - 7 bytes follow its 5-byte identifier.
     std::vector<uint8_t> otherApp0 = {0xFF, 0xE0, 0x00, 0x0A, 'J', 'F', 'X', 'X', 0, 0xFF, 0xC0, 0x12};
-    FlatJpeg spec;
+    FlatJpeg recipe;
     for (const auto* segment : {&app0, &com, &app1, &otherApp0})
-        spec.extraSegments.insert(spec.extraSegments.end(), segment->begin(), segment->end());
-    spec.level = samples([](int, uint32_t, int) { return 37; });
-    auto jpeg = flatJpeg(spec);
+        recipe.extraSegments.insert(recipe.extraSegments.end(), segment->begin(), segment->end());
+    recipe.level = samples([](int, uint32_t, int) { return 37; });
+    auto jpeg = flatJpeg(recipe);
     std::vector<uint8_t> file(100, 0x55);
     file.insert(file.end(), jpeg.begin(), jpeg.end());
     std::string path = tempPath("offset.jpg");
@@ -153,10 +142,7 @@ TEST(DecodeProlog, FileWithStartOffsetAndJfif) {
     WideName name = wideName(path);
 
     uint8_t jfifBuffer[7 + 6] = {};
-    JpegDecodeParams params{};
-    params.options = JPEG_OPT_START_OFFSET | JPEG_OPT_JFIF;
-    params.startOffset = 100;
-    params.jfifInfo = reinterpret_cast<JfifInfo*>(jfifBuffer);
+    JpegDecodeParams params{0, 0, 0, 0, 0, 0, JPEG_OPT_START_OFFSET | JPEG_OPT_JFIF, 100, reinterpret_cast<JfifInfo*>(jfifBuffer), nullptr, 0};
     ReportCapture capture;
     JpegHandle h = jpegDecodeProlog(name.c_str(), &params);
     ASSERT_NE(h, nullptr) << ::testing::PrintToString(capture.texts());
@@ -212,10 +198,10 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
     const std::string readFailed = text(report_text::kReadFailedStop), pastEnd = text(report_text::kFoundUnexpectedEndOfJpegFile),
                       badSof = text(report_text::kUnsupportedSofCodingMode), badSampling = text(report_text::kUnsupportedSamplingFactor),
                       frameFailed = text(report_text::kFrameLevelParseFailed);
-    FlatJpeg spec = colourImage(16, 16, 0x22, 1);
+    FlatJpeg recipe = colourImage(16, 16, 0x22, 1);
     // JFIF with a 2 x 1 thumbnail, bytes 20 to 25 of the file.
-    spec.extraSegments = {0xFF, 0xE0, 0x00, 0x16, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 72, 0, 72, 2, 1, 9, 9, 9, 9, 9, 9};
-    const auto base = flatJpeg(spec);
+    recipe.extraSegments = {0xFF, 0xE0, 0x00, 0x16, 'J', 'F', 'I', 'F', 0, 1, 2, 0, 0, 72, 0, 72, 2, 1, 9, 9, 9, 9, 9, 9};
+    const auto base = flatJpeg(recipe);
     const size_t dqt = segmentAt(base, 0xDB), dht = segmentAt(base, 0xC4), dri = segmentAt(base, 0xDD),
                  sof = segmentAt(base, 0xC0), sos = segmentAt(base, 0xDA);
     auto upTo = [&base](size_t end) { return std::vector<uint8_t>(base.begin(), base.begin() + static_cast<ptrdiff_t>(end)); };
@@ -268,14 +254,10 @@ TEST(DecodeProlog, HeadersCutShortReportTheEndThenGoOn) {
     for (const auto& c : cases) {
         std::vector<std::string> expected;
         for (const Run& run : c.reports) expected.insert(expected.end(), run.count, run.text);
-        JpegDecodeParams params{};
-        params.options = c.options;
-        params.jfifInfo = reinterpret_cast<JfifInfo*>(jfifBuffer.data());
+        JpegDecodeParams params{0, 0, 0, 0, 0, 0, c.options, 0, reinterpret_cast<JfifInfo*>(jfifBuffer.data()), c.data.data(),
+                                uint32_t(c.data.size())};
         WideName name;
-        if (c.options & JPEG_OPT_MEMORY) {
-            params.data = c.data.data();
-            params.dataLength = static_cast<uint32_t>(c.data.size());
-        } else {
+        if (!(c.options & JPEG_OPT_MEMORY)) {  // read from a file
             std::string path = tempPath("headers_cut_short.jpg");
             writeFileBytes(path, c.data);
             name = wideName(path);
@@ -319,16 +301,16 @@ TEST(DecodeToRect, RawOutputOfOtherComponentCounts) {
         {32, 32, 0, {{1, 0x22}, {2, 0x12}, {3, 0x21}, {4, 0x11}}},
     };
     for (const auto& c : cases) {
-        FlatJpeg spec = colourImage(c.width, c.height, 0x11, c.restartInterval);
-        spec.components = c.components;
+        FlatJpeg recipe = colourImage(c.width, c.height, 0x11, c.restartInterval);
+        recipe.components = c.components;
         const int count = static_cast<int>(c.components.size());
         ReportCapture capture;
-        MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+        MemoryDecode d(flatJpeg(recipe), JPEG_OPT_RAW_COMPONENTS);
         ASSERT_NE(d.handle, nullptr);
         Output out = outputFor(c.width, c.height, count);
         ImageRect rect = out.rect();
         EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, c.height), c.height);
-        expectRawImage(spec, out.pixels, c.width, c.height);
+        expectRawImage(recipe, out.pixels, c.width, c.height);
         EXPECT_TRUE(capture.reports().empty());
     }
 }
@@ -365,9 +347,9 @@ TEST(DecodeToRect, HeightFromDnl) {
     // The frame says 0 lines: no bottom clip, whole MCU rows are written
     // (LegacyStrips has the bands). With restart markers the DNL segment is
     // met and read.
-    FlatJpeg spec = colourImage(24, 20, 0x22, 2);
-    spec.heightInDnl = true;
-    MemoryDecode d(flatJpeg(spec), JPEG_OPT_RAW_COMPONENTS);
+    FlatJpeg recipe = colourImage(24, 20, 0x22, 2);
+    recipe.heightInDnl = true;
+    MemoryDecode d(flatJpeg(recipe), JPEG_OPT_RAW_COMPONENTS);
     ASSERT_NE(d.handle, nullptr);
     EXPECT_EQ(d.params.height, 0);
     Output out = outputFor(24, 32, 3);
@@ -377,14 +359,14 @@ TEST(DecodeToRect, HeightFromDnl) {
     jpegDecodeGetImageSize(d.handle, &w, &height, JPEG_SCALE_FULL);
     EXPECT_EQ(height, 20u);
     out.pixels.resize(24 * 20 * 3);
-    expectRawImage(spec, out.pixels, 24, 20);
+    expectRawImage(recipe, out.pixels, 24, 20);
 }
 
 TEST(DecodeToRect, PartialBitstreamPieces) {
     // One restart interval per MCU row: each piece after the first is one
     // band's data, starting where the predictors restart.
-    FlatJpeg spec = colourImage(64, 24, 0x11, 8);
-    auto bytes = flatJpeg(spec);
+    FlatJpeg recipe = colourImage(64, 24, 0x11, 8);
+    auto bytes = flatJpeg(recipe);
     std::vector<size_t> cuts;
     for (const Segment& s : segmentsOf(bytes))
         if (s.marker >= 0xD0 && s.marker <= 0xD7) cuts.push_back(s.offset + 2);
@@ -404,7 +386,7 @@ TEST(DecodeToRect, PartialBitstreamPieces) {
         ImageRect view = out.rect(8 * band);
         EXPECT_EQ(jpegDecodeToRect(d.handle, &view, static_cast<uint32_t>(8 * (band + 1))), 8) << band;
     }
-    expectRawImage(spec, out.pixels, 64, 24);
+    expectRawImage(recipe, out.pixels, 64, 24);
     EXPECT_FALSE(capture.saw(report_text::kUnitNo));
 
     // Without the partial option the feeder refuses.

@@ -171,24 +171,26 @@ inline std::vector<uint8_t> flatGrey(uint8_t frame, uint16_t width, uint16_t hei
 
 // ---- Lossless streams ----
 
-struct LosslessSpec {
+struct LosslessRecipe {
     int width = 19, height = 13, precision = 8, predictor = 1, pointTransform = 0, restartInterval = 0;
     std::vector<uint8_t> sampling;  // H*16+V per component
     // The legacy reading takes 16 bits after category 16 as the difference
     // itself; standard mode takes none, the category alone meaning 32768.
     bool bitsAfter32768 = false;
+    // The largest horizontal and vertical factors.
+    std::pair<int, int> largestFactors() const {
+        int h = 1, v = 1;
+        for (uint8_t s : sampling) h = std::max(h, s >> 4), v = std::max(v, s & 15);
+        return {h, v};
+    }
 };
 
 // Component planes (already point-transformed, padded to whole MCUs) in,
 // file out. Categories 0..16 get codes of lengths 3..9 from one table.
 // Predictors other than 1..7 are written as given, for failure tests.
-inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::vector<std::vector<int32_t>>& planes) {
-    const int count = int(spec.sampling.size());
-    int maxH = 1, maxV = 1;
-    for (uint8_t s : spec.sampling) {
-        maxH = std::max(maxH, s >> 4);
-        maxV = std::max(maxV, s & 15);
-    }
+inline std::vector<uint8_t> writeLossless(const LosslessRecipe& recipe, const std::vector<std::vector<int32_t>>& planes) {
+    const int count = int(recipe.sampling.size());
+    const auto [maxH, maxV] = recipe.largestFactors();
     const uint8_t counts[16] = {0, 0, 6, 0, 7, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0};  // 17 codes, none all ones
     uint32_t codes[17];
     int lengths[17];
@@ -198,40 +200,40 @@ inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::v
             lengths[symbol] = int(length);
         }
     std::vector<uint8_t> out = {0xFF, 0xD8};
-    std::vector<uint8_t> sof = {uint8_t(spec.precision)};
-    put16(sof, uint32_t(spec.height));
-    put16(sof, uint32_t(spec.width));
+    std::vector<uint8_t> sof = {uint8_t(recipe.precision)};
+    put16(sof, uint32_t(recipe.height));
+    put16(sof, uint32_t(recipe.width));
     sof.push_back(uint8_t(count));
-    for (int c = 0; c < count; ++c) sof.insert(sof.end(), {uint8_t(c + 1), spec.sampling[size_t(c)], 0});
+    for (int c = 0; c < count; ++c) sof.insert(sof.end(), {uint8_t(c + 1), recipe.sampling[size_t(c)], 0});
     putSegment(out, 0xC3, sof);
     std::vector<uint8_t> dht(counts, counts + 16);
     dht.insert(dht.begin(), 0x00);
     for (int s = 0; s <= 16; ++s) dht.push_back(uint8_t(s));
     putSegment(out, 0xC4, dht);
-    if (spec.restartInterval) putSegment(out, 0xDD, {uint8_t(spec.restartInterval >> 8), uint8_t(spec.restartInterval)});
+    if (recipe.restartInterval) putSegment(out, 0xDD, {uint8_t(recipe.restartInterval >> 8), uint8_t(recipe.restartInterval)});
     std::vector<uint8_t> sos = {uint8_t(count)};
     for (int c = 0; c < count; ++c) sos.insert(sos.end(), {uint8_t(c + 1), 0x00});
-    sos.insert(sos.end(), {uint8_t(spec.predictor), 0, uint8_t(spec.pointTransform)});
+    sos.insert(sos.end(), {uint8_t(recipe.predictor), 0, uint8_t(recipe.pointTransform)});
     putSegment(out, 0xDA, sos);
 
     // A scan of one component codes one sample per MCU, in the component's raster order.
     const bool single = count == 1;
-    const int planeAcross = (spec.width + maxH - 1) / maxH;
-    const int mcusAcross = single ? spec.width : planeAcross, mcusDown = single ? spec.height : (spec.height + maxV - 1) / maxV;
+    const int planeAcross = (recipe.width + maxH - 1) / maxH;
+    const int mcusAcross = single ? recipe.width : planeAcross, mcusDown = single ? recipe.height : (recipe.height + maxV - 1) / maxV;
     std::vector<int> firstRow(static_cast<size_t>(count), 0);
-    const int32_t mid = 1 << (spec.precision - spec.pointTransform - 1);
+    const int32_t mid = 1 << (recipe.precision - recipe.pointTransform - 1);
     BitWriter bits;
     int restartNumber = 0;
     for (int m = 0; m < mcusAcross * mcusDown; ++m) {
         const int mx = m % mcusAcross, my = m / mcusAcross;
-        if (spec.restartInterval && m && m % spec.restartInterval == 0) {
+        if (recipe.restartInterval && m && m % recipe.restartInterval == 0) {
             bits.align();
             bits.bytes().insert(bits.bytes().end(), {0xFF, uint8_t(0xD0 + (restartNumber++ & 7))});
-            for (int c = 0; c < count; ++c) firstRow[size_t(c)] = single ? my : my * (spec.sampling[size_t(c)] & 15);
+            for (int c = 0; c < count; ++c) firstRow[size_t(c)] = single ? my : my * (recipe.sampling[size_t(c)] & 15);
         }
         for (int c = 0; c < count; ++c) {
-            const int h = single ? 1 : spec.sampling[size_t(c)] >> 4, v = single ? 1 : spec.sampling[size_t(c)] & 15;
-            const int w = planeAcross * (spec.sampling[size_t(c)] >> 4);
+            const int h = single ? 1 : recipe.sampling[size_t(c)] >> 4, v = single ? 1 : recipe.sampling[size_t(c)] & 15;
+            const int w = planeAcross * (recipe.sampling[size_t(c)] >> 4);
             const std::vector<int32_t>& p = planes[size_t(c)];
             auto at = [&](int xx, int yy) { return p[size_t(yy) * size_t(w) + size_t(xx)]; };
             for (int vy = 0; vy < v; ++vy)
@@ -242,7 +244,7 @@ inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::v
                     else if (x == 0) px = at(0, y - 1);
                     else {
                         const int32_t ra = at(x - 1, y), rb = at(x, y - 1), rc = at(x - 1, y - 1);
-                        switch (spec.predictor) {
+                        switch (recipe.predictor) {
                             case 1: px = ra; break;
                             case 2: px = rb; break;
                             case 3: px = rc; break;
@@ -256,7 +258,7 @@ inline std::vector<uint8_t> writeLossless(const LosslessSpec& spec, const std::v
                     if (d >= 0x8000) d -= 0x10000;
                     if (d == -32768) {
                         bits.put(codes[16], lengths[16]);
-                        if (spec.bitsAfter32768) bits.put(0x8000, 16);
+                        if (recipe.bitsAfter32768) bits.put(0x8000, 16);
                         continue;
                     }
                     const uint32_t magnitude = uint32_t(d < 0 ? -d : d);
@@ -315,7 +317,7 @@ inline void onPeerError(j_common_ptr cinfo) { std::longjmp(reinterpret_cast<Peer
 inline void onPeerMessage(j_common_ptr) {}
 
 // What the peer is asked to write.
-struct PeerSpec {
+struct PeerRecipe {
     int width = 61, height = 45;
     int inputChannels = 3;                      // 1 grey, 3 RGB, 4 CMYK
     J_COLOR_SPACE stored = JCS_UNKNOWN;         // the library's choice, or JCS_RGB, JCS_CMYK, JCS_YCCK ...
@@ -354,8 +356,8 @@ inline std::vector<jpeg_scan_info> scanScript(const std::string& text) {
 }
 
 // The peer's file, empty when it fails.
-inline std::vector<uint8_t> peerEncode(const PeerSpec& spec) {
-    const Picture source = spec.picture ? *spec.picture : noisyPicture(spec.width, spec.height, spec.inputChannels, spec.seed);
+inline std::vector<uint8_t> peerEncode(const PeerRecipe& recipe) {
+    const Picture source = recipe.picture ? *recipe.picture : noisyPicture(recipe.width, recipe.height, recipe.inputChannels, recipe.seed);
     jpeg_compress_struct cinfo;
     PeerError error;
     cinfo.err = jpeg_std_error(&error.manager);
@@ -375,20 +377,20 @@ inline std::vector<uint8_t> peerEncode(const PeerSpec& spec) {
     cinfo.input_components = source.channels;
     cinfo.in_color_space = source.channels == 1 ? JCS_GRAYSCALE : source.channels == 4 ? JCS_CMYK : JCS_RGB;
     jpeg_set_defaults(&cinfo);
-    if (spec.stored != JCS_UNKNOWN) jpeg_set_colorspace(&cinfo, spec.stored);
-    jpeg_set_quality(&cinfo, spec.quality, spec.baseline ? TRUE : FALSE);
-    for (size_t c = 0; c < spec.sampling.size() && int(c) < cinfo.num_components; ++c) {
-        cinfo.comp_info[c].h_samp_factor = spec.sampling[c].first;
-        cinfo.comp_info[c].v_samp_factor = spec.sampling[c].second;
+    if (recipe.stored != JCS_UNKNOWN) jpeg_set_colorspace(&cinfo, recipe.stored);
+    jpeg_set_quality(&cinfo, recipe.quality, recipe.baseline ? TRUE : FALSE);
+    for (size_t c = 0; c < recipe.sampling.size() && int(c) < cinfo.num_components; ++c) {
+        cinfo.comp_info[c].h_samp_factor = recipe.sampling[c].first;
+        cinfo.comp_info[c].v_samp_factor = recipe.sampling[c].second;
     }
-    if (spec.progressive) jpeg_simple_progression(&cinfo);
-    if (!spec.scans.empty()) {
-        cinfo.scan_info = spec.scans.data();
-        cinfo.num_scans = int(spec.scans.size());
+    if (recipe.progressive) jpeg_simple_progression(&cinfo);
+    if (!recipe.scans.empty()) {
+        cinfo.scan_info = recipe.scans.data();
+        cinfo.num_scans = int(recipe.scans.size());
     }
-    cinfo.restart_interval = unsigned(spec.restartBlocks);
-    cinfo.restart_in_rows = spec.restartRows;
-    cinfo.optimize_coding = spec.optimize ? TRUE : FALSE;
+    cinfo.restart_interval = unsigned(recipe.restartBlocks);
+    cinfo.restart_in_rows = recipe.restartRows;
+    cinfo.optimize_coding = recipe.optimize ? TRUE : FALSE;
     jpeg_start_compress(&cinfo, TRUE);
     while (cinfo.next_scanline < cinfo.image_height) {
         JSAMPROW row = const_cast<uint8_t*>(source.row(int(cinfo.next_scanline)));
@@ -407,15 +409,15 @@ inline std::vector<uint8_t> peerEncode(const PeerSpec& spec) {
 // every -restartBlocks rows.
 inline std::vector<uint8_t> peerJpeg(const Picture& picture, int h, int v, int quality = 75, const char* script = nullptr,
                                      int restartBlocks = 0) {
-    PeerSpec spec;
-    spec.picture = &picture;
-    if (picture.channels == 3) spec.sampling = lumaSampling(h, v);
-    spec.quality = quality;
-    spec.progressive = script && !*script;
-    if (script) spec.scans = scanScript(script);
-    spec.restartBlocks = std::max(restartBlocks, 0);
-    spec.restartRows = std::max(-restartBlocks, 0);
-    return peerEncode(spec);
+    PeerRecipe recipe;
+    recipe.picture = &picture;
+    if (picture.channels == 3) recipe.sampling = lumaSampling(h, v);
+    recipe.quality = quality;
+    recipe.progressive = script && !*script;
+    if (script) recipe.scans = scanScript(script);
+    recipe.restartBlocks = std::max(restartBlocks, 0);
+    recipe.restartRows = std::max(-restartBlocks, 0);
+    return peerEncode(recipe);
 }
 
 enum PeerFlags { kPeerFancyUpsampling = 1, kPeerYCbCr = 2 };

@@ -65,21 +65,6 @@ TEST(InverseDct, FullAndHalfSizesFollowTheExactTransform) {
 
 // ---- Bit reader ----
 
-struct MemoryReader {
-    JpegContext* context;
-    std::vector<uint8_t> data;
-    explicit MemoryReader(std::vector<uint8_t> bytes) : data(std::move(bytes)) {
-        context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE | JPEG_OPT_MEMORY);
-        BitstreamFile* bf = context->bitstream;
-        bf->flags |= kBitstreamMemory;
-        bf->memBase = data.data();
-        bf->memCursor = data.data();
-        bf->memLength = static_cast<uint32_t>(data.size());
-        (void)complibOpenBitstreamFile(bf);
-    }
-    ~MemoryReader() { complibDestroyJpegContext(context); }
-};
-
 // Stuffed bytes and markers met by the plain bit reader: the kernel tests
 // hold it to the quick one's state after every MCU of clean and damaged
 // streams, whose output the manifest pins.
@@ -114,14 +99,18 @@ TEST(HuffmanLookup, TablesTheFrameTypeCannotUseAreRefused) {
 // A context reading the given bits, with a DC table of 3-bit codes for sizes
 // 0..5 and an AC table of 3-bit codes: 000 EOB, 001 ZRL, 010 (0,1), 011 (14,1), 100 (15,1).
 struct BlockBench {
-    std::unique_ptr<MemoryReader> reader;
+    std::vector<uint8_t> data;
+    JpegContext* context = complibCreateJpegContext(nullptr, JPEG_OPT_DECODE | JPEG_OPT_MEMORY);
     ComponentRecord record{};
     explicit BlockBench(BitWriter& writer) {
         writer.align();
-        std::vector<uint8_t> bytes = writer.bytes();
-        bytes.insert(bytes.end(), {0xFF, 0xD9});
-        reader = std::make_unique<MemoryReader>(bytes);
-        JpegContext* context = reader->context;
+        data = writer.bytes();
+        data.insert(data.end(), {0xFF, 0xD9});
+        BitstreamFile* bf = context->bitstream;
+        bf->flags |= kBitstreamMemory;
+        bf->memBase = bf->memCursor = data.data();
+        bf->memLength = static_cast<uint32_t>(data.size());
+        (void)complibOpenBitstreamFile(bf);
         HuffmanDefinition dc = definitionOf({0, 0, 6}, {0, 1, 2, 3, 4, 5}, 0x00);
         HuffmanDefinition ac = definitionOf({0, 0, 5}, {0x00, 0xF0, 0x01, 0xE1, 0xF1}, 0x10);
         EXPECT_EQ(complibBuildHuffmanCodeTable(context, &dc, 6), 0);
@@ -137,7 +126,7 @@ struct BlockBench {
                                  d.maxCodeLength, a.maxCodeLength, {}};
         for (int k = 0; k < 64; ++k) record.quant[k] = k + 1;
     }
-    JpegContext* context() { return reader->context; }
+    ~BlockBench() { complibDestroyJpegContext(context); }
 };
 
 enum : uint32_t { kEob = 0, kZrl = 1, kRun0 = 2, kRun14 = 3, kRun15 = 4 };
@@ -156,9 +145,9 @@ TEST(BlockDecoder, ZeroRunsPastTheEnd) {
     BlockBench bench(w);
     ReportCapture capture;
     int16_t block[64];
-    EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), 0);
+    EXPECT_EQ(decodeBlock(bench.context, block, &bench.record), 0);
     EXPECT_TRUE(capture.reports().empty());
-    EXPECT_EQ(decodeBlock(bench.context(), block, &bench.record), -1);
+    EXPECT_EQ(decodeBlock(bench.context, block, &bench.record), -1);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kAc)});
 }
 
@@ -179,30 +168,30 @@ TEST(BlockDecoder, PartialDecodeKeepsTheCornerAndSkipsTheRest) {
     BlockBench bench(w);
     ReportCapture capture;
     int16_t block[64] = {};
-    ASSERT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 24), 0);
+    ASSERT_EQ(decodeBlockPartial(bench.context, block, &bench.record, 24), 0);
     EXPECT_EQ(block[0], 1);
     EXPECT_EQ(block[zigzagToNatural[1]], 2);
     EXPECT_EQ(block[zigzagToNatural[16]], -17);
     EXPECT_EQ(block[zigzagToNatural[31]], 32);
     EXPECT_EQ(block[zigzagToNatural[46]], 0);
     std::memset(block, 0, sizeof block);
-    ASSERT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 0), 0);  // eighth size: DC only
+    ASSERT_EQ(decodeBlockPartial(bench.context, block, &bench.record, 0), 0);  // eighth size: DC only
     EXPECT_EQ(block[0], 2);
     EXPECT_EQ(block[1], 0);
-    EXPECT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 4), -1);
+    EXPECT_EQ(decodeBlockPartial(bench.context, block, &bench.record, 4), -1);
     EXPECT_TRUE(capture.reports().empty());
-    EXPECT_EQ(decodeBlockPartial(bench.context(), block, &bench.record, 4), -1);
+    EXPECT_EQ(decodeBlockPartial(bench.context, block, &bench.record, 4), -1);
     EXPECT_EQ(capture.texts(), std::vector<std::string>{text(report_text::kDc)});
 }
 
 // ---- Reduced-size MCU decoders and geometry, through the prolog ----
 
 TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
-    FlatJpeg spec;
-    spec.width = 24;
+    FlatJpeg recipe;
+    recipe.width = 24;
     // DC 8 * 137 = 1096 clamps to 127 at every size, -1096 to -128.
-    spec.level = samples([](int, uint32_t mcu, int) { return mcu == 0 ? 137 : (mcu == 1 ? -100 : -137); });
-    auto bytes = flatJpeg(spec);
+    recipe.level = samples([](int, uint32_t mcu, int) { return mcu == 0 ? 137 : (mcu == 1 ? -100 : -137); });
+    auto bytes = flatJpeg(recipe);
     for (McuDecoder decoder : {decodeMcuFull, decodeMcuHalf, decodeMcuQuarter, decodeMcuEighth}) {
         MemoryDecode d(bytes);
         ASSERT_NE(d.handle, nullptr);
@@ -221,12 +210,12 @@ TEST(McuDecoders, DcOnlyBlocksAtReducedSizes) {
 // The thumbnail skipped twice without the JFIF option, and its copy with
 // it, are DecodeProlog's (headers cut short, and a file with a start offset).
 TEST(MarkerParser, SegmentWarningsLetTheParseGoOn) {
-    FlatJpeg spec;
-    spec.height = 16;
-    spec.heightInDnl = true;
-    spec.restartInterval = 1;
-    spec.extraSegments = {0xFF, 0xDD, 0x00, 0x05, 0x00, 0x00};  // DRI of the wrong length, rewritten later
-    auto bytes = flatJpeg(spec);
+    FlatJpeg recipe;
+    recipe.height = 16;
+    recipe.heightInDnl = true;
+    recipe.restartInterval = 1;
+    recipe.extraSegments = {0xFF, 0xDD, 0x00, 0x05, 0x00, 0x00};  // DRI of the wrong length, rewritten later
+    auto bytes = flatJpeg(recipe);
     bytes[segmentAt(bytes, 0xC0) + 6] = 16;  // the frame knows its height after all
     ReportCapture capture;
     MemoryDecode d(bytes);
@@ -262,7 +251,7 @@ TEST(DamagedInput, RandomDamageEndsWithAResultInEveryReading) {
     std::vector<Source> sources = {{"flat 4:2:0, restarts", flatJpeg(flat), false},
                                    {"lossless", writeLossless({33, 21, 8, 7, 0, 0, {0x11, 0x11, 0x11}}, planes), false}};
 #if defined(KELJPEG_HAVE_LIBJPEG)
-    PeerSpec baseline, progressive, separate;
+    PeerRecipe baseline, progressive, separate;
     baseline.width = progressive.width = 48;
     baseline.height = progressive.height = 40;
     baseline.sampling = progressive.sampling = lumaSampling(2, 2);

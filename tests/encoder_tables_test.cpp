@@ -24,13 +24,7 @@ struct Built {
     Built(uint32_t sampling, uint16_t components, uint16_t quality, uint32_t options = JPEG_OPT_ENCODE,
           uint16_t width = 0, uint16_t height = 0, uint16_t restartInterval = 0)
         : context(complibCreateJpegContext(nullptr, options)) {
-        JpegEncodeParams p{};
-        p.samplingFactors = sampling;
-        p.componentCount = components;
-        p.quality = quality;
-        p.width = width;
-        p.height = height;
-        p.restartInterval = restartInterval;
+        JpegEncodeParams p{sampling, width, height, restartInterval, components, quality, 0, 0, nullptr, nullptr, 0};
         EXPECT_EQ(jpegEncodeBuildTables(context, &p), 0);
     }
     ~Built() { complibDestroyJpegContext(context); }
@@ -49,24 +43,20 @@ TEST(EncoderQuantTables, EdgeQualitiesGiveFlatTablesAndFineTablesIgnoreQuality) 
 }
 
 TEST(EncoderFrameSetup, SamplingGivesMcuGeometryAndSelectors) {
-    struct Case {
+    // The manifest's encodes pin the samplings it uses; these two it does not.
+    const struct {
         uint32_t sampling;
         uint16_t components, width, height;
-        uint32_t mcuWidth, mcuHeight, mcusPerRow, mcusPerColumn, blocks[3];
-    };
-    // The manifest's encodes pin the samplings it uses; these two it does not.
-    const Case cases[] = {{0x112211, 3, 33, 16, 16, 16, 3, 1, {1, 4, 1}}, {0x22, 1, 100, 75, 16, 16, 7, 5, {4, 0, 0}}};
-    for (const Case& g : cases) {
+        std::vector<uint32_t> geometry;  // MCU width and height, MCUs across and down, each component's blocks in an MCU
+    } cases[] = {{0x112211, 3, 33, 16, {16, 16, 3, 1, 1, 4, 1}}, {0x22, 1, 100, 75, {16, 16, 7, 5, 4}}};
+    for (const auto& g : cases) {
         Built b(g.sampling, g.components, 75, JPEG_OPT_ENCODE, g.width, g.height, 7);
         const EncoderState& enc = b.context->enc;
-        SCOPED_TRACE(testing::Message() << std::hex << g.sampling);
+        std::vector<uint32_t> geometry = {enc.mcuWidth, enc.mcuHeight, enc.mcusPerRow, enc.mcusPerColumn};
+        for (uint32_t c = 0; c < g.components; ++c) geometry.push_back(b.context->components[c].blocksInMcu);
+        EXPECT_EQ(geometry, g.geometry) << std::hex << g.sampling;
         EXPECT_EQ(enc.samplingSignature, g.sampling);
-        EXPECT_EQ(enc.mcuWidth, g.mcuWidth);
-        EXPECT_EQ(enc.mcuHeight, g.mcuHeight);
-        EXPECT_EQ(enc.mcusPerRow, g.mcusPerRow);
-        EXPECT_EQ(enc.mcusPerColumn, g.mcusPerColumn);
         EXPECT_EQ(enc.restartInterval, 7u);
-        for (uint32_t c = 0; c < g.components; ++c) EXPECT_EQ(b.context->components[c].blocksInMcu, g.blocks[c]);
     }
 }
 
@@ -95,10 +85,10 @@ std::map<uint8_t, std::vector<uint8_t>> tablesIn(const std::vector<uint8_t>& str
 TEST(EncoderPeerTables, DqtAndDhtMatchThePeerAtEveryTestedQuality) {
     Picture image = photoLikeImage(8, 8);
     for (int quality : {1, 10, 25, 49, 50, 75, 90, 95, 100}) {
-        PeerSpec spec;
-        spec.width = spec.height = 8;
-        spec.quality = quality;
-        const std::vector<uint8_t> peer = peerEncode(spec);
+        PeerRecipe recipe;
+        recipe.width = recipe.height = 8;
+        recipe.quality = quality;
+        const std::vector<uint8_t> peer = peerEncode(recipe);
         std::vector<uint8_t> ours = encodeImage(image, paramsFor(image, 0x221111, static_cast<uint16_t>(quality)));
         ASSERT_FALSE(ours.empty());
         EXPECT_EQ(tablesIn(ours, 0xDB), tablesIn(peer, 0xDB)) << "quality " << quality;

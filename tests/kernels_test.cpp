@@ -34,37 +34,25 @@ struct Named {
     const char* name;
     Kernel run;
 };
-using NamedBlockKernel = Named<BlockKernel>;
-using NamedRowKernel = Named<RowKernel>;
 
-[[maybe_unused]] bool haveAvx2() {
-#if KELJPEG_X86_KERNELS && (defined(__GNUC__) || defined(__clang__))
-    return __builtin_cpu_supports("avx2");
-#else
-    return false;
-#endif
-}
+// The compiled vector kernels this processor runs: the 8x8 transform, the
+// colour row, and the rounded colour row where the set has one.
+struct VectorSet {
+    const char* name;
+    BlockKernel transform;
+    RowKernel colourRow, roundedColourRow;
+};
 
-std::vector<NamedBlockKernel> vectorTransforms() {
-    std::vector<NamedBlockKernel> out;
+std::vector<VectorSet> vectorSets() {
+    std::vector<VectorSet> out;
 #if KELJPEG_X86_KERNELS
-    out.push_back({"sse2", inverseDctClampSse2});
-    if (haveAvx2()) out.push_back({"avx2", inverseDctClampAvx2});
+    out.push_back({"sse2", inverseDctClampSse2, colourRow8Sse2, roundedColourRow8Sse2});
+#if defined(__GNUC__) || defined(__clang__)
+    if (__builtin_cpu_supports("avx2")) out.push_back({"avx2", inverseDctClampAvx2, colourRow8Avx2, roundedColourRow8Avx2});
+#endif
 #endif
 #if KELJPEG_NEON_KERNELS
-    out.push_back({"neon", inverseDctClampNeon});
-#endif
-    return out;
-}
-
-std::vector<NamedRowKernel> vectorColourRows() {
-    std::vector<NamedRowKernel> out;
-#if KELJPEG_X86_KERNELS
-    out.push_back({"sse2", colourRow8Sse2});
-    if (haveAvx2()) out.push_back({"avx2", colourRow8Avx2});
-#endif
-#if KELJPEG_NEON_KERNELS
-    out.push_back({"neon", colourRow8Neon});
+    out.push_back({"neon", inverseDctClampNeon, colourRow8Neon, nullptr});
 #endif
     return out;
 }
@@ -139,14 +127,14 @@ const LimitBlock kFourByFourAtTheLimit[] = {
 // against its plain twin.
 TEST(VectorKernels, InverseTransformsMatchThePlainOnesOnRandomAndExtremeBlocks) {
     struct Case {
-        NamedBlockKernel kernel;
+        Named<BlockKernel> kernel;
         BlockKernel plain;
         const LimitBlock* limits;
         size_t limitCount;
     };
     std::vector<Case> cases;
-    for (const NamedBlockKernel& kernel : vectorTransforms())
-        cases.push_back({kernel, inverseDctClampScalar, kEightByEightAtTheLimit, std::size(kEightByEightAtTheLimit)});
+    for (const VectorSet& set : vectorSets())
+        cases.push_back({{set.name, set.transform}, inverseDctClampScalar, kEightByEightAtTheLimit, std::size(kEightByEightAtTheLimit)});
     forceScalarKernels(false);
     cases.push_back({{"half size", decoderKernels().inverseDct4x4Clamp}, inverseDct4x4ClampScalar, kFourByFourAtTheLimit,
                      std::size(kFourByFourAtTheLimit)});
@@ -173,11 +161,11 @@ TEST(VectorKernels, InverseTransformsMatchThePlainOnesOnRandomAndExtremeBlocks) 
 // plain rounded rows against the formula standard mode states, and every
 // compiled vector row, truncating and rounded, against its plain twin.
 TEST(VectorKernels, ColourRowsMatchThePlainOnesAndTheFormulaForEverySamplePair) {
-    std::vector<NamedRowKernel> rounded = {{"scalar", roundedColourRow8Scalar}};
-#if KELJPEG_X86_KERNELS
-    rounded.push_back({"sse2", roundedColourRow8Sse2});
-    if (haveAvx2()) rounded.push_back({"avx2", roundedColourRow8Avx2});
-#endif
+    std::vector<Named<RowKernel>> rounded = {{"scalar", roundedColourRow8Scalar}}, truncating;
+    for (const VectorSet& set : vectorSets()) {
+        truncating.push_back({set.name, set.colourRow});
+        if (set.roundedColourRow) rounded.push_back({set.name, set.roundedColourRow});
+    }
     std::mt19937 rng(7);
     for (int cb = -128; cb < 128; ++cb) {
         for (int cr = -128; cr < 128; cr += 8) {
@@ -191,12 +179,12 @@ TEST(VectorKernels, ColourRowsMatchThePlainOnesAndTheFormulaForEverySamplePair) 
                 standardYccToRgb(y[i] + 128, b[i] + 128, r[i] + 128, rgb);
                 for (int c = 0; c < 3; ++c) formula[3 * i + c] = uint8_t(rgb[2 - c]);
             }
-            for (const NamedRowKernel& kernel : rounded) {
+            for (const Named<RowKernel>& kernel : rounded) {
                 kernel.run(y, b, r, actual);
                 ASSERT_EQ(0, std::memcmp(formula, actual, 24)) << kernel.name << " cb " << cb << " cr " << cr;
             }
             colourRow8Scalar(y, b, r, plain);
-            for (const NamedRowKernel& kernel : vectorColourRows()) {
+            for (const Named<RowKernel>& kernel : truncating) {
                 kernel.run(y, b, r, actual);
                 ASSERT_EQ(0, std::memcmp(plain, actual, 24)) << kernel.name << " cb " << cb << " cr " << cr;
             }
@@ -212,7 +200,7 @@ TEST(VectorKernels, ColourRowsMatchThePlainOnesAndTheFormulaForEverySamplePair) 
         }
         uint8_t expected[24], actual[24];
         colourRow8Scalar(y, b, r, expected);
-        for (const NamedRowKernel& kernel : vectorColourRows()) {
+        for (const Named<RowKernel>& kernel : truncating) {
             kernel.run(y, b, r, actual);
             ASSERT_EQ(0, std::memcmp(expected, actual, 24)) << kernel.name << " trial " << trial;
         }
@@ -273,15 +261,6 @@ TEST(VectorKernels, ColourGreyAndHalvedChromaBlocksMatchThePlainRows) {
 }
 
 // ---- The quick Huffman reader ----
-
-std::vector<uint8_t> encodePicture(uint32_t sampling, uint16_t components, uint32_t width, uint32_t height,
-                                   uint16_t quality, uint16_t restartInterval, uint32_t seed) {
-    // Blocks from DC only (a flat patch) to full (noise).
-    const testing_support::Picture image = testing_support::busyPicture(int(width), int(height), components, seed);
-    JpegEncodeParams params = testing_support::paramsFor(image, sampling, quality);
-    params.restartInterval = restartInterval;
-    return testing_support::encodeImage(image, params);
-}
 
 // Where a reader stands: the bits it holds and the bytes left in its read
 // buffer, stuffed zeros dropped, with the source's counters. Two readers at
@@ -346,6 +325,14 @@ void expectSameMcus(const std::vector<uint8_t>& jpeg, const std::string& what) {
 // every MCU.
 TEST(VectorKernels, QuickReaderLeavesThePlainReadersStateAfterEveryMcu) {
     std::mt19937 rng(7);
+    // Blocks from DC only (a flat patch) to full (noise).
+    auto encodePicture = [](uint32_t sampling, uint16_t components, int width, int height, uint16_t quality, uint16_t restart,
+                            uint32_t seed) {
+        const testing_support::Picture image = testing_support::busyPicture(width, height, components, seed);
+        JpegEncodeParams params = testing_support::paramsFor(image, sampling, quality);
+        params.restartInterval = restart;
+        return testing_support::encodeImage(image, params);
+    };
     std::vector<std::vector<uint8_t>> clean;
     for (auto [sampling, components] : {std::pair<uint32_t, uint16_t>{0x221111, 3}, {0x211111, 3}, {0x121111, 3}, {0x111111, 3},
                                         {0x11, 1}, {0x22, 1}})
@@ -375,17 +362,10 @@ TEST(VectorKernels, QuickReaderLeavesThePlainReadersStateAfterEveryMcu) {
 
 // ---- Encoder ----
 
-// The vector sets this processor runs, each compared with the plain one.
+// The vector sets this processor runs, each compared with the plain one, the first.
 std::vector<const encoder::EncoderKernels*> vectorEncoderKernels() {
-    std::vector<const encoder::EncoderKernels*> sets = encoder::runnableEncoderKernels();
-    sets.erase(sets.begin());
-    return sets;
-}
-
-encoder::QuantPlan planOf(const int32_t zigzagDivisors[64]) {
-    encoder::QuantPlan plan;
-    encoder::prepareQuantPlan(zigzagDivisors, plan);
-    return plan;
+    const std::vector<const encoder::EncoderKernels*> sets = encoder::runnableEncoderKernels();
+    return {sets.begin() + 1, sets.end()};
 }
 
 // The quantisers divide by multiplying: every divisor the tables make (8 times
@@ -397,7 +377,8 @@ TEST(VectorKernels, ForwardTransformAndQuantiserMatchThePlainOnes) {
         for (int32_t entry = 1; entry <= 255; ++entry) {
             int32_t divisors[64];
             std::fill(divisors, divisors + 64, 8 * entry);
-            const encoder::QuantPlan plan = planOf(divisors);
+            encoder::QuantPlan plan;
+            encoder::prepareQuantPlan(divisors, plan);
             for (int32_t first = -32768; first < 32768; first += 64) {
                 int16_t coefficients[64], expected[64], actual[64];
                 for (int i = 0; i < 64; ++i) coefficients[i] = static_cast<int16_t>(first + i);
@@ -417,7 +398,8 @@ TEST(VectorKernels, ForwardTransformAndQuantiserMatchThePlainOnes) {
                 samples[k] = static_cast<int16_t>(trial % 4 == 0 ? ((rng() & 1) ? 128 : -128) : sample(rng));
                 divisors[k] = trial % 5 == 0 ? 8 : divisor(rng);
             }
-            const encoder::QuantPlan plan = planOf(divisors);
+            encoder::QuantPlan plan;
+            encoder::prepareQuantPlan(divisors, plan);
             uint64_t expectedMask = encoder::transformQuantiseScalar(samples, plan, expected);
             uint64_t actualMask = kernels.transformQuantise(samples, plan, actual);
             ASSERT_EQ(expectedMask, actualMask) << kernels.name << " trial " << trial;

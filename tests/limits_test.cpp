@@ -16,13 +16,6 @@ using testing_support::flatGrey;
 using Decode = testing_support::MemoryDecode;
 using testing_support::text;
 
-// Rows delivered by one call for the whole picture (grey, 8 bits).
-int32_t decodeAll(Decode& d) {
-    std::vector<uint8_t> pixels(static_cast<size_t>(d.params.width) * d.params.height + 16 * d.params.width);
-    ImageRect rect{d.params.width, d.params.height, d.params.width, 8, 0, 0, pixels.data(), 0};
-    return jpegDecodeToRect(d.handle, &rect, d.params.height);
-}
-
 // Restores the default limits when a test ends, whatever it set.
 struct LimitsGuard {
     ~LimitsGuard() { jpegSetLimits(nullptr); }
@@ -92,8 +85,10 @@ TEST(Limits, EachLimitEndsTheFramesPastIt) {
         testing_support::ReportCapture reports;
         Decode d(c.jpeg);
         EXPECT_EQ(d.handle == nullptr, c.rows == -1) << c.what;
-        if (d.handle && c.rows >= 0) {
-            EXPECT_EQ(decodeAll(d), c.rows) << c.what;
+        if (d.handle && c.rows >= 0) {  // one call for the whole picture, grey
+            std::vector<uint8_t> pixels(size_t(d.params.width) * (d.params.height + 16u));
+            ImageRect rect{d.params.width, d.params.height, d.params.width, 8, 0, 0, pixels.data(), 0};
+            EXPECT_EQ(jpegDecodeToRect(d.handle, &rect, d.params.height), c.rows) << c.what;
         }
         EXPECT_EQ(reports.texts(), c.reports) << c.what;
     }

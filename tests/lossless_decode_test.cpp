@@ -24,7 +24,7 @@ struct Mode {
 const Mode kModes[] = {{"legacy", 0, true}, {"standard", JPEG_OPT_STANDARD, false}};
 
 // Decoded samples in one call per `rowsPerCall` rows, as 16-bit values.
-std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const LosslessSpec& shape, int rowsPerCall,
+std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const LosslessRecipe& shape, int rowsPerCall,
                                     int32_t* lastResult = nullptr, uint16_t options = 0, int32_t* damage = nullptr) {
     MemoryDecode d(jpeg, options);
     if (!d.handle) return {};
@@ -49,25 +49,21 @@ std::vector<uint16_t> decodeSamples(const std::vector<uint8_t>& jpeg, const Loss
 }
 
 struct LosslessCase {
-    LosslessSpec spec;
+    LosslessRecipe recipe;
     std::vector<std::vector<int32_t>> planes;  // point-transformed, padded to whole MCUs
 };
 
 // Busy samples over the whole range left by the point transform: gradients,
 // full-range steps, noise and a ramp about the middle side by side
 // (differences of every category).
-LosslessCase losslessCase(LosslessSpec spec, uint32_t seed = 1) {
-    LosslessCase c{spec, {}};
-    int maxH = 1, maxV = 1;
-    for (uint8_t s : spec.sampling) {
-        maxH = std::max(maxH, s >> 4);
-        maxV = std::max(maxV, s & 15);
-    }
-    const int across = (spec.width + maxH - 1) / maxH, down = (spec.height + maxV - 1) / maxV;
-    const int precision = spec.precision - spec.pointTransform;
+LosslessCase losslessCase(LosslessRecipe recipe, uint32_t seed = 1) {
+    LosslessCase c{recipe, {}};
+    const auto [maxH, maxV] = recipe.largestFactors();
+    const int across = (recipe.width + maxH - 1) / maxH, down = (recipe.height + maxV - 1) / maxV;
+    const int precision = recipe.precision - recipe.pointTransform;
     const uint32_t top = (1u << precision) - 1;
-    for (size_t k = 0; k < spec.sampling.size(); ++k) {
-        const int w = across * (spec.sampling[k] >> 4), h = down * (spec.sampling[k] & 15), ck = int(k);
+    for (size_t k = 0; k < recipe.sampling.size(); ++k) {
+        const int w = across * (recipe.sampling[k] >> 4), h = down * (recipe.sampling[k] & 15), ck = int(k);
         std::vector<int32_t> plane;
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
@@ -92,33 +88,29 @@ LosslessCase losslessCase(LosslessSpec spec, uint32_t seed = 1) {
 // the legacy reading), or -1 when rows are missing. A file cut short at half
 // its data still shows every row, the first quarter of them exact.
 int wrongSamples(const LosslessCase& c, const Mode& reading, const Mode& written, bool cutShort = false) {
-    LosslessSpec spec = c.spec;
-    spec.bitsAfter32768 = written.bitsAfter32768;
-    std::vector<uint8_t> jpeg = writeLossless(spec, c.planes);
+    LosslessRecipe recipe = c.recipe;
+    recipe.bitsAfter32768 = written.bitsAfter32768;
+    std::vector<uint8_t> jpeg = writeLossless(recipe, c.planes);
     if (cutShort) jpeg.resize(jpeg.size() / 2 + scanDataRanges(jpeg).front().first / 2);
     ReportCapture reports;
-    const int count = int(spec.sampling.size());
+    const int count = int(recipe.sampling.size());
     int32_t damage = -1;
-    const std::vector<uint16_t> got = decodeSamples(jpeg, spec, count > 1 ? 1 : spec.height, nullptr, reading.options, &damage);
+    const std::vector<uint16_t> got = decodeSamples(jpeg, recipe, count > 1 ? 1 : recipe.height, nullptr, reading.options, &damage);
     if (got.empty()) return -1;
     if (reading.options && &reading == &written) {
         EXPECT_EQ(damage, cutShort ? JPEG_DAMAGE_TRUNCATED : 0);
         EXPECT_EQ(reports.reports().size(), cutShort ? 1u : 0u);
     }
-    int maxH = 1, maxV = 1;
-    for (uint8_t s : spec.sampling) {
-        maxH = std::max(maxH, s >> 4);
-        maxV = std::max(maxV, s & 15);
-    }
+    const auto [maxH, maxV] = recipe.largestFactors();
     int wrong = 0;
-    for (int y = 0; y < (cutShort ? spec.height / 4 : spec.height); ++y)
-        for (int x = 0; x < spec.width; ++x)
+    for (int y = 0; y < (cutShort ? recipe.height / 4 : recipe.height); ++y)
+        for (int x = 0; x < recipe.width; ++x)
             for (int k = 0; k < count; ++k) {
-                const int hk = spec.sampling[size_t(k)] >> 4, vk = spec.sampling[size_t(k)] & 15;
-                const int w = (spec.width + maxH - 1) / maxH * hk;
+                const int hk = recipe.sampling[size_t(k)] >> 4, vk = recipe.sampling[size_t(k)] & 15;
+                const int w = (recipe.width + maxH - 1) / maxH * hk;
                 const uint32_t expected = uint32_t(c.planes[size_t(k)][size_t(y * vk / maxV) * size_t(w) + size_t(x * hk / maxH)])
-                                          << (reading.options ? spec.pointTransform : 0);
-                wrong += got[(size_t(y) * spec.width + size_t(x)) * size_t(count) + size_t(k)] != (expected & 0xFFFF);
+                                          << (reading.options ? recipe.pointTransform : 0);
+                wrong += got[(size_t(y) * recipe.width + size_t(x)) * size_t(count) + size_t(k)] != (expected & 0xFFFF);
             }
     return wrong;
 }
@@ -139,9 +131,9 @@ TEST(LosslessDecode, RoundTripsAreExactInBothReadings) {
         } cases[] = {{17, 13, 2, 8, 3, 0},  {17, 13, 3, 12, 2, 0}, {17, 13, 4, 16, 6, 0}, {19, 7, 3, 8, 4, 1},
                      {19, 7, 3, 12, 4, 3},  {19, 7, 3, 16, 4, 3},  {1, 20, 2, 10, 5, 0},  {1, 20, 2, 10, 7, 0}};
         for (const auto& c : cases) {
-            LosslessSpec spec{c.width, c.height, c.precision, c.predictor, c.pointTransform, 0, {}};
-            spec.sampling.assign(size_t(c.components), 0x11);
-            EXPECT_EQ(wrongSamples(losslessCase(spec), mode, mode), 0)
+            LosslessRecipe recipe{c.width, c.height, c.precision, c.predictor, c.pointTransform, 0, {}};
+            recipe.sampling.assign(size_t(c.components), 0x11);
+            EXPECT_EQ(wrongSamples(losslessCase(recipe), mode, mode), 0)
                 << c.width << "x" << c.height << "x" << c.components << " P=" << c.precision << " Pt=" << c.pointTransform;
         }
     }
@@ -155,10 +147,10 @@ TEST(LosslessDecode, TheDifferenceOf32768) {
     for (int i = 0; i < 24; ++i) c.planes[0][size_t(i)] = (i * 5 % 3) ? 32768 + i : i;
     for (const Mode& mode : kModes) {
         SCOPED_TRACE(mode.name);
-        for (c.spec.predictor = 1; c.spec.predictor <= 7; ++c.spec.predictor) {
-            EXPECT_EQ(wrongSamples(c, mode, mode), 0) << c.spec.predictor;
+        for (c.recipe.predictor = 1; c.recipe.predictor <= 7; ++c.recipe.predictor) {
+            EXPECT_EQ(wrongSamples(c, mode, mode), 0) << c.recipe.predictor;
             ReportCapture quiet;
-            EXPECT_NE(wrongSamples(c, mode, kModes[mode.options ? 0 : 1]), 0) << c.spec.predictor;
+            EXPECT_NE(wrongSamples(c, mode, kModes[mode.options ? 0 : 1]), 0) << c.recipe.predictor;
         }
     }
 }
@@ -166,28 +158,28 @@ TEST(LosslessDecode, TheDifferenceOf32768) {
 TEST(LosslessDecode, UnsupportedFramesDeliverNothingAndSamplingIsIgnored) {
     LosslessCase c = losslessCase({8, 4, 8, 1, 0, 0, {0x11}});
     std::vector<std::vector<uint8_t>> streams;
-    for (c.spec.predictor = 0; c.spec.predictor <= 8; c.spec.predictor += 8) streams.push_back(writeLossless(c.spec, c.planes));
-    c.spec.predictor = 1;
+    for (c.recipe.predictor = 0; c.recipe.predictor <= 8; c.recipe.predictor += 8) streams.push_back(writeLossless(c.recipe, c.planes));
+    c.recipe.predictor = 1;
     for (uint8_t precision : {1, 17}) {
-        streams.push_back(writeLossless(c.spec, c.planes));
+        streams.push_back(writeLossless(c.recipe, c.planes));
         streams.back()[segmentAt(streams.back(), 0xC3) + 4] = precision;
     }
     for (const auto& jpeg : streams) {
         int32_t result = -1;
-        EXPECT_TRUE(decodeSamples(jpeg, c.spec, 4, &result).empty());
+        EXPECT_TRUE(decodeSamples(jpeg, c.recipe, 4, &result).empty());
         EXPECT_EQ(result, 0);
     }
     // The row decoder takes one difference per component per pixel whatever
     // the frame's sampling factors say.
     const LosslessCase big = losslessCase({40, 16, 8, 1, 0, 0, {0x11, 0x11, 0x11}});
-    auto sampled = writeLossless(big.spec, big.planes);
-    const std::vector<uint16_t> asWritten = decodeSamples(sampled, big.spec, 16);
+    auto sampled = writeLossless(big.recipe, big.planes);
+    const std::vector<uint16_t> asWritten = decodeSamples(sampled, big.recipe, 16);
     ASSERT_FALSE(asWritten.empty());
     sampled[segmentAt(sampled, 0xC3) + 11] = 0x22;
-    EXPECT_EQ(decodeSamples(sampled, big.spec, 16), asWritten);
+    EXPECT_EQ(decodeSamples(sampled, big.recipe, 16), asWritten);
     // 16-bit samples into a rectangle with room for 8-bit ones.
     const LosslessCase wide = losslessCase({16, 4, 12, 1, 0, 0, {0x11, 0x11, 0x11}});
-    MemoryDecode d(writeLossless(wide.spec, wide.planes));
+    MemoryDecode d(writeLossless(wide.recipe, wide.planes));
     Output out = outputFor(16 * 3, 4, 2);
     ImageRect rect = out.rect();
     rect.stride = 16 * 3;
@@ -197,7 +189,7 @@ TEST(LosslessDecode, UnsupportedFramesDeliverNothingAndSamplingIsIgnored) {
 
 TEST(LosslessDecode, DamagedStreamsFailWithoutHarm) {
     const LosslessCase c = losslessCase({33, 21, 16, 7, 0, 0, {0x11, 0x11, 0x11}});
-    const auto jpeg = writeLossless(c.spec, c.planes);
+    const auto jpeg = writeLossless(c.recipe, c.planes);
     const size_t sos = segmentAt(jpeg, 0xDA), dataStart = sos + 2 + ((jpeg[sos + 2] << 8) | jpeg[sos + 3]);
     testing_support::ReportCapture quiet;
     for (uint32_t trial = 0; trial < 200; ++trial) {
@@ -231,6 +223,6 @@ TEST(LosslessDecode, StandardModeSampledComponentsRestartsAndShortFiles) {
         for (int restart : {0, 1, 4}) {
             const LosslessCase c = losslessCase({19, 13, seed % 2 ? 12 : 8, int(1 + seed % 7), int(seed % 3), restart, sampling}, seed);
             EXPECT_EQ(wrongSamples(c, kModes[1], kModes[1], restart == 4), 0) << seed;
-            EXPECT_EQ(wrongSamples(losslessCase(c.spec, ++seed), kModes[1], kModes[1]), 0) << seed;
+            EXPECT_EQ(wrongSamples(losslessCase(c.recipe, ++seed), kModes[1], kModes[1]), 0) << seed;
         }
 }

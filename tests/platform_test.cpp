@@ -18,22 +18,6 @@ using namespace testing_support;
 
 namespace {
 
-// UTF-16 code units of a name with a Latin, a CJK and a supplementary-plane
-// character, the last one as a surrogate pair.
-WideName unusualName(const std::string& dir) {
-    WideName name = wideName(dir + "/k");
-    for (char16_t unit : {char16_t(0x00E9), char16_t(0x6F22), char16_t(0xD83D), char16_t(0xDE00)}) {
-        name += static_cast<KelChar16>(unit);
-    }
-    name += wideName(".jpg");
-    return name;
-}
-
-// The same name as the host's file system spells it.
-std::filesystem::path unusualPath(const std::string& dir) {
-    return std::filesystem::u8path(dir + "/k\xC3\xA9\xE6\xBC\xA2\xF0\x9F\x98\x80.jpg");
-}
-
 std::string narrowSystemText(const std::u16string& text) {
     std::string out;
     for (char16_t c : text) out += c < 0x80 ? static_cast<char>(c) : '?';
@@ -52,8 +36,12 @@ void clearLastError() {
 TEST(PlatformFiles, Utf16NamesReachTheFileSystemUnchanged) {
     std::string dir = std::filesystem::path(tempPath("platform_names")).string();
     std::filesystem::create_directories(dir);
-    WideName name = unusualName(dir);
-    std::filesystem::path path = unusualPath(dir);
+    // A name with a Latin, a CJK and a supplementary-plane character (a
+    // surrogate pair) in UTF-16 code units, and as the file system spells it.
+    WideName name = wideName(dir + "/k");
+    for (char16_t unit : {char16_t(0x00E9), char16_t(0x6F22), char16_t(0xD83D), char16_t(0xDE00)}) name += KelChar16(unit);
+    name += wideName(".jpg");
+    const std::filesystem::path path = std::filesystem::u8path(dir + "/k\xC3\xA9\xE6\xBC\xA2\xF0\x9F\x98\x80.jpg");
     std::filesystem::remove(path);
 
     platform::File out = complibCreateFile(name.c_str());

@@ -26,29 +26,20 @@ struct Call {
     std::vector<RowRun> written;  // from the rectangle's top; every row after them keeps the guard
 };
 
-struct StripCase {
-    const char* name;
-    std::vector<uint8_t> stream;
-    int scale;  // JPEG_SCALE_FULL: jpegDecodeToRect
-    int width;  // output columns
-    int bytesPerPixel;
-    std::vector<Call> calls;
-};
-
 // A DC-only sequential stream whose MCU row k is the flat level 128 + 10k.
 std::vector<uint8_t> bandedStream(uint16_t width, uint16_t height, uint8_t lumaSampling, bool heightInDnl) {
-    testing_support::FlatJpeg spec;
-    spec.width = width;
-    spec.height = height;
-    spec.heightInDnl = heightInDnl;
+    testing_support::FlatJpeg recipe;
+    recipe.width = width;
+    recipe.height = height;
+    recipe.heightInDnl = heightInDnl;
     const bool colour = lumaSampling != 0x11;
-    spec.components = colour ? std::vector<testing_support::FlatComponent>{{1, lumaSampling}, {2, 0x11}, {3, 0x11}}
+    recipe.components = colour ? std::vector<testing_support::FlatComponent>{{1, lumaSampling}, {2, 0x11}, {3, 0x11}}
                              : std::vector<testing_support::FlatComponent>{{1, 0x11}};
     const uint32_t mcusPerRow = (width + 8u * (lumaSampling >> 4) - 1) / (8u * (lumaSampling >> 4));
-    spec.level = testing_support::samples([mcusPerRow](int component, uint32_t mcu, int) {
+    recipe.level = testing_support::samples([mcusPerRow](int component, uint32_t mcu, int) {
         return component == 0 ? 10 * static_cast<int>(mcu / mcusPerRow) : 0;
     });
-    return testing_support::flatJpeg(spec);
+    return testing_support::flatJpeg(recipe);
 }
 
 }  // namespace
@@ -60,7 +51,14 @@ TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
     const std::vector<uint8_t> greyDnl = bandedStream(16, 20, 0x11, true);
     // Strips that end inside the picture, at every scale and of progressive
     // frames, are pinned by the manifest's legacy strip decodes.
-    const StripCase cases[] = {
+    const struct {
+        const char* name;
+        std::vector<uint8_t> stream;
+        int scale;  // JPEG_SCALE_FULL: jpegDecodeToRect
+        int width;  // output columns
+        int bytesPerPixel;
+        std::vector<Call> calls;
+    } cases[] = {
         {"eighth size, one call past the picture", colour, JPEG_SCALE_1_8, 4, 3,
          {{6, 6, {{2, 128}, {2, 138}, {2, 148}}}}},
         // Rows 20..23 lie below the 20-row picture: the last band writes them.
@@ -78,7 +76,7 @@ TEST(LegacyStrips, EveryBandIsWrittenWholeWhateverTheRectangleHeight) {
         {"lossless", testing_support::writeLossless({16, 24, 8, 1, 0, 0, {0x11}}, {std::vector<int32_t>(16 * 24, 128)}), JPEG_SCALE_FULL, 16, 1,
          {{3, 3, {{3, 0}}}, {10, 10, {{10, 0}}}, {10, 10, {{10, 0}}}, {1, 1, {{1, 0}}}, {1, 0, {}}}},
     };
-    for (const StripCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         testing_support::ReportCapture reports;
         testing_support::MemoryDecode d(c.stream);

@@ -24,35 +24,17 @@ namespace fs = std::filesystem;
 
 fs::path regressionDirectory() { return fs::path(__FILE__).parent_path() / "regressions"; }
 
-std::vector<uint8_t> hexBytes(const fs::path& path) {
-    std::ifstream in(path);
-    std::vector<uint8_t> bytes;
-    std::string line;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line[0] == '#') continue;
-        std::string digits;
-        for (char c : line)
-            if (std::isxdigit(static_cast<unsigned char>(c))) digits += c;
-        for (size_t i = 0; i + 1 < digits.size(); i += 2)
-            bytes.push_back(static_cast<uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
 using Harness = std::function<void(const uint8_t*, size_t)>;
 
-const std::map<std::string, Harness>& harnesses() {
-    static const std::map<std::string, Harness> byName = {
-        {"decode", fuzz_harness::decodeStrips},
-        {"progressive", fuzz_harness::decodeProgressivePasses},
-        {"partial", fuzz_harness::decodePieces},
-        {"lossless", fuzz_harness::decodeLossless},
-        {"bitmap_decode", fuzz_harness::decodeToBitmap},
-        {"encode", fuzz_harness::encodeRects},
-        {"bitmap_encode", fuzz_harness::encodeBitmaps},
-    };
-    return byName;
-}
+const std::map<std::string, Harness> kHarnesses = {
+    {"decode", fuzz_harness::decodeStrips},
+    {"progressive", fuzz_harness::decodeProgressivePasses},
+    {"partial", fuzz_harness::decodePieces},
+    {"lossless", fuzz_harness::decodeLossless},
+    {"bitmap_decode", fuzz_harness::decodeToBitmap},
+    {"encode", fuzz_harness::encodeRects},
+    {"bitmap_encode", fuzz_harness::encodeBitmaps},
+};
 
 }  // namespace
 
@@ -62,9 +44,18 @@ TEST(RegressionReplay, EveryStoredInputRunsThroughItsHarness) {
     for (const fs::directory_entry& entry : fs::directory_iterator(regressionDirectory())) {
         if (entry.path().extension() != ".hex") continue;
         const std::string name = entry.path().stem().string();
-        const auto harness = harnesses().find(name.substr(0, name.find('-')));
-        ASSERT_NE(harness, harnesses().end()) << "no harness for " << name;
-        const std::vector<uint8_t> bytes = hexBytes(entry.path());
+        const auto harness = kHarnesses.find(name.substr(0, name.find('-')));
+        ASSERT_NE(harness, kHarnesses.end()) << "no harness for " << name;
+        std::ifstream in(entry.path());
+        std::vector<uint8_t> bytes;
+        for (std::string line; std::getline(in, line);) {
+            if (!line.empty() && line[0] == '#') continue;
+            std::string digits;
+            for (char c : line)
+                if (std::isxdigit(static_cast<unsigned char>(c))) digits += c;
+            for (size_t i = 0; i + 1 < digits.size(); i += 2)
+                bytes.push_back(static_cast<uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+        }
         SCOPED_TRACE(name);
         harness->second(bytes.data(), bytes.size());
         ++replayed;
@@ -74,7 +65,7 @@ TEST(RegressionReplay, EveryStoredInputRunsThroughItsHarness) {
 
 TEST(RegressionReplay, HarnessesLeaveTheDefaultsBehind) {
     const std::vector<uint8_t> notJpeg = {0x00, 0x01, 0x02};
-    for (const auto& [name, harness] : harnesses()) harness(notJpeg.data(), notJpeg.size());
+    for (const auto& [name, harness] : kHarnesses) harness(notJpeg.data(), notJpeg.size());
     JpegLimits limits{};
     jpegGetLimits(&limits);
     EXPECT_EQ(limits.maxScans, 3584u);

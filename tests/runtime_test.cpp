@@ -68,19 +68,15 @@ TEST(BitstreamMemory, ReadsAndSeeksWithinCallersDataAndEndsWithZero) {
     bf->memLength = static_cast<uint32_t>(data.size());
     ASSERT_EQ(complibOpenBitstreamFile(bf), 0u);
     uint8_t got[16];
-    EXPECT_EQ(complibReadBitstreamFile(bf, got, 4), 4);
-    EXPECT_EQ(got[3], 4);
-    EXPECT_EQ(complibSeekBitstreamFile(bf, -2, 2), 8u);
-    EXPECT_EQ(complibReadBitstreamFile(bf, got, 16), 2);
-    EXPECT_EQ(got[0], 9);
-    EXPECT_EQ(complibReadBitstreamFile(bf, got, 1), 0);  // end of memory data reads 0, not -1
-    EXPECT_EQ(complibSeekBitstreamFile(bf, 3, 0), 3u);
-    EXPECT_EQ(complibSeekBitstreamFile(bf, 2, 1), 5u);
-    EXPECT_EQ(complibReadBitstreamFile(bf, got, 1), 1);
-    EXPECT_EQ(got[0], 6);
-    EXPECT_EQ(complibSeekBitstreamFile(bf, 100, 0), 100u);  // no bounds check; reading finds nothing
-    EXPECT_EQ(complibReadBitstreamFile(bf, got, 1), 0);
-    EXPECT_EQ(complibSeekBitstreamFile(bf, 0, 7), 0xFFFFFFFFu);
+    // Reads (each followed by a byte it read) and seeks in turn, in the order
+    // written: the end of the memory data reads 0, not -1; a seek has no
+    // bounds check, and reading past the end finds nothing.
+    EXPECT_EQ((std::vector<int64_t>{complibReadBitstreamFile(bf, got, 4), got[3], complibSeekBitstreamFile(bf, -2, 2),
+                                    complibReadBitstreamFile(bf, got, 16), got[0], complibReadBitstreamFile(bf, got, 1),
+                                    complibSeekBitstreamFile(bf, 3, 0), complibSeekBitstreamFile(bf, 2, 1),
+                                    complibReadBitstreamFile(bf, got, 1), got[0], complibSeekBitstreamFile(bf, 100, 0),
+                                    complibReadBitstreamFile(bf, got, 1), complibSeekBitstreamFile(bf, 0, 7)}),
+              (std::vector<int64_t>{4, 4, 8, 2, 9, 0, 3, 5, 1, 6, 100, 0, 0xFFFFFFFF}));
     // Refill: everything at once, then an empty buffer without a report.
     complibSeekBitstreamFile(bf, 0, 0);
     EXPECT_EQ(readBitstreamData(bf), 0);

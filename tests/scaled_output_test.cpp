@@ -61,12 +61,12 @@ TEST(ScaledOutput, CallsContinueAtOneScaleAndStartAgainOnAChange) {
     // it with the absolute position), while each call's first band is whole:
     // calls ending at 16, 32 and 45 of a 45-row picture with 8-row bands
     // deliver 16, 16 and 13 rows.
-    PeerSpec spec;
+    PeerRecipe recipe;
     const Picture source = busyPicture(70, 90, 3);
-    spec.picture = &source;
-    spec.sampling = lumaSampling(2, 2);
-    spec.restartRows = 1;
-    auto jpeg = peerEncode(spec);
+    recipe.picture = &source;
+    recipe.sampling = lumaSampling(2, 2);
+    recipe.restartRows = 1;
+    auto jpeg = peerEncode(recipe);
     MemoryDecode d(jpeg);
     uint32_t width = 0, height = 0;
     jpegDecodeGetImageSize(d.handle, &width, &height, JPEG_SCALE_1_2);

@@ -50,11 +50,10 @@ public:
         for (const auto& r : reports_) out.push_back(r.text);
         return out;
     }
-    bool saw(const std::string& text) const {
-        for (const auto& r : reports_) if (r.text == text) return true;
+    bool saw(const KelChar16* entry) const {
+        for (const auto& r : reports_) if (r.text == narrow(entry)) return true;
         return false;
     }
-    bool saw(const KelChar16* entry) const { return saw(narrow(entry)); }
     void clear() { reports_.clear(); }
 
 private:
@@ -309,14 +308,8 @@ struct Output {
     int width = 0, height = 0, bytesPerPixel = 1, stride = 0;
     std::vector<uint8_t> pixels;
     ImageRect rect(int firstRow = 0) {
-        ImageRect r{};
-        r.width = width;
-        r.height = height - firstRow;
-        r.stride = stride;
-        r.bitsPerPixel = 8 * bytesPerPixel;
-        r.bits = pixels.data() + static_cast<size_t>(firstRow) * stride;
-        r.size = static_cast<uint32_t>(pixels.size());
-        return r;
+        return {width, height - firstRow, stride, 8 * bytesPerPixel, 0, 0, pixels.data() + static_cast<size_t>(firstRow) * stride,
+                static_cast<uint32_t>(pixels.size())};
     }
     // The picture's own bytes, row by row, without stride padding.
     std::vector<uint8_t> packed(int columns, int rows) const {

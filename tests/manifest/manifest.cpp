@@ -52,9 +52,10 @@ std::string hex(uint64_t v) {
 }
 
 // What one set of calls produced: the bytes written, every return value and
-// every report.
+// every report (those from its creation on).
 struct Outcome {
     Hash pixels, returns;
+    Outcome() { reports = Hash{}; }
 };
 
 // Twelve hex digits for the bytes, the return values and the reports
@@ -99,12 +100,8 @@ void decodeInStrips(const std::vector<uint8_t>& data, uint16_t options, int32_t 
     std::vector<uint8_t> pixels(static_cast<size_t>(stride) * (rows + 64) + 64, 0xA5);
     uint32_t done = 0;
     for (int call = 0; call < 400 && done < rows; ++call) {
-        ImageRect rect{};
-        rect.width = static_cast<int32_t>(width);
-        rect.height = standard ? static_cast<int32_t>(rows - done) : 1;
-        rect.stride = stride;
-        rect.bitsPerPixel = 8 * bytes;
-        rect.bits = pixels.data() + static_cast<size_t>(done) * static_cast<size_t>(stride);
+        ImageRect rect{static_cast<int32_t>(width), standard ? static_cast<int32_t>(rows - done) : 1, stride, 8 * bytes, 0, 0,
+                       pixels.data() + static_cast<size_t>(done) * static_cast<size_t>(stride), 0};
         const uint32_t step = strip != 0 ? strip : rows;
         // Standard mode counts rows per call; legacy mode asks for the rows
         // delivered so far plus this strip.
@@ -130,12 +127,7 @@ void decodeByPasses(const std::vector<uint8_t>& data, uint16_t options, Outcome&
     const int32_t stride = (params.width + 8) * bytes;
     std::vector<uint8_t> pixels(static_cast<size_t>(stride) * (params.height + 64u) + 64, 0xA5);
     for (int pass = 0; pass < 20; ++pass) {
-        ImageRect rect{};
-        rect.width = params.width;
-        rect.height = params.height;
-        rect.stride = stride;
-        rect.bitsPerPixel = 8 * bytes;
-        rect.bits = pixels.data();
+        ImageRect rect{params.width, params.height, stride, 8 * bytes, 0, 0, pixels.data(), 0};
         const int32_t got = jpegDecodeToRect(handle, &rect, params.height);
         outcome.returns.add(got);
         outcome.pixels.add(pixels.data(), pixels.size());
@@ -151,9 +143,7 @@ void decodeToBitmap(const std::vector<uint8_t>& data, int32_t scale, Outcome& ou
     JpegDecodeParams params{};
     JpegHandle handle = openDecode(data, 0, params, outcome);
     if (!handle) return;
-    BITMAPINFOHEADER header{};
-    header.biSize = sizeof header;
-    header.biBitCount = 24;
+    BITMAPINFOHEADER header{sizeof(BITMAPINFOHEADER), 0, 0, 0, 24, 0, 0, 0, 0, 0, 0};
     outcome.returns.add(jpegDecodeScaleOutputToWinDIBits(handle, 0, nullptr, &header, scale));
     const int32_t rows = header.biHeight < 0 ? -header.biHeight : header.biHeight;
     const size_t stride = (static_cast<size_t>(header.biWidth) * 3 + 3) & ~size_t{3};
@@ -183,7 +173,6 @@ void decodeFile(const std::string& name, const std::vector<uint8_t>& clean) {
                 // One line per output kind, a digest per scale.
                 std::string line = name + " " + variant + (mode ? " standard" : " legacy") + (raw ? " raw" : " colour");
                 for (int32_t scale = 0; scale <= 3; ++scale) {
-                    reports = Hash{};
                     Outcome outcome;
                     for (const uint32_t strip : {1u, 3u, 8u, 13u, 16u, 0u})
                         decodeInStrips(data, static_cast<uint16_t>(mode | raw), scale, strip, outcome);
@@ -192,13 +181,11 @@ void decodeFile(const std::string& name, const std::vector<uint8_t>& clean) {
                 std::printf("%s\n", line.c_str());
             }
             if (progressive) {
-                reports = Hash{};
                 Outcome outcome;
                 decodeByPasses(data, mode, outcome);
                 printLine(name + " " + variant + (mode ? " standard" : " legacy") + " passes", outcome);
             }
         }
-        reports = Hash{};
         Outcome outcome;
         for (int32_t scale = 0; scale <= 3; ++scale) decodeToBitmap(data, scale, outcome);
         printLine(name + " " + variant + " bitmap", outcome);
@@ -228,14 +215,9 @@ Picture makePicture(int32_t width, int32_t height, int32_t components, uint32_t 
 
 JpegHandle openEncoder(JpegEncodeParams& params, const Picture& picture, uint32_t sampling, uint16_t quality,
                        uint16_t restart, uint16_t options) {
-    params = JpegEncodeParams{};
-    params.samplingFactors = sampling;
-    params.width = static_cast<uint16_t>(picture.width);
-    params.height = static_cast<uint16_t>(picture.height);
-    params.componentCount = static_cast<uint16_t>(picture.components);
-    params.quality = quality;
-    params.restartInterval = restart;
-    params.options = static_cast<uint16_t>(JPEG_OPT_MEMORY | options);
+    params = JpegEncodeParams{sampling, static_cast<uint16_t>(picture.width), static_cast<uint16_t>(picture.height), restart,
+                              static_cast<uint16_t>(picture.components), quality, static_cast<uint16_t>(JPEG_OPT_MEMORY | options),
+                              0, nullptr, nullptr, 0};
     return jpegEncodeProlog(nullptr, &params);
 }
 
@@ -249,19 +231,15 @@ void finishEncode(JpegHandle handle, JpegEncodeParams& params, Outcome& outcome)
 // The rectangle in strips of `strip` rows (whole MCU rows but the last).
 void encodeRect(const Picture& picture, uint32_t sampling, uint16_t quality, uint16_t restart, uint16_t options,
                 int32_t strip) {
-    reports = Hash{};
     Outcome outcome;
     JpegEncodeParams params;
     JpegHandle handle = openEncoder(params, picture, sampling, quality, restart, options);
     outcome.returns.add(handle ? 1 : 0);
     if (handle) {
         for (int32_t top = 0; top < picture.height; top += strip) {
-            ImageRect rect{};
-            rect.width = picture.width;
-            rect.height = std::min(strip, picture.height - top);
-            rect.stride = picture.width * picture.components;
-            rect.bitsPerPixel = 8 * picture.components;
-            rect.bits = const_cast<uint8_t*>(picture.samples.data()) + static_cast<size_t>(top) * rect.stride;
+            ImageRect rect{picture.width, std::min(strip, picture.height - top), picture.width * picture.components,
+                           8 * picture.components, 0, 0,
+                           const_cast<uint8_t*>(picture.samples.data()) + static_cast<size_t>(top) * picture.width * picture.components, 0};
             outcome.returns.add(jpegEncodeFromRect(handle, &rect, static_cast<uint32_t>(rect.height)));
         }
         finishEncode(handle, params, outcome);
@@ -275,7 +253,6 @@ void encodeRect(const Picture& picture, uint32_t sampling, uint16_t quality, uin
 void encodeOthers(const Picture& colour) {
     // Planar 4:2:0 from the picture's first channel and two halved planes.
     for (const bool swapped : {false, true}) {
-        reports = Hash{};
         Outcome outcome;
         const int32_t w = colour.width, h = colour.height;
         std::vector<uint8_t> planes(static_cast<size_t>(w) * h * 3 / 2 + 16);
@@ -291,7 +268,6 @@ void encodeOthers(const Picture& colour) {
     }
     // A 24-bit bottom-up bitmap, and TWAIN rows with even padding.
     for (const bool twain : {false, true}) {
-        reports = Hash{};
         Outcome outcome;
         const size_t stride = twain ? (colour.width * 3 + 1) & ~1 : (colour.width * 3 + 3) & ~3;
         std::vector<uint8_t> rows(stride * colour.height);
@@ -304,12 +280,7 @@ void encodeOthers(const Picture& colour) {
             if (twain) {
                 outcome.returns.add(jpegEncodeFromWinTWAIN(handle, rows.data(), colour.width, colour.height));
             } else {
-                BITMAPINFOHEADER header{};
-                header.biSize = sizeof header;
-                header.biWidth = colour.width;
-                header.biHeight = colour.height;
-                header.biPlanes = 1;
-                header.biBitCount = 24;
+                BITMAPINFOHEADER header{sizeof(BITMAPINFOHEADER), colour.width, colour.height, 1, 24, 0, 0, 0, 0, 0, 0};
                 outcome.returns.add(jpegEncodeFromWinDIBits(handle, colour.height, rows.data(), &header));
             }
             finishEncode(handle, params, outcome);
