@@ -406,27 +406,23 @@ inline void encodeBitmaps(const uint8_t* bytes, size_t size) {
 
 // ---- The quick and the plain Huffman readers side by side ----
 
-// Where a reader stands: the source's counters, how many bits of the
-// buffered data it has consumed (stuffed zeros dropped), and the next 64
-// bits it would give: the bits it holds, then the bytes after them. Two
-// readers at the same point of the data give the same state however many
-// bytes each has taken ahead, unless one met a marker or the buffer's end
-// differently.
+// Where a reader stands: the source's counters, then the bits it holds
+// followed by the bytes left in its read buffer (stuffed zeros dropped), as
+// their count and the first 128 of them. Two readers at the same point of the
+// data give the same state however many bytes each has taken ahead, unless
+// one met a marker or the buffer's end differently.
 inline std::string readerState(const BitstreamFile& bf) {
     const uint32_t end = std::min(bf.bufferedCount, kBitstreamBufferSize);
-    int64_t consumed = -int64_t{bf.bitCount};
-    for (uint32_t i = 0; i < bf.readIndex && i < end; ++i)
-        if (!(i > 0 && bf.readBuffer[i] == 0 && bf.readBuffer[i - 1] == 0xFF)) consumed += 8;
-    std::string out = std::to_string(bf.status) + "/" + std::to_string(bf.bufferedCount) + "/" +
-                      std::to_string(bf.bytePosition) + "/" + std::to_string(bf.memPosition) + "/" +
-                      std::to_string(consumed) + ":";
-    for (uint32_t i = 0; i < bf.bitCount && i < 32; ++i) out += (bf.bitBuffer >> (31 - i)) & 1 ? '1' : '0';
-    for (uint32_t i = bf.readIndex; i < end && out.size() < 160; ++i) {
+    std::string bits;
+    for (uint32_t i = 0; i < bf.bitCount && i < 32; ++i) bits += (bf.bitBuffer >> (31 - i)) & 1 ? '1' : '0';
+    uint64_t count = bits.size();
+    for (uint32_t i = bf.readIndex; i < end; ++i, count += 8) {
         const uint8_t b = bf.readBuffer[i];
-        for (int j = 7; j >= 0; --j) out += (b >> j) & 1 ? '1' : '0';
+        for (int j = 7; j >= 0 && bits.size() < 128; --j) bits += (b >> j) & 1 ? '1' : '0';
         if (b == 0xFF && i + 1 < end && bf.readBuffer[i + 1] == 0) ++i;
     }
-    return out;
+    return std::to_string(bf.status) + "/" + std::to_string(bf.bufferedCount) + "/" + std::to_string(bf.bytePosition) +
+           "/" + std::to_string(bf.memPosition) + "/" + std::to_string(count) + ":" + bits;
 }
 
 inline thread_local std::vector<std::u16string> tReportTexts;
