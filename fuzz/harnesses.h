@@ -425,12 +425,12 @@ inline std::string readerState(const BitstreamFile& bf) {
            "/" + std::to_string(bf.memPosition) + "/" + std::to_string(count) + ":" + bits;
 }
 
-inline thread_local std::vector<std::u16string> tReportTexts;
-inline void KELJPEG_CALL keepReportText(void*, const KelChar16*, int32_t, const KelChar16* text, const KelChar16*,
+// Keeps each report's text in the vector the handler was installed with.
+inline void KELJPEG_CALL keepReportText(void* texts, const KelChar16*, int32_t, const KelChar16* text, const KelChar16*,
                                         uint32_t) {
     std::u16string kept;
     for (; text && *text; ++text) kept += static_cast<char16_t>(*text);
-    tReportTexts.push_back(kept);
+    static_cast<std::vector<std::u16string>*>(texts)->push_back(kept);
 }
 
 // A legacy decode opened with the plain or the quick kernels; each keeps
@@ -457,10 +457,11 @@ struct KernelDecode {
 // never do (or the input is no sequential frame).
 inline std::string firstReaderDifference(const uint8_t* data, size_t size) {
     HarnessScope scope;
-    jpegSetReportHandler(keepReportText, nullptr);
+    std::vector<std::u16string> reports;
+    jpegSetReportHandler(keepReportText, &reports);
     const McuDecoder decoders[] = {decodeMcuEighth, decodeMcuQuarter, decodeMcuHalf, decodeMcuFull};
     for (int scale = 0; scale < 4; ++scale) {
-        tReportTexts.clear();
+        reports.clear();
         KernelDecode plain(data, size, true), quick(data, size, false);
         if (!plain.handle || !quick.handle)
             return plain.handle == quick.handle ? std::string() : "only one decode opens";
@@ -470,13 +471,13 @@ inline std::string firstReaderDifference(const uint8_t* data, size_t size) {
         const DecoderState& dec = plain.handle->dec;
         for (uint32_t mcu = 0; mcu <= dec.totalMcus; ++mcu) {
             const std::string where = "scale " + std::to_string(scale) + ", MCU " + std::to_string(mcu) + ": ";
-            tReportTexts.clear();
+            reports.clear();
             const int32_t plainResult = decoders[scale](plain.handle);
-            const std::vector<std::u16string> plainReports = tReportTexts;
-            tReportTexts.clear();
+            const std::vector<std::u16string> plainReports = reports;
+            reports.clear();
             const int32_t quickResult = decoders[scale](quick.handle);
             if (plainResult != quickResult) return where + "results";
-            if (plainReports != tReportTexts) return where + "reports";
+            if (plainReports != reports) return where + "reports";
             const std::string plainState = readerState(*plain.handle->bitstream);
             const std::string quickState = readerState(*quick.handle->bitstream);
             if (plainState != quickState) return where + "reader state " + plainState + " against " + quickState;

@@ -60,6 +60,7 @@ TEST(EncoderFrameSetup, SamplingGivesMcuGeometryAndSelectors) {
     }
 }
 
+#if defined(KELJPEG_HAVE_LIBJPEG)
 // The tables of all DQT (0xDB) or DHT (0xC4) segments keyed by their
 // identifier byte, whichever way the writer grouped them into segments.
 std::map<uint8_t, std::vector<uint8_t>> tablesIn(const std::vector<uint8_t>& stream, uint8_t marker) {
@@ -79,7 +80,6 @@ std::map<uint8_t, std::vector<uint8_t>> tablesIn(const std::vector<uint8_t>& str
     return tables;
 }
 
-#if defined(KELJPEG_HAVE_LIBJPEG)
 // The peer scales the same base tables by the same rule and writes the same
 // standard Huffman tables: its DQT and DHT bytes must equal ours.
 TEST(EncoderPeerTables, DqtAndDhtMatchThePeerAtEveryTestedQuality) {

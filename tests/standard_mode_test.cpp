@@ -25,6 +25,7 @@ constexpr int kTolerance = 3;
 // A reading that loses its place or its colours is off by far more.
 constexpr int kMisread = 10;
 
+#if defined(KELJPEG_HAVE_LIBJPEG)
 // Offsets of the markers with the given code.
 std::vector<size_t> markersCoded(const std::vector<uint8_t>& jpeg, uint8_t code) {
     std::vector<size_t> out;
@@ -33,7 +34,6 @@ std::vector<size_t> markersCoded(const std::vector<uint8_t>& jpeg, uint8_t code)
     return out;
 }
 
-#if defined(KELJPEG_HAVE_LIBJPEG)
 std::vector<uint8_t> encoded(const PeerRecipe& recipe) {
     std::vector<uint8_t> jpeg = peerEncode(recipe);
     EXPECT_FALSE(jpeg.empty());
