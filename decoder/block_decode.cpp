@@ -7,6 +7,7 @@
 #include "decoder/huffman_decode.h"
 #include "decoder/mcu_decode.h"
 #include "decoder/mcu_walk.h"
+#include "runtime/clear_block.h"
 #include "runtime/report.h"
 
 namespace {
@@ -43,7 +44,7 @@ inline int32_t decodeAcSymbol(BitstreamFile* bf, const ComponentRecord* componen
 
 int32_t decodeBlock(JpegContext* context, int16_t* block, ComponentRecord* component) {
     BitstreamFile* bf = context->bitstream;
-    std::memset(block, 0, kBlockBytes);
+    clearBlock(block);
     if (decodeDcTerm(bf, block, component) != 0) {
         reportJpegError(report_text::kDc);
         return -1;

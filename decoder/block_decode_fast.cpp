@@ -8,6 +8,7 @@
 #include "decoder/kernels.h"
 #include "decoder/local_bits.h"
 #include "decoder/mcu_walk.h"
+#include "runtime/clear_block.h"
 #include "runtime/report.h"
 
 namespace {
@@ -59,7 +60,7 @@ inline int16_t dequantise(int32_t value, int32_t quant) {
 // decodeBlock on the locals. Reports are left to the caller, after the
 // hand-back.
 [[nodiscard]] int32_t decodeBlockOn(LocalBits& bits, BitstreamFile* bf, int16_t* block, ComponentRecord* component) {
-    std::memset(block, 0, kBlockBytes);
+    clearBlock(block);
     if (decodeDcTerm(bits, bf, block, component) != 0) return kFailedDc;
     const HuffmanLookupTable* lookup = component->acLookupTable;
     const HuffmanCode* codes = component->acCodeTable;

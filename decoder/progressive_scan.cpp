@@ -5,10 +5,11 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/huffman_decode.h"
-#include "decoder/local_bits.h"
 #include "decoder/kernels.h"
+#include "decoder/local_bits.h"
 #include "decoder/progressive_decode.h"
 #include "decoder/refinement_mask.h"
+#include "runtime/clear_block.h"
 #include "runtime/report.h"
 
 namespace {
@@ -82,7 +83,7 @@ uint32_t lastCoefficient(const ScanHeader& scan) { return scan.se < 63 ? scan.se
 
 template <class Reader>
 int32_t dcFirstWith(Reader& in, JpegContext* context, int16_t* block, ComponentRecord* component) {
-    std::memset(block, 0, kBlockBytes);
+    clearBlock(block);
     int32_t s = in.symbol(component->dcLookupTable, component->dcCodeTable, component->dcMaxCodeLength);
     int32_t difference = 0;
     if (s < 0 || !receiveSigned(in, s, &difference)) {

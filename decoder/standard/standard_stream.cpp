@@ -17,10 +17,11 @@
 #include "decoder/huffman_decode.h"
 #include "decoder/inverse_dct.h"
 #include "decoder/kernels.h"
+#include "decoder/pixel_writers.h"
 #include "decoder/scaled_output.h"
 #include "decoder/standard/standard_entropy.h"
-#include "decoder/pixel_writers.h"
 #include "decoder/upsample.h"
+#include "runtime/clear_block.h"
 #include "runtime/heap.h"
 #include "runtime/limits.h"
 #include "runtime/report.h"
@@ -301,7 +302,10 @@ template <int32_t scale, bool stepped>
 template <int32_t scale, bool stepped>
 [[nodiscard]] bool decodeBlock(EntropyReader& reader, const StandardHuffman& dc, const StandardHuffman& ac,
                                const uint16_t* quant, int32_t& predictor, int16_t* block) {
-    std::memset(block, 0, kBlockUse[scale].clearedValues * sizeof(int16_t));
+    if constexpr (kBlockUse[scale].clearedValues == kBlockValues)
+        clearBlock(block);
+    else
+        std::memset(block, 0, kBlockUse[scale].clearedValues * sizeof(int16_t));
     if (!decodeDcTerm(reader, dc, quant[0], predictor, block)) return false;
     if constexpr (scale == 3)
         return decodeFullAc<stepped>(reader, ac, quant, block);
