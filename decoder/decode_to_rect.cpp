@@ -7,10 +7,12 @@
 
 bool writeMcuRow(JpegContext* context, const McuRowStage& stage, uint32_t mcuRow, const ImageRect* band,
                  int32_t columns) {
+    const bool pointOnce = expanderOnlyPoints(stage.expand, stage.blockSide);
+    if (pointOnce) stage.expand(context, stage.mask, stage.blockSide);
     int32_t x = 0;
     for (uint32_t m = 0; m < context->dec.mcusPerRow; ++m, x += stage.mcuWidth, columns -= stage.mcuWidth) {
         if (!stage.produce(context, mcuRow, m, stage.state)) return false;
-        stage.expand(context, stage.mask, stage.blockSide);
+        if (!pointOnce) stage.expand(context, stage.mask, stage.blockSide);
         stage.write(context, band, x, columns < stage.mcuWidth ? columns : stage.mcuWidth, stage.blockSide);
     }
     return true;

@@ -257,6 +257,12 @@ bool chromaHalved(const JpegContext* context) {
            (dec.samplingSignature == 0x221111 || dec.samplingSignature == 0x211111);
 }
 
+bool expanderOnlyPoints(Expander expand, int32_t n) {
+    if (expand == jpegDecodePointHalvedChroma || expand == jpegDecodeUpsampleH1V1) return true;
+    return n == 1 && (expand == jpegDecodeUpsampleH2V1 || expand == jpegDecodeUpsampleH1V2 ||
+                      expand == jpegDecodeUpsampleH2V2);
+}
+
 Expander selectExpander(const JpegContext* context) {
     if (context->dec.maxH > 2 || context->dec.maxV > 2) return jpegDecodeUpsampleAny;
     switch (context->dec.positionCount) {

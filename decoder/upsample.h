@@ -25,6 +25,12 @@ bool chromaHalved(const JpegContext* context);
 
 using Expander = void (*)(JpegContext* context, uint32_t mask, int32_t n);
 
+// True when the expander only points at the decoded blocks, copying
+// nothing: it then fills the same table for every MCU (the decoded MCU
+// never moves), so one call serves a whole MCU row. At 1/8 size every
+// pairwise expander only points, since a block is one sample.
+bool expanderOnlyPoints(Expander expand, int32_t n);
+
 // The expander for the frame's MCU shape, or null for an unsupported one.
 Expander selectExpander(const JpegContext* context);
 
