@@ -17,10 +17,6 @@ void inverseDct2x2Clamp(int16_t* block) {
     for (int i : {0, 1, 8, 9}) block[i] = clampSample(block[i]);
 }
 
-void meanClamp(int16_t* block) {
-    block[0] = clampSample((block[0] + 4) >> 3);  // the 8x8 transform's mean
-}
-
 // One MCU through the chosen kernels' block walk: 1, 0 at the image's end,
 // or -1.
 int32_t decodeMcu(JpegContext* context, const McuBlockStep& step) {
@@ -61,4 +57,4 @@ int32_t decodeMcuHalf(JpegContext* context) {
 
 int32_t decodeMcuQuarter(JpegContext* context) { return decodeMcu(context, {10, 4, inverseDct2x2Clamp}); }
 
-int32_t decodeMcuEighth(JpegContext* context) { return decodeMcu(context, {0, 0, meanClamp}); }
+int32_t decodeMcuEighth(JpegContext* context) { return decodeMcu(context, {0, 0, nullptr}); }

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "decoder/inverse_dct.h"
+
 struct JpegContext;
 struct ComponentRecord;
 
@@ -23,13 +25,18 @@ struct ComponentRecord;
 // first clearValues values (the reduced-size decoders leave blocks
 // uncleared), keep coefficients up to keepLimit (kKeepAll: decodeBlock's
 // full decode; else decodeBlockPartial's limit), then turn the block into
-// samples with finish before the next block is read.
+// samples with finish before the next block is read. At 1/8 size finish is
+// null: the block's one sample is its mean, worked out in the walk itself,
+// since a call per block cost more than the mean.
 constexpr int32_t kKeepAll = 64;
 struct McuBlockStep {
     int32_t clearValues;
     int32_t keepLimit;
     void (*finish)(int16_t* block);
 };
+
+// The 1/8 sample: the 8x8 transform's mean of a block's DC term.
+inline int16_t meanSample(int16_t dc) { return clampSample((dc + 4) >> 3); }
 
 // Every block of the MCU, component by component, each component's H x V
 // blocks in raster order, into mcuBlocks; 0, or -1 at the first block that

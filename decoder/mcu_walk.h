@@ -8,10 +8,10 @@
 #include "context/jpeg_context.h"
 #include "decoder/mcu_decode.h"
 
-// decodeOne(block, component) returns 0 or -1; step.finish runs on each block
-// decoded. Blocks the walk may fill: the decoded MCU and the expansion
-// scratch after it, so that scan records left over from another scan cannot
-// push it past them.
+// decodeOne(block, component) returns 0 or -1; step.finish (or the 1/8
+// mean) runs on each block decoded. Blocks the walk may fill: the decoded
+// MCU and the expansion scratch after it, so that scan records left over
+// from another scan cannot push it past them.
 template <typename DecodeOne>
 int32_t forEachMcuBlock(JpegContext* context, const McuBlockStep& step, DecodeOne decodeOne) {
     DecoderState& dec = context->dec;
@@ -25,7 +25,11 @@ int32_t forEachMcuBlock(JpegContext* context, const McuBlockStep& step, DecodeOn
             if (++used > room) return -1;
             if (step.clearValues > 0) std::memset(block, 0, sizeof(int16_t) * static_cast<size_t>(step.clearValues));
             if (decodeOne(block, component) != 0) return -1;
-            step.finish(block);
+            if (step.finish) {
+                step.finish(block);
+            } else {
+                block[0] = meanSample(block[0]);
+            }
             block += kBlockValues;
         }
     }

@@ -317,7 +317,7 @@ template <int32_t scale, bool stepped>
 // shifted: 8 x 8, or n x n in the top-left corner (row pitch 8).
 inline void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels) {
     switch (scale) {
-        case 0: block[0] = clampSample((block[0] + 4) >> 3); return;  // the 8x8 transform's mean
+        case 0: block[0] = meanSample(block[0]); return;
         case 1:
             inverseDct2x2(block);
             for (int i : {0, 1, 8, 9}) block[i] = clampSample(block[i]);
