@@ -9,3 +9,13 @@
 #else
 #define KELJPEG_NOINLINE
 #endif
+
+// Puts a routine inside its caller where the compiler would not on its own,
+// so that the caller's reader state stays in registers across the call.
+#if defined(__GNUC__) || defined(__clang__)
+#define KELJPEG_ALWAYS_INLINE inline __attribute__((always_inline))
+#elif defined(_MSC_VER)
+#define KELJPEG_ALWAYS_INLINE __forceinline
+#else
+#define KELJPEG_ALWAYS_INLINE inline
+#endif

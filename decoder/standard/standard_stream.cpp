@@ -23,6 +23,7 @@
 #include "decoder/upsample.h"
 #include "runtime/clear_block.h"
 #include "runtime/heap.h"
+#include "runtime/inlining.h"
 #include "runtime/limits.h"
 #include "runtime/report.h"
 
@@ -250,7 +251,7 @@ template <bool stepped>
 // A reduced-size block's AC coefficients: those the scale's transform reads
 // are kept, the rest decoded and dropped.
 template <int32_t scale, bool stepped>
-[[nodiscard]] bool decodeReducedAc(EntropyReader& reader, const StandardHuffman& ac, const uint16_t* quant,
+[[nodiscard]] KELJPEG_ALWAYS_INLINE bool decodeReducedAc(EntropyReader& reader, const StandardHuffman& ac, const uint16_t* quant,
                                    int16_t* block) {
     constexpr uint32_t last = kBlockUse[scale].lastZigzag;
     uint32_t k = 1;
