@@ -315,36 +315,38 @@ namespace {
 // The writers below read the decoded blocks where they lie.
 void leaveBlocks(JpegContext* /*context*/, uint32_t /*mask*/, int32_t /*n*/) {}
 
-void tableRow(const int16_t* y, const int16_t* cb, const int16_t* cr, int32_t count, uint8_t* out) {
-    for (int32_t i = 0; i < count; ++i) tablePixel(y[i], cb[i], cr[i], out + 3 * i);
-}
-
-// 1/4 and 1/8 size 4:2:0 and 4:2:2, pixel by pixel from the decoded blocks
-// where they lie: n x n samples in the corner of each block, luma blocks in
-// raster order, then one Cb and one Cr block whose sample (x / 2, y / 2)
-// (4:2:2: (x / 2, y)) serves pixel (x, y) of the MCU. At 1/8 the one sample
-// of each chroma block serves all two or four pixels.
-template <int32_t n, void (*convertRow)(const int16_t*, const int16_t*, const int16_t*, int32_t, uint8_t*)>
+// 1/4 and 1/8 size 4:2:0 and 4:2:2: the n x n samples in the corner of each
+// decoded block gathered into one small patch, luma rows of 2n samples and
+// chroma rows of n (8 apart, as in a block), which the half-width chroma
+// kernel converts whole; the rows and columns inside the band are copied
+// out. A 4:2:0 MCU at 1/4 is a 4 x 4 patch whose luma rows hold two samples
+// each of Y0 and Y1, then of Y2 and Y3, under 2 x 2 chroma samples.
+template <int32_t n, bool rounded>
 void writeSmallHalvedChroma(const JpegContext* context, const ImageRect* band, int32_t x, int32_t w, int32_t /*n*/) {
     const DecoderState& dec = context->dec;
-    const int32_t maxH = static_cast<int32_t>(dec.maxH), maxV = static_cast<int32_t>(dec.maxV);
-    const int16_t* luma = dec.mcuBlocks;
-    const int16_t* cb = luma + maxH * maxV * kBlockValues;
-    const int16_t* cr = cb + kBlockValues;
-    const int32_t height = maxV * n, width = maxH * n;
+    const DecoderKernels& kernels = *dec.kernels;
+    const int32_t maxV = static_cast<int32_t>(dec.maxV);  // chromaHalved: maxH is 2
+    const int32_t height = maxV * n, width = 2 * n;
+    // MCUs right of the rectangle are decoded too, with no columns left.
     const int32_t rows = band->height < height ? band->height : height, columns = w < width ? w : width;
-    for (int32_t r = 0; r < rows; ++r) {
-        const int16_t* lumaRow = luma + (r / n) * maxH * kBlockValues + (r % n) * 8;
-        const int32_t chromaRow = 8 * (maxV == 2 ? r / 2 : r);
-        int16_t y[2 * n], blue[2 * n], red[2 * n];
-        for (int32_t j = 0; j < columns; ++j) {
-            y[j] = lumaRow[(j / n) * kBlockValues + j % n];
-            blue[j] = cb[chromaRow + j / 2];
-            red[j] = cr[chromaRow + j / 2];
+    if (rows <= 0 || columns <= 0) return;
+    const int16_t* luma = dec.mcuBlocks;
+    const int16_t* cb = luma + 2 * maxV * kBlockValues;
+    const int16_t* cr = cb + kBlockValues;
+    alignas(32) int16_t y[4 * 8] = {}, blue[2 * 8] = {}, red[2 * 8] = {};
+    for (int32_t r = 0; r < height; ++r)
+        for (int32_t j = 0; j < width; ++j) y[8 * r + j] = luma[((r / n) * 2 + j / n) * kBlockValues + (r % n) * 8 + j % n];
+    for (int32_t r = 0; r < n; ++r)
+        for (int32_t j = 0; j < n; ++j) {
+            blue[8 * r + j] = cb[8 * r + j];
+            red[8 * r + j] = cr[8 * r + j];
         }
-        convertRow(y, blue, red, columns,
-                   band->bits + static_cast<ptrdiff_t>(r) * band->stride + static_cast<ptrdiff_t>(x) * 3);
-    }
+    uint8_t pixels[4 * 24];
+    const auto convert = rounded ? kernels.roundedColourBlockHalved : kernels.colourBlockHalved;
+    convert(y, blue, red, pixels, 24, height, maxV == 2);
+    for (int32_t r = 0; r < rows; ++r)
+        std::memcpy(band->bits + static_cast<ptrdiff_t>(r) * band->stride + static_cast<ptrdiff_t>(x) * 3, pixels + 24 * r,
+                    static_cast<size_t>(columns) * 3);
 }
 
 }  // namespace
@@ -352,9 +354,9 @@ void writeSmallHalvedChroma(const JpegContext* context, const ImageRect* band, i
 McuOutput colourOutput(const JpegContext* context, ColourRule rule, int32_t n) {
     const bool tables = rule == ColourRule::Tables;
     if (n == 1 && chromaHalved(context))
-        return {leaveBlocks, tables ? writeSmallHalvedChroma<1, tableRow> : writeSmallHalvedChroma<1, roundedColourRowScalar>};
+        return {leaveBlocks, tables ? writeSmallHalvedChroma<1, false> : writeSmallHalvedChroma<1, true>};
     if (n == 2 && chromaHalved(context))
-        return {leaveBlocks, tables ? writeSmallHalvedChroma<2, tableRow> : writeSmallHalvedChroma<2, roundedColourRowScalar>};
+        return {leaveBlocks, tables ? writeSmallHalvedChroma<2, false> : writeSmallHalvedChroma<2, true>};
     if ((n == 8 || n == 4) && chromaHalved(context))
         return {jpegDecodePointHalvedChroma, tables ? jpegDecodeWriteBGRHalvedChroma : jpegDecodeWriteRoundedBGRHalvedChroma};
     return {selectExpander(context), tables ? jpegDecodeWriteBGR : jpegDecodeWriteRoundedBGR};
