@@ -91,15 +91,6 @@ void inverseDct4x4(int16_t* block) {
     }
 }
 
-void inverseDct2x2(int16_t* block) {
-    int32_t c00 = block[0], c01 = block[1], c10 = block[8], c11 = block[9];
-    // Every coefficient weighs 1/8: no sqrt(2) on the first-order terms.
-    block[0] = static_cast<int16_t>((c00 + c10 + c01 + c11 + 4) >> 3);
-    block[1] = static_cast<int16_t>((c00 + c10 - c01 - c11 + 4) >> 3);
-    block[8] = static_cast<int16_t>((c00 - c10 + c01 - c11 + 4) >> 3);
-    block[9] = static_cast<int16_t>((c00 - c10 - c01 + c11 + 4) >> 3);
-}
-
 void clampBlock(int16_t* block) {
     for (int i = 0; i < 64; ++i) block[i] = clampSample(block[i]);
 }

@@ -12,11 +12,6 @@
 
 namespace {
 
-void inverseDct2x2Clamp(int16_t* block) {
-    inverseDct2x2(block);
-    for (int i : {0, 1, 8, 9}) block[i] = clampSample(block[i]);
-}
-
 // One MCU through the chosen kernels' block walk: 1, 0 at the image's end,
 // or -1.
 int32_t decodeMcu(JpegContext* context, const McuBlockStep& step) {
@@ -49,12 +44,12 @@ int32_t decodeMcuFull(JpegContext* context) {
     return 1;
 }
 
-// The reduced sizes clear only the values their transforms read (the 2x2
+// The reduced sizes clear only the rows their transforms read (the 2x2
 // one reads 0, 1, 8 and 9) and keep the coefficients those need.
 int32_t decodeMcuHalf(JpegContext* context) {
-    return decodeMcu(context, {32, 24, context->dec.kernels->inverseDct4x4Clamp});
+    return decodeMcu(context, {4, 24, context->dec.kernels->inverseDct4x4Clamp});
 }
 
-int32_t decodeMcuQuarter(JpegContext* context) { return decodeMcu(context, {10, 4, inverseDct2x2Clamp}); }
+int32_t decodeMcuQuarter(JpegContext* context) { return decodeMcu(context, {2, 4, inverseDct2x2Clamp}); }
 
 int32_t decodeMcuEighth(JpegContext* context) { return decodeMcu(context, {0, 0, nullptr}); }

@@ -22,7 +22,7 @@ struct ComponentRecord;
                                          int32_t keepLimit);
 
 // What the MCU decoders do to each block around its decoding: clear the
-// first clearValues values (the reduced-size decoders leave blocks
+// first clearRows rows (the reduced-size decoders leave the rest of a block
 // uncleared), keep coefficients up to keepLimit (kKeepAll: decodeBlock's
 // full decode; else decodeBlockPartial's limit), then turn the block into
 // samples with finish before the next block is read. At 1/8 size finish is
@@ -30,7 +30,7 @@ struct ComponentRecord;
 // since a call per block cost more than the mean.
 constexpr int32_t kKeepAll = 64;
 struct McuBlockStep {
-    int32_t clearValues;
+    int32_t clearRows;
     int32_t keepLimit;
     void (*finish)(int16_t* block);
 };

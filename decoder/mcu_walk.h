@@ -3,10 +3,9 @@
 // order, stopping at the first failure.
 #pragma once
 
-#include <cstring>
-
 #include "context/jpeg_context.h"
 #include "decoder/mcu_decode.h"
+#include "runtime/clear_block.h"
 
 // decodeOne(block, component) returns 0 or -1; step.finish (or the 1/8
 // mean) runs on each block decoded. Blocks the walk may fill: the decoded
@@ -23,7 +22,7 @@ int32_t forEachMcuBlock(JpegContext* context, const McuBlockStep& step, DecodeOn
         ComponentRecord* component = &context->componentRecords[c];
         for (uint32_t b = 0; b < component->blocksInMcu; ++b) {
             if (++used > room) return -1;
-            if (step.clearValues > 0) std::memset(block, 0, sizeof(int16_t) * static_cast<size_t>(step.clearValues));
+            clearBlockRows(block, step.clearRows);
             if (decodeOne(block, component) != 0) return -1;
             if (step.finish) {
                 step.finish(block);

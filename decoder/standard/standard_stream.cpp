@@ -319,10 +319,7 @@ template <int32_t scale, bool stepped>
 inline void transformBlock(int16_t* block, int32_t scale, const DecoderKernels& kernels) {
     switch (scale) {
         case 0: block[0] = meanSample(block[0]); return;
-        case 1:
-            inverseDct2x2(block);
-            for (int i : {0, 1, 8, 9}) block[i] = clampSample(block[i]);
-            return;
+        case 1: inverseDct2x2Clamp(block); return;
         case 2: kernels.inverseDct4x4Clamp(block); return;
         default: kernels.inverseDctClamp(block); return;
     }
