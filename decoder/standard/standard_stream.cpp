@@ -377,8 +377,9 @@ template <int32_t scale>
         StandardComponent& component = sd->components[c];
         const StandardHuffman& dc = sd->dcTables[scan.dcTable[i]];
         const StandardHuffman& ac = sd->acTables[scan.acTable[i]];
-        // 40 x 99 fits 16 bits, 300 x 255 does not.
-        const bool stepped = ac.largestStepValue * component.largestQuant <= 32767;
+        // 40 x 99 fits 16 bits, 300 x 255 does not. At 1/8 no AC value is
+        // kept, and one block decoder (inlined here) serves every table.
+        const bool stepped = scale != 0 && ac.largestStepValue * component.largestQuant <= 32767;
         int16_t* block = context->dec.mcuBlocks + st.componentOffset[c] * kBlockValues;
         for (uint32_t b = 0; ok && b < uint32_t{component.h} * component.v; ++b, block += kBlockValues) {
             ok = stepped ? decodeBlock<scale, true>(reader, dc, ac, component.zigzagQuant, component.dcPredictor, block)
