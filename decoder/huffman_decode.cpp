@@ -13,7 +13,8 @@ const int32_t extendTest[16] = {0,    1,    2,    4,    8,    16,   32,    64,
 const int32_t extendOffset[16] = {0,    -1,   -3,    -7,    -15,   -31,   -63,    -127,
                                   -255, -511, -1023, -2047, -4095, -8191, -16383, -32767};
 
-HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t symbolCount, uint32_t maxCodeLength) {
+HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t symbolCount, uint32_t maxCodeLength,
+                                            bool acTable) {
     if (maxCodeLength > 16) return nullptr;
     uint32_t size = 1u << maxCodeLength;
     // The short-code table of the quick path follows the lookup table.
@@ -38,7 +39,7 @@ HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t s
         std::memset(table + (code << spread), position, size_t{1} << spread);
     }
     auto* lookup = reinterpret_cast<HuffmanLookupTable*>(table);
-    buildFastHuffmanTable(lookup, codes, maxCodeLength);
+    buildFastHuffmanTable(lookup, codes, maxCodeLength, acTable);
     return lookup;
 }
 
@@ -53,7 +54,8 @@ int32_t jpegDecodeInitializeDecVLCTable(JpegContext* context) {
         int32_t entry = dec.pendingTables[i];
         HuffmanSlot& slot = context->huffman[entry >= 16 ? kAcSlot + (entry - 16) : kDcSlot + entry];
         if (!slot.codeTable) return -1;
-        HuffmanLookupTable* table = buildHuffmanLookupTable(slot.codeTable, slot.symbolCount, slot.maxCodeLength);
+        HuffmanLookupTable* table =
+            buildHuffmanLookupTable(slot.codeTable, slot.symbolCount, slot.maxCodeLength, entry >= 16);
         if (!table) return -1;
         if (slot.lookupTable) {
             forgetHuffmanTables(context, nullptr, slot.lookupTable);

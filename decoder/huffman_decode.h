@@ -20,8 +20,9 @@ constexpr uint8_t kNoCode = 0xFF;
 // Builds one slot's lookup table from its code list: entry p holds the list
 // position of the code that is a prefix of the maxCodeLength-bit value p, or
 // kNoCode. Returns null after reporting (allocation) or for a code list whose
-// codes do not fit their lengths.
-HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t symbolCount, uint32_t maxCodeLength);
+// codes do not fit their lengths. acTable: the slot is an AC one.
+HuffmanLookupTable* buildHuffmanLookupTable(const HuffmanCode* codes, uint32_t symbolCount, uint32_t maxCodeLength,
+                                            bool acTable);
 
 // EXTEND: a value v read in s bits (1..15) is negative when below 2^(s-1).
 extern const int32_t extendTest[16];    // 2^(s-1), entry 0 = 0

@@ -48,7 +48,7 @@ bool holdsOnly(const uint8_t* p, uint32_t n, uint8_t k) {
 
 }  // namespace
 
-void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_t* fast, uint32_t* skip,
+void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, bool acTable, uint32_t* fast, uint32_t* skip,
                           uint64_t* steps) {
     for (uint32_t i = 0; i < (1u << kFastHuffmanBits); ++i) {
         const uint32_t code = shortCodes[i], length = code & 0xFF, symbol = code >> 8, s = symbol & 15;
@@ -64,6 +64,7 @@ void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_
         }
         fast[i] = entry;
     }
+    if (!acTable) return;
     // Within i's bits, the code and value bits at position `taken` are all
     // real bits when they end by kFastHuffmanBits: 1011100000 for the code
     // 101 of symbol 0x02 with its two value bits leaves 00000 after 5 bits,
@@ -96,7 +97,7 @@ void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_
     for (uint32_t i = 0; i < (1u << kFastHuffmanBits); ++i) steps[i] = coefficientStep(fast, rule, i);
 }
 
-void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxCodeLength) {
+void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxCodeLength, bool acTable) {
     const uint8_t* full = reinterpret_cast<const uint8_t*>(lookup);
     const uint32_t span = maxCodeLength >= kFastHuffmanBits ? 1u << (maxCodeLength - kFastHuffmanBits) : 1u;
     uint16_t shortCodes[1u << kFastHuffmanBits];
@@ -111,7 +112,7 @@ void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes,
             codes[k].length <= maxCodeLength && codes[k].symbol <= 0xFF)
             shortCodes[i] = static_cast<uint16_t>(codes[k].length | codes[k].symbol << 8);
     }
-    buildShortCodeTables(shortCodes, ZeroSizeRuns::PassSixteen, const_cast<uint32_t*>(fastHuffmanTable(lookup, maxCodeLength)),
+    buildShortCodeTables(shortCodes, ZeroSizeRuns::PassSixteen, acTable, const_cast<uint32_t*>(fastHuffmanTable(lookup, maxCodeLength)),
                          const_cast<uint32_t*>(skipHuffmanTable(lookup, maxCodeLength)),
                          const_cast<uint64_t*>(stepHuffmanTable(lookup, maxCodeLength)));
 }

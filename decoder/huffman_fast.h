@@ -189,10 +189,11 @@ enum class ZeroSizeRuns { PassSixteen, EndBlock };
 
 // The three tables from the code (length | symbol << 8, or 0) that each
 // index of kFastHuffmanBits bits starts with; each reader finds those codes
-// its own way.
-void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, uint32_t* fast, uint32_t* skip,
+// its own way. The skip and step tables only serve AC walks: for a DC table
+// (acTable false) they are left as they are, which halves the building.
+void buildShortCodeTables(const uint16_t* shortCodes, ZeroSizeRuns rule, bool acTable, uint32_t* fast, uint32_t* skip,
                           uint64_t* steps);
 
-// Fills the legacy short-code and skip tables from a built lookup table and
-// its code list.
-void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxCodeLength);
+// Fills the legacy short-code tables (skip and step tables for an AC table)
+// from a built lookup table and its code list.
+void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes, uint32_t maxCodeLength, bool acTable);

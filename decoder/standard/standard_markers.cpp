@@ -52,7 +52,7 @@ void fillShortCodes(const uint8_t* counts, const uint8_t* values, uint16_t* shor
 // Canonical codes from the counts: each length's codes follow the previous
 // length's last code shifted left by one.
 [[nodiscard]] bool buildStandardHuffman(StandardHuffman& table, const uint8_t* counts, const uint8_t* values,
-                                        uint32_t total) {
+                                        uint32_t total, bool acTable) {
     std::memset(&table, 0, sizeof table);
     std::memcpy(table.values, values, total);
     int32_t code = 0;
@@ -77,7 +77,7 @@ void fillShortCodes(const uint8_t* counts, const uint8_t* values, uint16_t* shor
     }
     uint16_t shortCodes[1u << kFastHuffmanBits];
     fillShortCodes(counts, values, shortCodes);
-    buildShortCodeTables(shortCodes, ZeroSizeRuns::EndBlock, table.fast, table.skip, table.steps);
+    buildShortCodeTables(shortCodes, ZeroSizeRuns::EndBlock, acTable, table.fast, table.skip, table.steps);
     table.largestStepValue = 0;
     for (const uint64_t step : table.steps) {
         const uint32_t first = static_cast<uint32_t>(std::abs(stepFirstValue(step)));
@@ -99,7 +99,7 @@ void fillShortCodes(const uint8_t* counts, const uint8_t* values, uint16_t* shor
         for (int i = 0; i < 16; ++i) total += counts[i];
         if ((tableByte >> 4) > 1 || (tableByte & 15) > 3 || total > 256 || s.size - at - 17 < total) return false;
         StandardHuffman& table = (tableByte >> 4) ? sd->acTables[tableByte & 15] : sd->dcTables[tableByte & 15];
-        if (!buildStandardHuffman(table, counts, s.bytes + at + 17, total)) return false;
+        if (!buildStandardHuffman(table, counts, s.bytes + at + 17, total, (tableByte >> 4) != 0)) return false;
         at += 17 + total;
     }
     return true;
@@ -113,7 +113,7 @@ bool standardDefaultHuffman(StandardDecode* sd, bool ac, uint32_t slot) {
     uint32_t total = 0;
     for (uint8_t count : example.bits) total += count;
     StandardHuffman& table = ac ? sd->acTables[slot] : sd->dcTables[slot];
-    return buildStandardHuffman(table, example.bits, example.huffval, total);
+    return buildStandardHuffman(table, example.bits, example.huffval, total, ac);
 }
 
 namespace {
