@@ -112,7 +112,8 @@ void buildFastHuffmanTable(HuffmanLookupTable* lookup, const HuffmanCode* codes,
             codes[k].length <= maxCodeLength && codes[k].symbol <= 0xFF)
             shortCodes[i] = static_cast<uint16_t>(codes[k].length | codes[k].symbol << 8);
     }
-    buildShortCodeTables(shortCodes, ZeroSizeRuns::PassSixteen, acTable, const_cast<uint32_t*>(fastHuffmanTable(lookup, maxCodeLength)),
+    buildShortCodeTables(shortCodes, ZeroSizeRuns::PassSixteen, acTable,
+                         const_cast<uint32_t*>(fastHuffmanTable(lookup, maxCodeLength)),
                          const_cast<uint32_t*>(skipHuffmanTable(lookup, maxCodeLength)),
                          const_cast<uint64_t*>(stepHuffmanTable(lookup, maxCodeLength)));
 }

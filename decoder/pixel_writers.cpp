@@ -335,7 +335,8 @@ void writeSmallHalvedChroma(const JpegContext* context, const ImageRect* band, i
     const int16_t* cr = cb + kBlockValues;
     alignas(32) int16_t y[4 * 8] = {}, blue[2 * 8] = {}, red[2 * 8] = {};
     for (int32_t r = 0; r < height; ++r)
-        for (int32_t j = 0; j < width; ++j) y[8 * r + j] = luma[((r / n) * 2 + j / n) * kBlockValues + (r % n) * 8 + j % n];
+        for (int32_t j = 0; j < width; ++j)
+            y[8 * r + j] = luma[((r / n) * 2 + j / n) * kBlockValues + (r % n) * 8 + j % n];
     for (int32_t r = 0; r < n; ++r)
         for (int32_t j = 0; j < n; ++j) {
             blue[8 * r + j] = cb[8 * r + j];
@@ -345,8 +346,8 @@ void writeSmallHalvedChroma(const JpegContext* context, const ImageRect* band, i
     const auto convert = rounded ? kernels.roundedColourBlockHalved : kernels.colourBlockHalved;
     convert(y, blue, red, pixels, 24, height, maxV == 2);
     for (int32_t r = 0; r < rows; ++r)
-        std::memcpy(band->bits + static_cast<ptrdiff_t>(r) * band->stride + static_cast<ptrdiff_t>(x) * 3, pixels + 24 * r,
-                    static_cast<size_t>(columns) * 3);
+        std::memcpy(band->bits + static_cast<ptrdiff_t>(r) * band->stride + static_cast<ptrdiff_t>(x) * 3,
+                    pixels + 24 * r, static_cast<size_t>(columns) * 3);
 }
 
 }  // namespace

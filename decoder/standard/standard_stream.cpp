@@ -251,8 +251,8 @@ template <bool stepped>
 // A reduced-size block's AC coefficients: those the scale's transform reads
 // are kept, the rest decoded and dropped.
 template <int32_t scale, bool stepped>
-[[nodiscard]] KELJPEG_ALWAYS_INLINE bool decodeReducedAc(EntropyReader& reader, const StandardHuffman& ac, const uint16_t* quant,
-                                   int16_t* block) {
+[[nodiscard]] KELJPEG_ALWAYS_INLINE bool decodeReducedAc(EntropyReader& reader, const StandardHuffman& ac,
+                                                         const uint16_t* quant, int16_t* block) {
     constexpr uint32_t last = kBlockUse[scale].lastZigzag;
     uint32_t k = 1;
     for (; k <= last; ++k) {
