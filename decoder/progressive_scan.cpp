@@ -208,12 +208,29 @@ int32_t acRefineWith(Reader& in, JpegContext* context, int16_t* block, Component
     return 0;
 }
 
+// The coefficients of a whole picture lie MCU by MCU, far beyond the caches
+// (9 MiB for a 2048 x 1536 4:2:0 picture), and a single-component scan
+// visits one or two blocks of each MCU: its next blocks are fetched while
+// the current one is decoded, both cache lines of each.
+constexpr uint32_t kPrefetchAhead = 4;
+inline void prefetchBlock(const int16_t* block) {
+#if defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(block, 1);
+    __builtin_prefetch(block + 32, 1);
+#else
+    (void)block;
+#endif
+}
+
 // A scan decoder on a reader of the kind given, handed back after the run.
 template <class Reader, int32_t (*decodeWith)(Reader&, JpegContext*, int16_t*, ComponentRecord*)>
 int32_t onReader(JpegContext* context, const ScanBlock* run, uint32_t count) {
     Reader in(context->bitstream);
     int32_t result = 0;
-    for (uint32_t i = 0; i < count && result == 0; ++i) result = decodeWith(in, context, run[i].block, run[i].component);
+    for (uint32_t i = 0; i < count && result == 0; ++i) {
+        if (i + kPrefetchAhead < count) prefetchBlock(run[i + kPrefetchAhead].block);
+        result = decodeWith(in, context, run[i].block, run[i].component);
+    }
     in.handBack();
     return result;
 }
