@@ -44,6 +44,15 @@ ScanDecoder selectScanDecoder(const JpegContext* context);
 // EOI was already seen, -1 on failure (reported).
 [[nodiscard]] int32_t decodeScanSingle(JpegContext* context);
 
+// The components' quantisers in natural order, as the low 16 bits that the
+// truncated products keep (a product's low 16 bits depend only on its
+// factors' low 16 bits): worked out once per output pass, so that a block's
+// dequantisation is a plain 16-bit multiply instead of 64 table look-ups.
+struct NaturalQuant {
+    uint16_t values[4][64];
+};
+NaturalQuant naturalQuantOf(const JpegContext* context);
+
 // Dequantises and inverse-transforms the MCU at progressiveCursor into
 // mcuBlocks, then moves the cursor on by one MCU.
-void rebuildProgressiveMcu(JpegContext* context);
+void rebuildProgressiveMcu(JpegContext* context, const NaturalQuant& quant);

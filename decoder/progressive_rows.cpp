@@ -60,11 +60,10 @@ NextScan setUpNextScan(JpegContext* context) {
     return true;
 }
 
-void dequantiseBlock(const int16_t* coefficients, const int32_t* quant, int16_t* out) {
+void dequantiseBlock(const int16_t* coefficients, const uint16_t* quant, int16_t* out) {
     for (int n = 0; n < kBlockValues; ++n) {
         // Unsigned product: a hostile table cannot overflow; 16-bit truncation as in sequential decoding.
-        out[n] = static_cast<int16_t>(static_cast<uint32_t>(coefficients[n]) *
-                                      static_cast<uint32_t>(quant[naturalToZigzag[n]]));
+        out[n] = static_cast<int16_t>(static_cast<uint32_t>(static_cast<uint16_t>(coefficients[n])) * quant[n]);
     }
 }
 
@@ -74,15 +73,23 @@ int16_t* mcuRowStart(const JpegContext* context, uint32_t mcuRow) {
 }
 
 // The MCUs of a pass come from the coefficient buffer, a row at a time.
-bool rebuildNextMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void*) {
+bool rebuildNextMcu(JpegContext* context, uint32_t mcuRow, uint32_t mcuX, void* quant) {
     if (mcuX == 0) context->dec.progressiveCursor = mcuRowStart(context, mcuRow);
-    rebuildProgressiveMcu(context);
+    rebuildProgressiveMcu(context, *static_cast<const NaturalQuant*>(quant));
     return true;
 }
 
 }  // namespace
 
-void rebuildProgressiveMcu(JpegContext* context) {
+NaturalQuant naturalQuantOf(const JpegContext* context) {
+    NaturalQuant quant;
+    for (int c = 0; c < 4; ++c)
+        for (int n = 0; n < kBlockValues; ++n)
+            quant.values[c][n] = static_cast<uint16_t>(context->components[c].quant[naturalToZigzag[n]]);
+    return quant;
+}
+
+void rebuildProgressiveMcu(JpegContext* context, const NaturalQuant& quant) {
     auto inverseDctClamp = context->dec.kernels->inverseDctClamp;  // inverseDct8x8 then clampBlock
     DecoderState& dec = context->dec;
     const int16_t* in = dec.progressiveCursor;
@@ -93,7 +100,7 @@ void rebuildProgressiveMcu(JpegContext* context) {
         const FrameHeaderComponent& fc = context->frame.components[c];
         const uint32_t blocks = static_cast<uint32_t>(fc.horizontalSampling) * fc.verticalSampling;
         for (uint32_t b = 0; b < blocks && blocksLeft > 0; ++b, --blocksLeft) {
-            dequantiseBlock(in, context->components[c].quant, out);
+            dequantiseBlock(in, quant.values[c], out);
             inverseDctClamp(out);
             in += kBlockValues;
             out += kBlockValues;
@@ -112,7 +119,8 @@ int32_t decodeProgressiveRows(JpegContext* context, ImageRect* rect, uint32_t ro
     }
     BandLoop loop{};
     const McuOutput output = selectMcuOutput(context, rect);
-    loop.stage = {rebuildNextMcu, nullptr, output.expand, output.write, samplingMask(context), 8,
+    NaturalQuant quant = naturalQuantOf(context);
+    loop.stage = {rebuildNextMcu, &quant, output.expand, output.write, samplingMask(context), 8,
                   static_cast<int32_t>(dec.mcuWidth)};
     if (!loop.stage.expand || !loop.stage.write || !dec.progressiveBlocks) return 0;
     loop.mcuHeight = static_cast<int32_t>(dec.mcuHeight);
