@@ -7,7 +7,7 @@
 #include "decoder/huffman_decode.h"
 #include "decoder/mcu_decode.h"
 #include "decoder/mcu_walk.h"
-#include "runtime/clear_block.h"
+#include "runtime/block_memory.h"
 #include "runtime/report.h"
 
 namespace {

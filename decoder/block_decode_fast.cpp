@@ -8,7 +8,7 @@
 #include "decoder/kernels.h"
 #include "decoder/local_bits.h"
 #include "decoder/mcu_walk.h"
-#include "runtime/clear_block.h"
+#include "runtime/block_memory.h"
 #include "runtime/report.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include "context/jpeg_context.h"
 #include "decoder/mcu_decode.h"
-#include "runtime/clear_block.h"
+#include "runtime/block_memory.h"
 
 // decodeOne(block, component) returns 0 or -1; step.finish (or the 1/8
 // mean) runs on each block decoded. Blocks the walk may fill: the decoded

@@ -9,7 +9,7 @@
 #include "decoder/local_bits.h"
 #include "decoder/progressive_decode.h"
 #include "decoder/refinement_mask.h"
-#include "runtime/clear_block.h"
+#include "runtime/block_memory.h"
 #include "runtime/report.h"
 
 namespace {
@@ -213,14 +213,6 @@ int32_t acRefineWith(Reader& in, JpegContext* context, int16_t* block, Component
 // visits one or two blocks of each MCU: its next blocks are fetched while
 // the current one is decoded, both cache lines of each.
 constexpr uint32_t kPrefetchAhead = 4;
-inline void prefetchBlock(const int16_t* block) {
-#if defined(__GNUC__) || defined(__clang__)
-    __builtin_prefetch(block, 1);
-    __builtin_prefetch(block + 32, 1);
-#else
-    (void)block;
-#endif
-}
 
 // A scan decoder on a reader of the kind given, handed back after the run.
 template <class Reader, int32_t (*decodeWith)(Reader&, JpegContext*, int16_t*, ComponentRecord*)>

@@ -21,7 +21,7 @@
 #include "decoder/scaled_output.h"
 #include "decoder/standard/standard_entropy.h"
 #include "decoder/upsample.h"
-#include "runtime/clear_block.h"
+#include "runtime/block_memory.h"
 #include "runtime/heap.h"
 #include "runtime/inlining.h"
 #include "runtime/limits.h"

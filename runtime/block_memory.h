@@ -1,3 +1,5 @@
+// Block memory: clearing, and fetching ahead of use.
+//
 // Clears the first rows of an 8x8 block of 16-bit values, one 16-byte store
 // per row. A plain memset of these 128 bytes compiles (GCC, generic x86-64
 // tuning) to rep stosq, and one of a size known only at run time to a
@@ -26,3 +28,14 @@ inline void clearBlockRows(int16_t* block, int32_t rows) {
 }
 
 inline void clearBlock(int16_t* block) { clearBlockRows(block, 8); }
+
+// Asks for both cache lines of a block to be fetched ahead of its use; a
+// hint only, never a fault.
+inline void prefetchBlock(const int16_t* block) {
+#if defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(block);
+    __builtin_prefetch(block + 32);
+#else
+    (void)block;
+#endif
+}
