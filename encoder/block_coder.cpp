@@ -64,11 +64,12 @@ public:
 
     // The low `length` bits of value (0..32, nothing above them set).
     //
-    // Whether 32 bits are complete depends on the data: a branch on it is
-    // mispredicted about once in four codes. So the word is worked out and
-    // stored either way and only counted (out_ and count_ moved on) when
-    // complete; an incomplete word's store is overwritten by the next one.
-    // Only a word with 0xFF, or one near the end of the buffer, branches.
+    // Whether 32 bits are complete depends on the data (a word every three
+    // or four codes, in no pattern a predictor can learn). So the word is
+    // worked out and stored either way and only counted (out_ and count_
+    // moved on) when complete; an incomplete word's store is overwritten by
+    // the next one. Only a word with 0xFF, or one near the end of the
+    // buffer, branches.
     void put(uint32_t value, uint32_t length) {
         pending_ = (pending_ << length) | value;
         count_ += length;  // at most 31 + 32: one word at most is complete
